@@ -1,0 +1,47 @@
+#pragma once
+
+// The logging frame. A class that logs declares
+//
+//     static log4cxx::LoggerPtr SDGetLogger();
+//     static void Log(log4cxx::LevelPtr level, std::wstring format, ...);
+//
+// and defines them with GetClassLogger and LogToLoggerV. Formats are the formatter's ("{0:%s}"); a bad format never
+// throws from here, the raw format shows in the log instead. Any thread may log. Nothing is written below the
+// logger's level. The calling thread's last error is left as it was.
+
+#include <windows.h>
+
+#include <log4cxx/level.h>
+#include <log4cxx/logger.h>
+
+#include <cstdarg>
+#include <string>
+#include <string_view>
+
+/// The logger of this name once logging is configured, "LogHelp.EventLogger" before.
+log4cxx::LoggerPtr GetClassLogger(const wchar_t* name);
+
+/// "TalvinorGlobal" once logging is configured, "LogHelp.EventLogger" before.
+log4cxx::LoggerPtr GetGlobalLogger();
+
+void LogGlobal(log4cxx::LevelPtr level, std::wstring format, ...);
+
+/// The empty name selects the root logger.
+void LogToNamedLogger(const std::wstring& loggerName, log4cxx::LevelPtr level, std::wstring format, ...);
+
+void LogToLoggerV(const log4cxx::LoggerPtr& logger, const log4cxx::LevelPtr& level, const std::wstring& format,
+                  va_list args);
+
+/// Writes a finished text, without looking for inserts in it.
+void LogTextToLogger(const log4cxx::LoggerPtr& logger, const log4cxx::LevelPtr& level, const std::wstring& text);
+
+/// The level of a number from the registry or a script: 0 ERROR, 1 WARN, 2 INFO, 3 DEBUG, anything else WARN.
+log4cxx::LevelPtr LevelFromNumber(unsigned long number);
+
+/// The system's text for a Win32 error or HRESULT without trailing white space; "No Error Text Available" if none.
+std::wstring GetSystemErrorText(unsigned long code);
+
+/// Narrow text widened, and wide text narrowed, through the C runtime's current locale; what has no counterpart
+/// becomes '?'.
+std::wstring WidenText(std::string_view text);
+std::string NarrowText(std::wstring_view text);

@@ -1,0 +1,31 @@
+#pragma once
+
+// Traces a function's entry and exit at DEBUG and keeps the thread's nested diagnostic context:
+//
+//     CTraceScope trace(L"CScriptRunner::RunScript", L"name", script->GetScriptName());
+//
+// A scope opened while logging is unconfigured stays silent for its life. Create and destroy it on one thread. The
+// thread's last error is left as it was.
+
+#include <string>
+
+class CTraceScope
+{
+public:
+    explicit CTraceScope(std::wstring functionName, std::wstring name1 = {}, std::wstring value1 = {},
+                         std::wstring name2 = {}, std::wstring value2 = {});
+    ~CTraceScope();
+
+    CTraceScope(const CTraceScope&) = delete;
+    CTraceScope& operator=(const CTraceScope&) = delete;
+
+private:
+    std::wstring m_functionName;
+    std::wstring m_name1;
+    std::wstring m_value1;
+    std::wstring m_name2;
+    std::wstring m_value2;
+    std::wstring m_loggerName;
+    bool m_pushed = false;
+    bool m_active = false;
+};

@@ -1,0 +1,40 @@
+# quorline_idl(<name> <file.idl>) compiles an interface definition with widl and defines two libraries:
+#   <name>Idl        the generated header <name>.h and the identifiers; the type library is ${<name>_TLB}
+#   <name>Proxies    the proxies and stubs, their entry points prefixed Prx (PrxDllMain, PrxDllGetClassObject, ...)
+
+find_program(WIDL NAMES x86_64-w64-mingw32-widl REQUIRED)
+find_path(WINE_IDL_DIR oaidl.idl PATHS /usr/include/wine/wine/windows /usr/include/wine/windows REQUIRED NO_CMAKE_FIND_ROOT_PATH)
+find_path(WINE_TLB_DIR stdole2.tlb PATHS /usr/lib/x86_64-linux-gnu/wine/x86_64-windows REQUIRED NO_CMAKE_FIND_ROOT_PATH)
+
+function(quorline_idl name idl)
+    set(dir ${CMAKE_CURRENT_BINARY_DIR}/idl)
+    file(MAKE_DIRECTORY ${dir})
+    get_filename_component(idl ${idl} ABSOLUTE)
+    set(widl ${WIDL} -Oif --win64 -I ${WINE_IDL_DIR} -L ${WINE_TLB_DIR})
+    add_custom_command(
+        OUTPUT ${dir}/${name}.h ${dir}/${name}_i.c ${dir}/${name}_p.c ${dir}/${name}.dlldata.c ${dir}/${name}.tlb
+        COMMAND ${widl} -h -H ${name}.h -u -U ${name}_i.c -p -P ${name}_p.c -t -T ${name}.tlb ${idl}
+        COMMAND ${CMAKE_COMMAND} -E rm -f ${name}.dlldata.c
+        COMMAND ${widl} --dlldata-only --dlldata=${name}.dlldata.c ${name}
+        WORKING_DIRECTORY ${dir}
+        DEPENDS ${idl}
+        COMMENT "Compiling ${name}.idl"
+        VERBATIM)
+
+    add_library(${name}Idl STATIC ${dir}/${name}_i.c ${dir}/${name}.h ${dir}/${name}.tlb)
+    target_include_directories(${name}Idl SYSTEM PUBLIC ${dir})
+    target_compile_options(${name}Idl PRIVATE -w)
+
+    add_library(${name}Proxies OBJECT ${dir}/${name}_p.c ${dir}/${name}.dlldata.c)
+    add_dependencies(${name}Proxies ${name}Idl)
+    # The delegating factory reaches IUnknown's proxies by names that MinGW's headers leave out.
+    file(WRITE ${dir}/proxy-prelude.h
+        "#include <rpcproxy.h>\n"
+        "HRESULT STDMETHODCALLTYPE IUnknown_QueryInterface_Proxy(IUnknown*, REFIID, void**);\n"
+        "ULONG STDMETHODCALLTYPE IUnknown_AddRef_Proxy(IUnknown*);\n"
+        "ULONG STDMETHODCALLTYPE IUnknown_Release_Proxy(IUnknown*);\n")
+    target_compile_definitions(${name}Proxies PRIVATE REGISTER_PROXY_DLL PROXY_DELEGATION ENTRY_PREFIX=Prx)
+    target_compile_options(${name}Proxies PRIVATE -w -include ${dir}/proxy-prelude.h)
+    set(${name}_TLB ${dir}/${name}.tlb PARENT_SCOPE)
+    set(${name}_IDL_DIR ${dir} PARENT_SCOPE)
+endfunction()
