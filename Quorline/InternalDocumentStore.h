@@ -1,0 +1,115 @@
+#pragma once
+
+// One document store: the directory into which the save scripts of one state change place documents, the records that
+// describe them, and the info file beside them. Belongs to the thread of its state change; takes no locks. The
+// directory is made when it is first needed, not before.
+//
+//     CInternalDocumentStore store;
+//     store.SetCurrentAppInfo(L"notepad.exe", L"Notepad", L"C:\\Windows\\notepad.exe");
+//     std::wstring path;
+//     HRESULT hr = store.GetNewDocumentPath(L"Report.doc", nullptr, L"", path);
+
+#include "Common/Export.h"
+#include "Common/RpcHelper.h"
+#include "InternalSavedDocument.h"
+
+#include "HostInterfaces.h"
+
+#include <log4cxx/level.h>
+#include <log4cxx/logger.h>
+#include <wrl/client.h>
+
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+struct IDocumentStore;
+struct ISavedDocumentCollection;
+
+class QUORLINE_API CInternalDocumentStore {
+public:
+    using DocumentList = std::vector<std::unique_ptr<CInternalSavedDocument>>;
+
+    /// A store with a fresh identifier; throws COSException when none can be made.
+    CInternalDocumentStore();
+    explicit CInternalDocumentStore(const GUID& guid);
+    explicit CInternalDocumentStore(const CGuid& guid);
+    /// Copies every member; the copy has records of its own.
+    CInternalDocumentStore(const CInternalDocumentStore& other);
+    CInternalDocumentStore& operator=(const CInternalDocumentStore&) = delete;
+    ~CInternalDocumentStore();
+
+    /// Works out the storage directory from the local time, once.
+    void Init();
+
+    /// The folder of all stores: "Talvinor Saved Documents" in the documents folder of the thread's user.
+    static void GetBaseDirectory(std::wstring& base);
+
+    /// Throws CMorvaneException when not initialised. With create, returns the result of making the directory.
+    HRESULT GetStorageDirectory(std::wstring& directory, bool create) const;
+
+    /// E_FAIL without an identifier.
+    HRESULT GetGuid(CGuid& guid) const;
+    /// Replacing an identifier also works out a new storage directory from the current time.
+    HRESULT SetGuid(const CGuid& guid);
+
+    /// The path of "info" with this extension (with or without its dot) in the storage directory; E_FAIL when not
+    /// initialised.
+    HRESULT GetInfoFilePath(std::wstring& path, const std::wstring& extension);
+
+    /// Rewrites info.xml whole, without a state change section. Exceptions other than COSException pass on.
+    HRESULT WriteInfoFile();
+
+    HRESULT SetStateChangeInstance(IStateChangeInstance* instance);
+    /// Hands out null when there is none; the caller releases. A null out-pointer is ignored.
+    HRESULT GetStateChangeInstance(IStateChangeInstance** instance);
+
+    /// Names the application that the next records belong to.
+    HRESULT SetCurrentAppInfo(const std::wstring& exeImageName, const std::wstring& friendlyName,
+                              const std::wstring& appPath);
+
+    /// Reserves a file name for a document about to be saved, appends its record and rewrites the info file. Names
+    /// may be null. E_FAIL when no name is free; when only the info file fails, path and record stay.
+    HRESULT GetNewDocumentPath(const wchar_t* docName, const wchar_t* originalPath, const std::wstring& extension,
+                               std::wstring& path);
+
+    /// Records in the order of their reservation; owned by the store.
+    DocumentList* GetSavedDocumentList() const { return m_savedDocuments.get(); }
+
+    /// The record whose saved file is the object's; owned by the store. S_FALSE when there is none.
+    HRESULT FindDocument(ISavedDocument* doc, CInternalSavedDocument** found);
+
+    bool HasUnrecoveredDocuments();
+
+    /// The object that scripts see; the store must outlive it. One reference for the caller.
+    HRESULT CreateDocumentStoreCOMObject(IDocumentStore** ppStore);
+    /// A new collection of all records' objects, with one reference for the caller; null on failure.
+    HRESULT CreateSavedDocumentCollectionCOMObject(ISavedDocumentCollection** ppDocs);
+    /// Appends all records' objects; stops at the first failure.
+    HRESULT AddDocumentsToCOMCollection(ISavedDocumentCollection* pDocs);
+
+private:
+    struct LessNoCase {
+        bool operator()(const std::wstring& left, const std::wstring& right) const;
+    };
+    using PathSet = std::set<std::wstring, LessNoCase>;
+
+    static log4cxx::LoggerPtr SDGetLogger();
+    static void Log(log4cxx::LevelPtr level, std::wstring format, ...);
+
+    HRESULT CreateStorageDirectory() const;
+    std::wstring GetGuidString() const;
+    static bool EnsureFilenameUnique(std::wstring& name, const std::wstring& extension, const std::wstring& directory,
+                                     const PathSet& reserved);
+
+    std::wstring m_storageDirectory;
+    bool m_inited = false;
+    std::unique_ptr<CGuid> m_guid;
+    std::wstring m_currentAppExeImageName;
+    std::wstring m_currentAppFriendlyName;
+    std::wstring m_currentAppPath;
+    std::unique_ptr<DocumentList> m_savedDocuments;
+    Microsoft::WRL::ComPtr<IStateChangeInstance> m_stateChangeInstance;
+    PathSet m_reservedPaths; ///< a reserved name leaves no file behind that the next probe could find
+};

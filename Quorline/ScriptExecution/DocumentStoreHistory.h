@@ -1,0 +1,64 @@
+#pragma once
+
+// The document stores found on disk. One instance per process, used from the thread that handles resumes and restore
+// scripts; takes no locks. The first query scans the disk, later ones use that scan until Refresh is called.
+
+#include "Common/Export.h"
+#include "ScriptExecution/DocumentStoreInfo.h"
+
+#include <windows.h>
+
+#include <log4cxx/level.h>
+#include <log4cxx/logger.h>
+
+#include <list>
+#include <memory>
+#include <string>
+
+struct ISavedDocument;
+struct ISavedDocumentCollection;
+
+class QUORLINE_API CDocumentStoreHistory {
+public:
+    using InfoList = std::list<std::unique_ptr<CDocumentStoreInfo>>;
+
+    static CDocumentStoreHistory& GetInstance() { return s_instance; }
+
+    CDocumentStoreHistory(const CDocumentStoreHistory&) = delete;
+    CDocumentStoreHistory& operator=(const CDocumentStoreHistory&) = delete;
+
+    /// Scans again. A malformed info file's exception passes on; the stores found before it stay in the list. Like
+    /// every query that scans for the first time.
+    void Refresh();
+
+    /// The stores in the order in which the search of the base directory returned them; owned by the history.
+    const InfoList& GetSavedDocumentInfos();
+
+    bool HasUnrecoveredDocuments();
+
+    /// The latest state change among the stores (UTC); false with a zero time when there is none.
+    bool GetLastDocumentSaveTime(FILETIME* time);
+
+    /// The store whose storage directory holds the document; owned by the history. S_FALSE when there is none.
+    HRESULT GetDocumentStoreInfoForDocument(ISavedDocument* doc, CDocumentStoreInfo** found);
+
+    /// All documents of all stores as automation objects, with one reference for the caller.
+    HRESULT CreateSavedDocumentCollectionCOMObject(ISavedDocumentCollection** ppDocs);
+
+private:
+    CDocumentStoreHistory() = default;
+
+    void Init();
+    void ClearList() { m_infos.clear(); }
+    void AddStore(const std::wstring& infoPath);
+
+    static log4cxx::LoggerPtr SDGetLogger();
+    static void Log(log4cxx::LevelPtr level, std::wstring format, ...);
+
+    static CDocumentStoreHistory s_instance;
+
+    bool m_refreshed = false;
+    InfoList m_infos;
+    FILETIME m_lastSaveTime{};
+    bool m_hasUnrecovered = false;
+};

@@ -1,0 +1,13 @@
+#pragma once
+
+// What can write down a store and its state change.
+
+#include "Common/Export.h"
+
+class CDocumentStoreInfo;
+
+class QUORLINE_API CDocumentStoreWriter {
+public:
+    virtual ~CDocumentStoreWriter() = default;
+    virtual void WriteDocumentStore(CDocumentStoreInfo& info) = 0;
+};

@@ -1,0 +1,66 @@
+#pragma once
+
+// Writes a store's info file. Every failure is an exception: COSException for the file and the identifiers,
+// CMorvaneException for a state change type that cannot be written.
+//
+// Values go into the file unescaped and as the format text of a print ("%d" in a name comes out as "0"); a value with
+// "&" or "<" makes a file that cannot be read back. Text is UTF-8, lines end in CR LF.
+
+#include "ScriptExecution/DocumentStoreWriter.h"
+
+#include <cstdio>
+#include <memory>
+#include <string>
+
+class CInternalDocumentStore;
+class CStateChangeInstance;
+
+class QUORLINE_API CDocumentStoreXMLWriter : public CDocumentStoreWriter {
+public:
+    explicit CDocumentStoreXMLWriter(std::wstring path) : m_path(std::move(path)) {}
+
+    /// Rewrites the file whole, in one write. The state change section is written only when the info has a state
+    /// change. A failure leaves the file written up to where it happened. The file stays open until Close.
+    void WriteDocumentStore(CDocumentStoreInfo& info) override;
+
+    /// The complete info file of a store, in its storage directory, which must exist; the state change may be null.
+    static void WriteDocumentStore(CInternalDocumentStore* pStore, CStateChangeInstance* pStateChange);
+
+    void Close() { m_file.reset(); }
+
+    /// One open element: its tag on construction, its closing tag on destruction, each behind the depth's tabs.
+    class QUORLINE_API CContext {
+    public:
+        /// Throws CMorvaneException ("indenting too deep") at the largest depth, with nothing written.
+        CContext(int& depth, const wchar_t* name, std::wstring& file);
+        /// Throws CMorvaneException ("negative indent level") when the depth is 0. Writes nothing while an exception
+        /// passes, so that a failed file ends where the failure happened.
+        ~CContext() noexcept(false);
+
+        CContext(const CContext&) = delete;
+        CContext& operator=(const CContext&) = delete;
+
+        void WriteValue(const std::wstring& value);
+
+    private:
+        void IncrementIndent();
+        void DecrementIndent();
+        void WriteTabs() { m_file.append(static_cast<std::size_t>(m_depth), L'\t'); }
+
+        int& m_depth;
+        const wchar_t* m_name;
+        std::wstring& m_file;
+        int m_exceptions;
+    };
+
+private:
+    struct CFileCloser {
+        void operator()(FILE* file) const noexcept { fclose(file); }
+    };
+
+    void Open();
+    void Flush(const std::wstring& text);
+
+    std::unique_ptr<FILE, CFileCloser> m_file;
+    std::wstring m_path;
+};
