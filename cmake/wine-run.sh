@@ -1,44 +1,60 @@
 #!/bin/bash
-# Runs a Windows program in the project's own Wine prefix: wine-run.sh PROGRAM.EXE [ARGS...]
+# Runs a Windows program in the project's own Wine prefix:
+#   wine-run.sh PROGRAM.EXE [ARGS...]
+#   wine-run.sh --stop                  ends whatever still runs in the prefix
 #
-# The prefix is build/prefix unless WINEPREFIX says otherwise, HOME is a scratch folder beside it, and the first caller
-# creates both while any others wait.
+# The prefix is build/prefix unless WINEPREFIX says otherwise; the first caller creates it while any others wait.
 set -euo pipefail
 
 ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 export WINEPREFIX=${WINEPREFIX:-$ROOT/build/prefix}
-# Wine links the prefix's documents folder to HOME, which tests write into.
+# Wine links the documents folder to HOME, and tests write there.
 export HOME=$WINEPREFIX-home
 export WINEARCH=win64 LANG=C.UTF-8 LC_ALL=C.UTF-8
 export WINEDEBUG=${WINEDEBUG:--all}
-# No offers to download a .NET runtime or a browser engine.
-export WINEDLLOVERRIDES="mscoree,mshtml=${WINEDLLOVERRIDES:+;$WINEDLLOVERRIDES}"
+# No offers to download a .NET runtime or a browser engine, no entries for the desktop's menus.
+export WINEDLLOVERRIDES="mscoree,mshtml=;winemenubuilder.exe=d${WINEDLLOVERRIDES:+;$WINEDLLOVERRIDES}"
 
-wine_server() {
-    local server
-    server=$(command -v wineserver || command -v wineserver64 || echo /usr/lib/wine/wineserver64)
-    "$server" "$@"
+wine_server() { "$(command -v wineserver || echo /usr/lib/wine/wineserver64)" "$@"; }
+
+# Wine's background processes outlive this program; a lock that the caller holds must not live on in them.
+close_inherited_files() {
+    local fd
+    for fd in /proc/self/fd/*; do
+        fd=${fd##*/}
+        if ((fd > 2 && fd != 255)); then eval "exec $fd>&-"; fi
+    done
 }
+
+create_prefix() {
+    # Without a display, and told so: top-level windows then work with no X server.
+    unset DISPLAY
+    wine wineboot --init &&
+        wine reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f &&
+        wine_server -w &&
+        touch "$WINEPREFIX/.ready"
+}
+
+close_inherited_files
+
+if [ "${1:-}" = --stop ]; then
+    [ ! -d "$WINEPREFIX" ] || wine_server -k || true
+    exit 0
+fi
 
 if [ ! -e "$WINEPREFIX/.ready" ]; then
     mkdir -p "$(dirname "$WINEPREFIX")" "$HOME"
-    (
-        flock 9
-        if [ ! -e "$WINEPREFIX/.ready" ]; then
-            # Made without a display: top-level windows then work with no X server.
-            env -u DISPLAY wine wineboot --init
-            env -u DISPLAY wine reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d "null" /f
-            wine_server -w
-            touch "$WINEPREFIX/.ready"
-        fi
-    ) 9>"$WINEPREFIX.lock" >"$WINEPREFIX.log" 2>&1 </dev/null || {
+    exec 9>"$WINEPREFIX.lock"
+    flock 9
+    if [ ! -e "$WINEPREFIX/.ready" ] && ! create_prefix 9>&- >"$WINEPREFIX.log" 2>&1 </dev/null; then
         cat "$WINEPREFIX.log" >&2
         echo "The Wine prefix $WINEPREFIX could not be created." >&2
         exit 1
-    }
+    fi
+    exec 9>&-
 fi
 
-# Kept warm between programs, gone a minute after the last one. Fails where a server runs already, which is as good.
-wine_server -p60 >/dev/null 2>&1 || true
+# Kept warm between programs, gone a minute after the last one; where a server runs already this fails, which is as good.
+wine_server -p60 >/dev/null 2>&1 </dev/null || true
 
 exec wine "$@"

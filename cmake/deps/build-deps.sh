@@ -65,10 +65,10 @@ build_one() { # recipe version source-folder-maker...
 }
 
 from_archive() { # recipe package suites...
-    local recipe=$1 package=$2 version
+    local recipe=$1 package=$2
     shift 2
-    version=$(fetch_source "$package" "$@")
-    build_one "$recipe" "$version" unpack_source "$package" "$version"
+    fetch_source "$package" "$@"
+    build_one "$recipe" "$FETCHED" unpack_source "$package" "$FETCHED"
 }
 
 copy_googletest() { cp -r /usr/src/googletest "$1"; }

@@ -8,6 +8,7 @@ declare -A SUITE_STATE=()
 # The machine's Debian mirror: prints "<url>" for the main archive or for "-security".
 mirror_url() { # label
     local url
+    # shellcheck disable=SC2016 # apt expands these
     url=$(apt-get indextargets --format '$(LABEL)|$(REPO_URI)' 2>/dev/null | awk -F'|' -v l="$1" '$1 == l {print $2; exit}')
     if [ -z "$url" ]; then
         # No package lists were ever downloaded here: ask for the addresses that an update would use.
@@ -27,7 +28,7 @@ suite_apt() { # suite program args...
         -o APT::Get::AllowUnauthenticated=false "$@"
 }
 
-# Downloads and verifies the suite's index once a run.
+# Downloads and verifies the suite's index, once a run.
 open_suite() { # suite
     if [ -z "${SUITE_STATE[$1]:-}" ]; then
         local world=$APT_WORLD/$1 label=Debian url
@@ -65,7 +66,7 @@ fetch_from_suite() { # package suite folder
             (cd "$work" && sha256sum -- *.* >SHA256SUMS && echo "$suite" >SUITE)
             rm -rf "${folder:?}/$version"
             mv "$work" "$folder/$version"
-            echo "$version"
+            FETCHED=$version
             return 0
         fi
     done
@@ -73,19 +74,19 @@ fetch_from_suite() { # package suite folder
     return 1
 }
 
-# Prints the version whose verified files now lie in $SOURCES/<package>/<version>.
+# Sets FETCHED to the version whose verified files now lie in $SOURCES/<package>/<version>.
 fetch_source() { # package suites...
     local package=$1 folder=$SOURCES/$1 version suite
     shift
     mkdir -p "$folder"
     for version in $(find "$folder" -mindepth 1 -maxdepth 1 -type d -name '[0-9]*' -printf '%f\n' | sort -rV); do
         if (cd "$folder/$version" 2>/dev/null && sha256sum --quiet -c SHA256SUMS >/dev/null 2>&1); then
-            echo "$version"
+            FETCHED=$version
             return 0
         fi
     done
     for suite in "$@"; do
-        echo "fetching $package from $suite" >&2
+        echo "deps: fetching $package from $suite"
         fetch_from_suite "$package" "$suite" "$folder" && return 0
     done
     cat >&2 <<EOM

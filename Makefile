@@ -1,0 +1,72 @@
+# Every target works on a fresh Debian 12 machine: missing packages are installed, the dependencies are cross-built once
+# into build/deps, and Windows programs run in the project's own Wine prefix, build/prefix.
+
+SHELL := /bin/bash
+PACKAGES := cmake/install-packages.sh
+DEPS := build/deps
+WINE := cmake/wine-run.sh
+
+.PHONY: help build test demo lint coverage bench soak deps clean
+.DEFAULT_GOAL := build
+
+help: ## list the targets
+	@sed -n 's/^\([a-z]*\):[^#]*## /\1 /p' Makefile | while read -r name text; do printf '  make %-10s %s\n' "$$name" "$$text"; done
+
+deps: ## install packages and cross-build the dependencies
+	@$(PACKAGES) build run
+	@cmake/deps/build-deps.sh $(DEPS)
+
+# Configures at the first build only; afterwards ninja does so itself when a CMake file has changed.
+define build_preset
+	@[ -f build/$(1)/build.ninja ] || cmake --preset $(1)
+	@cmake --build --preset $(1)
+endef
+
+# The prefix is made before many programs ask for it at once.
+define warm_prefix
+	@$(WINE) cmd /c exit
+endef
+
+build: deps ## build what ships, into build/release/bin
+	$(call build_preset,release)
+
+test: deps ## build for debugging and run every test but the soak tests
+	$(call build_preset,debug)
+	$(call warm_prefix)
+	@ctest --preset debug
+
+demo: deps ## save Notepad's unsaved text before hibernation, and show it
+	@$(PACKAGES) demo
+	$(call build_preset,release)
+	$(call warm_prefix)
+	@samples/demo.sh build/release
+
+lint: deps ## check formatting, static analysis, scripts and wording
+	@$(PACKAGES) lint
+	$(call build_preset,debug)
+	@cmake/lint.sh build/debug
+
+coverage: deps ## print the library's line coverage; fails under 90 %
+	@$(PACKAGES) coverage
+	$(call build_preset,coverage)
+	$(call warm_prefix)
+	@find build/coverage -name '*.gcda' -delete
+	@# Windows programs name the build folder by Wine's drive; one at a time, since they write the same counters.
+	@GCOV_PREFIX=Z: ctest --preset coverage -j1
+	@cmake/coverage.py build/coverage Quorline 90
+
+bench: deps ## build what ships and run the benchmarks
+	$(call build_preset,release)
+	$(call warm_prefix)
+	@found=; for program in build/release/bench/*.exe build/release/bin/bench*.exe; do \
+	    [ -e "$$program" ] || continue; found=1; echo "== $$program"; $(WINE) "$$program" || exit 1; \
+	done; [ -n "$$found" ] || { echo "no benchmark was built" >&2; exit 1; }
+
+soak: deps ## run the long tests
+	$(call build_preset,release)
+	$(call warm_prefix)
+	@ctest --preset soak
+
+clean: ## remove everything that was built; the cache of dependencies stays
+	@cmake/wine-run.sh --stop
+	@rm -rf build
