@@ -1,4 +1,4 @@
-# shellcheck shell=bash
+# shellcheck shell=bash disable=SC2034 # FETCHED is read by the caller
 # Fetches source packages through apt in a world of its own: no change to the machine's package lists, the mirror taken
 # from the machine's configuration, everything checked against the installed archive keyring.
 
