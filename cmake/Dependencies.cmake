@@ -48,3 +48,9 @@ set(QUORLINE_RUNTIME_DLLS
     ${QUORLINE_DEPS}/bin/libstdc++-6.dll
     ${QUORLINE_DEPS}/bin/libgcc_s_seh-1.dll
     ${QUORLINE_DEPS}/bin/libwinpthread-1.dll)
+
+# Where they are copied to has to be a folder before the first of them comes.
+if(CMAKE_RUNTIME_OUTPUT_DIRECTORY AND NOT IS_DIRECTORY ${CMAKE_RUNTIME_OUTPUT_DIRECTORY})
+    file(REMOVE ${CMAKE_RUNTIME_OUTPUT_DIRECTORY})
+    file(MAKE_DIRECTORY ${CMAKE_RUNTIME_OUTPUT_DIRECTORY})
+endif()
