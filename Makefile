@@ -58,9 +58,9 @@ coverage: deps ## print the library's line coverage; fails under 90 %
 bench: deps ## build what ships and run the benchmarks
 	$(call build_preset,release)
 	$(call warm_prefix)
-	@found=; for program in build/release/bench/*.exe build/release/bin/bench*.exe; do \
-	    [ -e "$$program" ] || continue; found=1; echo "== $$program"; $(WINE) "$$program" || exit 1; \
-	done; [ -n "$$found" ] || { echo "no benchmark was built" >&2; exit 1; }
+	@programs=$$(find build/release -iname '*bench*.exe' | sort); \
+	[ -n "$$programs" ] || { echo "no benchmark was built" >&2; exit 1; }; \
+	for program in $$programs; do echo "== $$program"; $(WINE) "$$program" || exit 1; done
 
 soak: deps ## run the long tests
 	$(call build_preset,release)

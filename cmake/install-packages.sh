@@ -29,6 +29,8 @@ while read -r package; do
 done < <(dpkg-query -W -f '${db:Status-Status} ${Package}\n' "${wanted[@]}" 2>/dev/null | sed -n 's/^installed //p')
 for package in "${wanted[@]}"; do
     [ -n "${installed[$package]:-}" ] || missing+=("$package")
+    # Two jobs may want the same one.
+    installed[$package]=1
 done
 [ ${#missing[@]} -gt 0 ] || exit 0
 

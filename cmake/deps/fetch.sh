@@ -100,7 +100,7 @@ fetch_source() { # package suites...
     cat >&2 <<EOM
 No source of $package could be had.
   looked in:   the suites $* of $(mirror_url Debian)
-  last answer: $(grep -hE '^(E|W|Err):' "$folder/fetch.log" "$APT_WORLD"/*/update.log 2>/dev/null | tail -1)
+  last answer: $(cat "$APT_WORLD"/*/update.log "$folder/fetch.log" 2>/dev/null | grep -E '^(E|W): .*(fetch|http)' | tail -1)
   what to do:  try again later (mirrors lose single files for a while), or put another Debian mirror into this
                machine's apt sources, or copy $folder
                from a machine where it worked.
