@@ -7,7 +7,9 @@
 set -euo pipefail
 
 ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
-export WINEPREFIX=${WINEPREFIX:-$ROOT/build/prefix}
+WINEPREFIX=${WINEPREFIX:-$ROOT/build/prefix}
+[[ $WINEPREFIX == /* ]] || WINEPREFIX=$PWD/$WINEPREFIX
+export WINEPREFIX
 # Wine links the documents folder to HOME, and tests write there.
 export HOME=$WINEPREFIX-home
 export WINEARCH=win64 LANG=C.UTF-8 LC_ALL=C.UTF-8

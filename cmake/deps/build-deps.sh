@@ -107,6 +107,7 @@ cp -r /usr/include/nlohmann /usr/include/CLI "$DEPS_PREFIX/include/"
 copy_runtime
 
 echo "$KEY" >"$DEPS_PREFIX/.stamp"
-rm -rf "$OUTPUT"
+# Indexes of whole suites are large, and nothing is left to fetch.
+rm -rf "$APT_WORLD" "$OUTPUT"
 mv "$DEPS_PREFIX" "$OUTPUT"
 say "ready in $OUTPUT"
