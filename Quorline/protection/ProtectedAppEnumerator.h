@@ -32,7 +32,7 @@ private:
     void EnumerateWindows();
     void EnumerateProcesses();
     CProcessInfo GetProcessInfo(unsigned long pid);
-    bool AddWindow(HWND window);
+    void AddWindow(HWND window);
 
     static BOOL CALLBACK WindowCallback(HWND window, LPARAM enumerator) noexcept;
     static bool IsNetworkPath(int callerIsUser, const wchar_t* path, HANDLE process);
