@@ -90,6 +90,8 @@ public:
     HRESULT AddDocumentsToCOMCollection(ISavedDocumentCollection* pDocs);
 
 private:
+    friend struct CInternalDocumentStorePeer; // the tests' way to states that no caller can reach
+
     struct LessNoCase {
         bool operator()(const std::wstring& left, const std::wstring& right) const;
     };

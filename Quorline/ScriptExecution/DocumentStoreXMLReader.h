@@ -12,9 +12,9 @@ class QUORLINE_API CDocumentStoreXMLReader {
 public:
     explicit CDocumentStoreXMLReader(std::wstring path) : m_path(std::move(path)) {}
 
-    /// Fills the info's state change and store; what the file does not mention stays as it is. Throws
-    /// CXmlParseException for malformed text, CMorvaneException when the file cannot be opened or is no info file,
-    /// COSException for a bad identifier. Records read before the failure stay in the store.
+    /// Fills the info's state change and store, which must both be there; what the file does not mention stays as it
+    /// is. Throws CXmlParseException for malformed text, CMorvaneException when the file cannot be opened or is no info
+    /// file, COSException for a bad identifier. Records read before the failure stay in the store.
     void ReadDocumentStore(CDocumentStoreInfo& info);
 
 private:

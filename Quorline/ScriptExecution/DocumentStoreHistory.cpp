@@ -1,0 +1,121 @@
+#include "ScriptExecution/DocumentStoreHistory.h"
+
+#include "Common/ComString.h"
+#include "Common/PathHelper.h"
+#include "Common/UniqueHandle.h"
+#include "InternalDocumentStore.h"
+#include "ScriptExecution/DocumentStoreXMLReader.h"
+#include "ScriptExecution/StateChangeInstance.h"
+#include "logging/Checks.h"
+#include "logging/Logging.h"
+
+#include "Quorline.h"
+
+#include <cstdio>
+
+CDocumentStoreHistory CDocumentStoreHistory::s_instance;
+
+log4cxx::LoggerPtr CDocumentStoreHistory::SDGetLogger() {
+    return GetClassLogger(L"ScriptExecution.DocumentStoreHistory");
+}
+
+void CDocumentStoreHistory::Log(log4cxx::LevelPtr level, std::wstring format, ...) {
+    va_list args;
+    va_start(args, format);
+    LogToLoggerV(SDGetLogger(), level, format, args);
+    va_end(args);
+}
+
+void CDocumentStoreHistory::Init() {
+    if (!m_refreshed)
+        Refresh();
+}
+
+void CDocumentStoreHistory::Refresh() {
+    ClearList();
+    m_lastSaveTime = {};
+    m_hasUnrecovered = false;
+
+    std::wstring base;
+    CInternalDocumentStore::GetBaseDirectory(base);
+    const std::wstring pattern = JoinPath(base, L"*");
+    WIN32_FIND_DATAW entry{};
+    const CUniqueFindHandle search(FindFirstFileW(pattern.c_str(), &entry));
+    if (!search) {
+        Log(log4cxx::Level::getDebug(), L"Could not find directory '{0:%s}' ({1:%d})", pattern.c_str(), GetLastError());
+    } else {
+        do {
+            if (_wcsicmp(entry.cFileName, L".") != 0 && _wcsicmp(entry.cFileName, L"..") != 0 &&
+                (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY))
+                AddStore(JoinPath(JoinPath(base, entry.cFileName), L"info.xml"));
+        } while (FindNextFileW(search.Get(), &entry));
+        if (const DWORD error = GetLastError(); error != ERROR_NO_MORE_FILES)
+            LogApiCallFailure(QUORLINE_HERE, error, "FindNextFile");
+    }
+    m_refreshed = true;
+}
+
+void CDocumentStoreHistory::AddStore(const std::wstring& infoPath) {
+    FILE* probe = nullptr;
+    if (const errno_t error = _wfopen_s(&probe, infoPath.c_str(), L"r"); error != 0) {
+        Log(log4cxx::Level::getDebug(), L"Could not open file '{0:%s}' (code = {1:%d})", infoPath.c_str(), error);
+        return;
+    }
+    fclose(probe);
+
+    auto info = std::make_unique<CDocumentStoreInfo>();
+    CDocumentStoreXMLReader(infoPath).ReadDocumentStore(*info);
+    const CDocumentStoreInfo& store = *m_infos.emplace_back(std::move(info));
+    const FILETIME time = store.GetStateChangeInstance()->GetUTCTimestamp();
+    if (CompareFileTime(&time, &m_lastSaveTime) > 0)
+        m_lastSaveTime = time;
+    if (store.GetInternalDocumentStore()->HasUnrecoveredDocuments())
+        m_hasUnrecovered = true;
+}
+
+const CDocumentStoreHistory::InfoList& CDocumentStoreHistory::GetSavedDocumentInfos() {
+    Init();
+    return m_infos;
+}
+
+bool CDocumentStoreHistory::HasUnrecoveredDocuments() {
+    Init();
+    return m_hasUnrecovered;
+}
+
+bool CDocumentStoreHistory::GetLastDocumentSaveTime(FILETIME* time) {
+    Init();
+    if (time)
+        *time = m_lastSaveTime;
+    return m_lastSaveTime.dwLowDateTime != 0 || m_lastSaveTime.dwHighDateTime != 0;
+}
+
+HRESULT CDocumentStoreHistory::GetDocumentStoreInfoForDocument(ISavedDocument* doc, CDocumentStoreInfo** found) {
+    if (!found)
+        return E_POINTER;
+    std::wstring tempPath;
+    if (const HRESULT hr = ReadStringProperty(doc, &ISavedDocument::get_TempPath, tempPath); FAILED(hr))
+        return hr;
+    std::wstring wanted;
+    if (const DWORD error = GetCanonicalPath(tempPath.substr(0, tempPath.rfind(L'\\')), wanted); error != ERROR_SUCCESS)
+        return HResultFromCode(static_cast<long>(error));
+
+    Init();
+    for (const auto& info : m_infos) {
+        const CInternalDocumentStore* store = info->GetInternalDocumentStore();
+        if (!store)
+            continue;
+        // kept: the directory that the store worked out when it was read, not the one it was found in.
+        std::wstring directory;
+        if (const HRESULT hr = store->GetStorageDirectory(directory, false); FAILED(hr))
+            return hr;
+        std::wstring canonical;
+        if (const DWORD error = GetCanonicalPath(directory, canonical); error != ERROR_SUCCESS)
+            return HResultFromCode(static_cast<long>(error));
+        if (_wcsicmp(wanted.c_str(), canonical.c_str()) == 0) {
+            *found = info.get();
+            return S_OK;
+        }
+    }
+    return S_FALSE;
+}

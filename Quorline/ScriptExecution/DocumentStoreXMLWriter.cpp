@@ -1,0 +1,196 @@
+#include "ScriptExecution/DocumentStoreXMLWriter.h"
+
+#include "InternalDocumentStore.h"
+#include "ScriptExecution/DocumentStoreInfo.h"
+#include "ScriptExecution/InfoFileValue.h"
+#include "ScriptExecution/StateChangeInstance.h"
+#include "logging/Checks.h"
+
+#include <fcntl.h>
+#include <io.h>
+
+#include <climits>
+#include <exception>
+
+namespace {
+using CContext = CDocumentStoreXMLWriter::CContext;
+
+constexpr CCodeLocation WriteLocation(int line) {
+    return {__FILE__, line, "CDocumentStoreXMLWriter::WriteDocumentStore"};
+}
+
+/// "2024-03-07T17:05:09"; a year beyond 9999 loses the last digit of its seconds.
+std::wstring TimestampText(const FILETIME& utc) {
+    SYSTEMTIME time{};
+    if (!FileTimeToSystemTime(&utc, &time))
+        CheckWin32Error(WriteLocation(__LINE__), GetLastError(), L"FileTimeToSystemTime failed");
+    wchar_t text[20];
+    _snwprintf_s(text, std::size(text), _TRUNCATE, L"%04d%c%02d%c%02d%c%02d%c%02d%c%02d", time.wYear, L'-', time.wMonth,
+                 L'-', time.wDay, L'T', time.wHour, L':', time.wMinute, L':', time.wSecond);
+    return text;
+}
+
+void WriteElement(int& depth, const wchar_t* name, const std::wstring& value, std::wstring& file) {
+    CContext(depth, name, file).WriteValue(value);
+}
+
+void WriteStateChange(int& depth, const CStateChangeInstance& stateChange, std::wstring& file) {
+    CContext section(depth, L"StateChange", file);
+    WriteElement(depth, L"When", TimestampText(stateChange.GetUTCTimestamp()), file);
+    {
+        CContext type(depth, L"Type", file);
+        const wchar_t* text = StateChangeTypeToText(stateChange.GetStateChangeType());
+        if (!text)
+            SanityCheckFailed(WriteLocation(__LINE__), L"State change type is not serializable");
+        type.WriteValue(text);
+    }
+    WriteElement(depth, L"Guid", CGuid(stateChange.GetId()).ToString(), file);
+}
+
+void WriteDocument(int& depth, const CInternalSavedDocument& document, std::wstring& file) {
+    const auto get = [&document](void (CInternalSavedDocument::*getter)(std::wstring&) const) {
+        std::wstring value;
+        (document.*getter)(value);
+        return value;
+    };
+    CContext section(depth, L"Doc", file);
+    WriteElement(depth, L"Name", get(&CInternalSavedDocument::GetDocName), file);
+    WriteElement(depth, L"OrigPath", get(&CInternalSavedDocument::GetDocOriginalPath), file);
+    WriteElement(depth, L"TempPath", get(&CInternalSavedDocument::GetDocTempPath), file);
+    WriteElement(depth, L"AppName", get(&CInternalSavedDocument::GetAppExeImageName), file);
+    WriteElement(depth, L"AppPath", get(&CInternalSavedDocument::GetAppPath), file);
+    WriteElement(depth, L"Rec", document.GetStatus() == TEMP_DOCUMENT_RECOVERED ? L"True" : L"False", file);
+    WriteElement(depth, L"RestoreScript", get(&CInternalSavedDocument::GetRestoreScriptName), file);
+    WriteElement(depth, L"SaveScript", get(&CInternalSavedDocument::GetSaveScriptName), file);
+}
+
+void WriteRoot(const CDocumentStoreInfo& info, std::wstring& file) {
+    file += L"<?xml version=\"1.0\" encoding=\"utf-8\"?>\n";
+    const CInternalDocumentStore& store = *info.GetInternalDocumentStore();
+    int depth = 0;
+    CContext root(depth, L"DocStore", file);
+    CGuid guid; // kept: a store without an identifier is written with a fresh one
+    store.GetGuid(guid);
+    WriteElement(depth, L"Guid", guid.ToString(), file);
+    if (const CStateChangeInstance* stateChange = info.GetStateChangeInstance())
+        WriteStateChange(depth, *stateChange, file);
+    CContext documents(depth, L"Docs", file);
+    for (const auto& document : *store.GetSavedDocumentList())
+        WriteDocument(depth, *document, file);
+}
+
+/// UTF-8 with the line ends of a text stream; half a surrogate pair becomes U+FFFD.
+std::string ToFileBytes(const std::wstring& text) {
+    std::string bytes(3 * text.size(), '\0');
+    char* out = bytes.data();
+    const auto put = [&out](unsigned byte) { *out++ = static_cast<char>(byte); };
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        unsigned c = text[i];
+        if (c == L'\n')
+            put('\r');
+        if (c < 0x80) {
+            put(c);
+            continue;
+        }
+        if (c < 0x800) {
+            put(0xC0 | c >> 6);
+        } else if (IS_HIGH_SURROGATE(c) && i + 1 < text.size() && IS_LOW_SURROGATE(text[i + 1])) {
+            c = 0x10000 + ((c - 0xD800) << 10) + (text[++i] - 0xDC00u);
+            put(0xF0 | c >> 18);
+            put(0x80 | (c >> 12 & 0x3F));
+            put(0x80 | (c >> 6 & 0x3F));
+        } else {
+            if (IS_HIGH_SURROGATE(c) || IS_LOW_SURROGATE(c))
+                c = 0xFFFD;
+            put(0xE0 | c >> 12);
+            put(0x80 | (c >> 6 & 0x3F));
+        }
+        put(0x80 | (c & 0x3F));
+    }
+    bytes.resize(static_cast<std::size_t>(out - bytes.data()));
+    return bytes;
+}
+} // namespace
+
+CDocumentStoreXMLWriter::CContext::CContext(int& depth, const wchar_t* name, std::wstring& file)
+    : m_depth(depth), m_name(name), m_file(file), m_exceptions(std::uncaught_exceptions()) {
+    IncrementIndent();
+    WriteTabs();
+    m_file.append(L"<").append(m_name).append(L">\n");
+}
+
+CDocumentStoreXMLWriter::CContext::~CContext() noexcept(false) {
+    if (std::uncaught_exceptions() > m_exceptions)
+        return;
+    WriteTabs();
+    m_file.append(L"\n</").append(m_name).append(L">\n");
+    DecrementIndent();
+}
+
+void CDocumentStoreXMLWriter::CContext::WriteValue(const std::wstring& value) {
+    WriteTabs();
+    // kept: the value itself is the format text of the print.
+    m_file += FormatInfoFileValue(value);
+}
+
+void CDocumentStoreXMLWriter::CContext::IncrementIndent() {
+    if (m_depth == INT_MAX)
+        SanityCheckFailed({__FILE__, __LINE__, "CContext::IncrementIndent"}, L"indenting too deep");
+    ++m_depth;
+}
+
+void CDocumentStoreXMLWriter::CContext::DecrementIndent() {
+    if (m_depth == 0)
+        SanityCheckFailed({__FILE__, __LINE__, "CContext::DecrementIndent"}, L"negative indent level");
+    --m_depth;
+}
+
+void CDocumentStoreXMLWriter::Open() {
+    FILE* file = nullptr;
+    if (const errno_t error = _wfopen_s(&file, m_path.c_str(), L"w"); error != 0)
+        CheckCrtError(QUORLINE_HERE, "_tfopen_s", error);
+    m_file.reset(file);
+}
+
+void CDocumentStoreXMLWriter::Flush(const std::wstring& text) {
+    // A text stream would write in small pieces: the line ends are made here, and the bytes go out in one call.
+    const std::string bytes = ToFileBytes(text);
+    if (bytes.size() > INT_MAX)
+        CheckWin32Error(WriteLocation(__LINE__), ERROR_FILE_TOO_LARGE, L"Info file too large");
+    const int file = _fileno(m_file.get());
+    _setmode(file, _O_BINARY);
+    const int written = _write(file, bytes.data(), static_cast<unsigned>(bytes.size()));
+    if (written != static_cast<int>(bytes.size()))
+        CheckCrtError(WriteLocation(__LINE__), "_write", written < 0 ? errno : ENOSPC);
+}
+
+void CDocumentStoreXMLWriter::WriteDocumentStore(CDocumentStoreInfo& info) {
+    if (!info.GetInternalDocumentStore())
+        SanityCheckFailed(QUORLINE_HERE, L"Null pStore argument passed to WriteDocumentStore");
+
+    // The text is complete before the file is touched, so that the old one is gone for as short a time as possible.
+    std::wstring text;
+    std::exception_ptr failure;
+    try {
+        WriteRoot(info, text);
+    } catch (const CMorvaneException&) {
+        failure = std::current_exception();
+    }
+    m_file.reset();
+    Open();
+    Flush(text);
+    if (failure)
+        std::rethrow_exception(failure);
+}
+
+void CDocumentStoreXMLWriter::WriteDocumentStore(CInternalDocumentStore* pStore, CStateChangeInstance* pStateChange) {
+    if (!pStore)
+        SanityCheckFailed(QUORLINE_HERE, L"Null pStore argument passed to WriteDocumentStore");
+    std::wstring path;
+    if (const HRESULT hr = pStore->GetInfoFilePath(path, L".xml"); FAILED(hr))
+        CheckHResult(QUORLINE_HERE, hr, L"GetInfoFilePath");
+    CDocumentStoreXMLWriter writer(path);
+    CDocumentStoreInfo info(pStateChange, pStore);
+    writer.WriteDocumentStore(info);
+    writer.Close();
+}
