@@ -1,0 +1,90 @@
+#pragma once
+
+// ASN.1 in its distinguished encoding. The reader takes nothing but the one valid spelling of each element, so that no
+// two byte sequences mean the same signature; the writer builds elements from the inside out:
+//
+//     CBytes info = DerSequence({DerSequence({DerOid(szOID_NIST_sha256), DerNull()}), DerOctets(digest)});
+//
+// Views point into the bytes that were given and live as long as they.
+
+#include <windows.h>
+
+#include <initializer_list>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+using CBytes = std::vector<BYTE>;
+using CBytesView = std::span<const BYTE>;
+
+bool SameBytes(CBytesView left, CBytesView right) noexcept;
+
+namespace DerTag {
+inline constexpr BYTE Boolean = 0x01;
+inline constexpr BYTE Integer = 0x02;
+inline constexpr BYTE BitString = 0x03;
+inline constexpr BYTE Octets = 0x04;
+inline constexpr BYTE Null = 0x05;
+inline constexpr BYTE Oid = 0x06;
+inline constexpr BYTE UtcTime = 0x17;
+inline constexpr BYTE GeneralizedTime = 0x18;
+inline constexpr BYTE Sequence = 0x30;
+inline constexpr BYTE Set = 0x31;
+/// A constructed element with a tag of its context.
+constexpr BYTE Context(int number) noexcept {
+    return static_cast<BYTE>(0xA0 + number);
+}
+} // namespace DerTag
+
+/// The content without tag and length, and the whole element.
+struct CDerElement {
+    BYTE tag;
+    CBytesView content;
+    CBytesView whole;
+};
+
+/// Reads element after element; anything unexpected throws CRefusal.
+class CDerReader {
+public:
+    explicit CDerReader(CBytesView bytes) noexcept : m_rest(bytes) {}
+
+    bool AtEnd() const noexcept { return m_rest.empty(); }
+    bool NextIs(BYTE tag) const noexcept { return !m_rest.empty() && m_rest[0] == tag; }
+
+    CDerElement ReadAny();
+    CDerElement Read(BYTE tag);
+    /// A reader over the content of the next element.
+    CDerReader Enter(BYTE tag) { return CDerReader(Read(tag).content); }
+    /// Dotted decimal.
+    std::string ReadOid();
+    int ReadSmallInteger();
+    /// UTCTime or GeneralizedTime, in UTC.
+    FILETIME ReadTime();
+    /// SEQUENCE of an identifier with parameters that are absent or NULL; returns the identifier.
+    std::string ReadAlgorithm();
+    /// Nothing may follow.
+    void RequireEnd() const;
+
+private:
+    CBytesView m_rest;
+};
+
+CBytes DerElement(BYTE tag, std::initializer_list<CBytesView> parts);
+inline CBytes DerSequence(std::initializer_list<CBytesView> parts) {
+    return DerElement(DerTag::Sequence, parts);
+}
+inline CBytes DerOctets(CBytesView bytes) {
+    return DerElement(DerTag::Octets, {bytes});
+}
+inline CBytes DerNull() {
+    return DerElement(DerTag::Null, {});
+}
+CBytes DerSetOf(std::vector<CBytes> elements, BYTE tag = DerTag::Set);
+CBytes DerBitString(CBytesView bytes);
+CBytes DerInteger(unsigned value);
+CBytes DerOid(std::string_view dotted);
+/// UTCTime up to 2049, GeneralizedTime from 2050.
+CBytes DerTime(const FILETIME& time);
+/// The identifier with NULL parameters.
+CBytes DerAlgorithm(std::string_view oid);

@@ -1,0 +1,86 @@
+#include "ScriptVerifier.h"
+
+#include "CertificateBag.h"
+#include "CertificateChain.h"
+#include "CertificateStore.h"
+#include "IndirectData.h"
+#include "SignatureBlock.h"
+#include "SignedData.h"
+#include "SignerErrors.h"
+#include "SignerLog.h"
+#include "TimeStamp.h"
+
+namespace {
+
+constexpr std::string_view IndirectDataOid = "1.3.6.1.4.1.311.2.1.4";
+
+std::wstring DescribeRefusal(const std::wstring& what, const CVerification& verification) {
+    return L"Refused " + what + L": " + verification.reason + L". Certificate: " +
+           (verification.subject.empty() ? std::wstring(L"none") : verification.subject);
+}
+
+} // namespace
+
+CVerification CScriptVerifier::VerifyText(ScriptKind kind, std::wstring_view text) const {
+    return Verify(kind, text, L"a script");
+}
+
+CVerification CScriptVerifier::VerifyFile(const std::wstring& path) const {
+    const ScriptKind kind = ScriptKindOf(path);
+    const std::wstring what = L"'" + path + L"'";
+    try {
+        return Verify(kind, CScriptFile(path).Text(), what);
+    } catch (const CSignerError& error) {
+        if (error.Result() != HRESULT_FROM_WIN32(ERROR_NO_UNICODE_TRANSLATION))
+            throw;
+        CVerification verification;
+        verification.reason = error.Text();
+        LogVerification(log4cxx::Level::getWarn(), DescribeRefusal(what, verification));
+        return verification;
+    }
+}
+
+CVerification CScriptVerifier::Verify(ScriptKind kind, std::wstring_view text, const std::wstring& what) const {
+    CVerification verification;
+    try {
+        Check(kind, text, verification);
+        verification.accepted = true;
+    } catch (const CRefusal& refusal) {
+        verification.reason = refusal.Reason();
+        LogVerification(log4cxx::Level::getWarn(), DescribeRefusal(what, verification));
+    }
+    return verification;
+}
+
+void CScriptVerifier::Check(ScriptKind kind, std::wstring_view text, CVerification& verification) const {
+    const std::optional<CSignedText> script = SplitSignedText(kind, text);
+    if (!script)
+        throw CRefusal(L"it is not signed");
+    // Whoever loads a script as a text that ends with a zero would run something else than was signed.
+    if (script->text.find(L'\0') != script->text.npos)
+        throw CRefusal(L"it holds a zero character");
+
+    const CSignedData data = ParseSignedData(script->signature);
+    if (data.contentType != IndirectDataOid)
+        throw CRefusal(L"the signature is not that of a script");
+    const CCertificateBag certificates(data.certificates);
+    const PCCERT_CONTEXT publisher = certificates.FindSigner(data.signer);
+    verification.subject = SubjectOf(publisher);
+
+    const CIndirectData content = ParseIndirectData(data.content);
+    if ((content.algorithm->weak || data.signer.digest->weak) && !m_policy.acceptSha1)
+        throw CRefusal(L"the signature is made with SHA-1, which this machine does not accept");
+    RequireSignature(data.signer, publisher, IndirectDataOid, ComputeDigest(*data.signer.digest, data.covered));
+    if (!SameBytes(content.digest, ComputeScriptDigest(*content.algorithm, script->text)))
+        throw CRefusal(L"the script was altered after it was signed");
+
+    verification.stampedAt = ReadTimeStamp(data.signer, certificates, m_policy);
+    FILETIME at{};
+    GetSystemTimeAsFileTime(&at);
+    RequireTrustedChain(
+        publisher, {szOID_PKIX_KP_CODE_SIGNING, verification.stampedAt.value_or(at), certificates.Store(), m_policy});
+    const CUniqueStore publishers = OpenSystemStore(CERT_SYSTEM_STORE_LOCAL_MACHINE, L"TrustedPublisher");
+    if (!m_policy.anyTrustedRoot && !StoreHolds(publishers.Get(), publisher))
+        throw CRefusal(L"its publisher is not one of this machine's trusted publishers");
+    certificates.RequireGenuine();
+}

@@ -1,0 +1,30 @@
+#pragma once
+
+// The certificate that scripts are signed with, found in the system's stores or in a .pfx file.
+
+#include "CryptHandles.h"
+
+#include <string>
+
+class CSigningCertificate {
+public:
+    /// By thumbprint (hexadecimal, with or without blanks) or by the subject's whole or common name, whatever the case;
+    /// an empty name stands for the only certificate that can sign code. The current user's store of this name (empty:
+    /// "My") is searched before the machine's. Of several for the same subject the newest is taken. Throws CSignerError
+    /// when there is none or the choice is open.
+    static CSigningCertificate FromStore(const std::wstring& name, const std::wstring& store);
+
+    /// The first certificate with a private key in the file. The key lives as long as this object.
+    static CSigningCertificate FromPfx(const std::wstring& path, const std::wstring& password);
+
+    PCCERT_CONTEXT Get() const noexcept { return m_certificate.Get(); }
+    /// Where the certificates above it may be found, besides the system's stores; may be null.
+    HCERTSTORE Store() const noexcept { return m_store.Get(); }
+
+private:
+    CSigningCertificate(CUniqueStore store, CUniqueCertificate certificate) noexcept
+        : m_store(std::move(store)), m_certificate(std::move(certificate)) {}
+
+    CUniqueStore m_store;
+    CUniqueCertificate m_certificate;
+};
