@@ -22,6 +22,13 @@ std::wstring SystemText(HRESULT result) {
 
 } // namespace
 
+CSignerError::CSignerError(HRESULT result, const std::wstring& text)
+    : m_result(result), m_text(text), m_narrow(text.size() * 3, '\0') {
+    const int size = WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), m_narrow.data(),
+                                         static_cast<int>(m_narrow.size()), nullptr, nullptr);
+    m_narrow.resize(static_cast<std::size_t>(size));
+}
+
 void ThrowSystemError(const std::wstring& what, HRESULT result) {
     throw CSignerError(result, what + L": " + SystemText(result));
 }

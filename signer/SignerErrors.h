@@ -14,7 +14,7 @@ class CRefusal : public std::exception {
 public:
     explicit CRefusal(std::wstring reason) : m_reason(std::move(reason)) {}
     const std::wstring& Reason() const noexcept { return m_reason; }
-    const char* what() const noexcept override { return "signature refused"; }
+    const char* what() const noexcept override { return "the signature is not accepted"; }
 
 private:
     std::wstring m_reason;
@@ -23,14 +23,16 @@ private:
 /// A failure with a text for the user and an HRESULT for COM callers.
 class CSignerError : public std::exception {
 public:
-    CSignerError(HRESULT result, std::wstring text) : m_result(result), m_text(std::move(text)) {}
+    CSignerError(HRESULT result, const std::wstring& text);
     HRESULT Result() const noexcept { return m_result; }
     const std::wstring& Text() const noexcept { return m_text; }
-    const char* what() const noexcept override { return "script signer failed"; }
+    /// The text as UTF-8.
+    const char* what() const noexcept override { return m_narrow.c_str(); }
 
 private:
     HRESULT m_result;
     std::wstring m_text;
+    std::string m_narrow;
 };
 
 /// Throws CSignerError with the calling thread's last error; the system's text for it follows the given one.

@@ -17,14 +17,15 @@ public:
     /// The first certificate with a private key in the file. The key lives as long as this object.
     static CSigningCertificate FromPfx(const std::wstring& path, const std::wstring& password);
 
+    /// A certificate whose key the system can find, and a store with those above it, which may be empty.
+    CSigningCertificate(CUniqueStore store, CUniqueCertificate certificate) noexcept
+        : m_store(std::move(store)), m_certificate(std::move(certificate)) {}
+
     PCCERT_CONTEXT Get() const noexcept { return m_certificate.Get(); }
     /// Where the certificates above it may be found, besides the system's stores; may be null.
     HCERTSTORE Store() const noexcept { return m_store.Get(); }
 
 private:
-    CSigningCertificate(CUniqueStore store, CUniqueCertificate certificate) noexcept
-        : m_store(std::move(store)), m_certificate(std::move(certificate)) {}
-
     CUniqueStore m_store;
     CUniqueCertificate m_certificate;
 };

@@ -1,0 +1,152 @@
+#include "ScriptVerifier.h"
+#include "SignatureBlock.h"
+#include "TestAuthority.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <functional>
+#include <random>
+
+namespace {
+
+constexpr wchar_t Script[] = L"x = 1\r\n";
+
+CTestAuthority& Authority() {
+    return CTestAuthority::Instance();
+}
+
+int Rounds(int normal, int soak) {
+    return std::getenv("SIGNER_SOAK") != nullptr ? soak : normal;
+}
+
+bool Accepted(const CBytes& signature) {
+    return CScriptVerifier()
+        .VerifyText(ScriptKind::VBScript, Script + FormatSignatureBlock(ScriptKind::VBScript, signature))
+        .accepted;
+}
+
+struct CUse {
+    DWORD handles;
+    std::size_t bytes;
+
+    static CUse Now() {
+        CUse use{};
+        GetProcessHandleCount(GetCurrentProcess(), &use.handles);
+        HANDLE heaps[64];
+        const DWORD count = GetProcessHeaps(static_cast<DWORD>(std::size(heaps)), heaps);
+        for (DWORD i = 0; i < count && i < std::size(heaps); ++i) {
+            PROCESS_HEAP_ENTRY entry{};
+            HeapLock(heaps[i]);
+            while (HeapWalk(heaps[i], &entry)) {
+                if ((entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0)
+                    use.bytes += entry.cbData;
+            }
+            HeapUnlock(heaps[i]);
+        }
+        return use;
+    }
+};
+
+/// Runs an action many times; the heap and the handles must be as after the first rounds.
+void ExpectNothingLeft(int rounds, const std::function<void()>& action) {
+    for (int i = 0; i < 50; ++i)
+        action();
+    const CUse before = CUse::Now();
+    for (int i = 0; i < rounds; ++i)
+        action();
+    const CUse after = CUse::Now();
+    EXPECT_LE(after.handles, before.handles + 2);
+    // A leak of one small block a round would show.
+    EXPECT_LT(after.bytes, before.bytes + static_cast<std::size_t>(rounds) * 8 + 4096);
+}
+
+TEST(HostileInput, RandomBytesAreNeverASignature) {
+    std::mt19937 random(20070921);
+    ExpectNothingLeft(Rounds(2'000, 100'000), [&] {
+        CBytes bytes(1 + random() % 600);
+        for (BYTE& byte : bytes)
+            byte = static_cast<BYTE>(random());
+        EXPECT_FALSE(Accepted(bytes));
+    });
+}
+
+/// Random elements of ASN.1 within one another get further into the reader than random bytes.
+CBytes RandomElement(std::mt19937& random, int depth) {
+    static constexpr BYTE tags[] = {0x02, 0x03, 0x04, 0x05, 0x06, 0x17, 0x18, 0x30, 0x31, 0xA0, 0xA1};
+    const BYTE tag = tags[random() % std::size(tags)];
+    CBytes content;
+    if ((tag & 0x20) != 0 && depth > 0) {
+        for (auto count = random() % 5; count > 0; --count) {
+            const CBytes inner = RandomElement(random, depth - 1);
+            content.insert(content.end(), inner.begin(), inner.end());
+        }
+    } else
+        for (auto count = random() % 12; count > 0; --count)
+            content.push_back(static_cast<BYTE>(random()));
+    return DerElement(tag, {content});
+}
+
+TEST(HostileInput, RandomElementsAreNeverASignature) {
+    std::mt19937 random(19700101);
+    for (int i = Rounds(2'000, 100'000); i > 0; --i)
+        EXPECT_FALSE(Accepted(RandomElement(random, 6)));
+}
+
+TEST(HostileInput, ASignatureWithSomeBytesChangedOrCutIsNeverAccepted) {
+    const CBytes good = SignatureOf(SignWith(Authority().Publisher(), Script));
+    ASSERT_TRUE(Accepted(good));
+    std::mt19937 random(42);
+    ExpectNothingLeft(Rounds(500, 20'000), [&] {
+        CBytes bad = good;
+        for (auto count = 1 + random() % 4; count > 0; --count) {
+            const std::size_t place = random() % bad.size();
+            const std::size_t length = std::min<std::size_t>(bad.size() - place, 1 + random() % 8);
+            const auto at = bad.begin() + static_cast<std::ptrdiff_t>(place);
+            switch (random() % 4) {
+            case 0:
+                bad.erase(at, at + static_cast<std::ptrdiff_t>(bad.size() > length ? length : 0));
+                break;
+            case 1:
+                bad.insert(at, length, static_cast<BYTE>(random()));
+                break;
+            default:
+                *at ^= static_cast<BYTE>(1 + random() % 255);
+            }
+        }
+        if (bad != good) {
+            EXPECT_FALSE(Accepted(bad));
+        }
+    });
+}
+
+TEST(HostileInput, EveryByteOfASignatureCounts) {
+    const CBytes good = SignatureOf(SignWith(Authority().Publisher(), Script));
+    const std::size_t bits = static_cast<std::size_t>(Rounds(1, 8));
+    for (std::size_t place = 0; place < good.size(); ++place) {
+        for (std::size_t bit = 0; bit < bits; ++bit) {
+            CBytes bad = good;
+            bad[place] ^= static_cast<BYTE>(1 << (place + bit) % 8);
+            EXPECT_FALSE(Accepted(bad)) << place << " bit " << (place + bit) % 8;
+        }
+    }
+}
+
+TEST(HostileInput, LongNestingDoesNotExhaustTheStack) {
+    CBytes bytes = DerNull();
+    for (int depth = 0; depth < 3'000; ++depth)
+        bytes = DerSequence({bytes});
+    EXPECT_FALSE(Accepted(bytes));
+}
+
+TEST(HostileInput, AGoodScriptVerifiedOverAndOverLeavesNothingBehind) {
+    const std::wstring text = SignWith(Authority().Publisher(), Script);
+    ExpectNothingLeft(Rounds(500, 10'000),
+                      [&] { EXPECT_TRUE(CScriptVerifier().VerifyText(ScriptKind::VBScript, text).accepted); });
+}
+
+TEST(HostileInput, SigningOverAndOverLeavesNothingBehind) {
+    ExpectNothingLeft(Rounds(100, 2'000), [] { SignWith(Authority().Publisher(), Script); });
+}
+
+} // namespace

@@ -1,0 +1,58 @@
+#include "SignedDataEditor.h"
+
+#include "CertificateStore.h"
+
+namespace {
+
+CBytes Copy(CBytesView bytes) {
+    return {bytes.begin(), bytes.end()};
+}
+
+std::vector<CBytes> ElementsOf(const CBytes& set) {
+    std::vector<CBytes> elements;
+    CDerReader outer(set);
+    for (CDerReader reader(set.empty() ? CBytesView() : outer.ReadAny().content); !reader.AtEnd();)
+        elements.push_back(Copy(reader.ReadAny().whole));
+    return elements;
+}
+
+} // namespace
+
+CSignedDataParts::CSignedDataParts(CBytesView bytes) {
+    CDerReader outer(bytes);
+    CDerReader contentInfo = outer.Enter(DerTag::Sequence);
+    contentInfo.ReadOid();
+    CDerReader fields = contentInfo.Enter(DerTag::Context(0)).Enter(DerTag::Sequence);
+    for (CBytes* const part : {&version, &digests, &content, &certificates})
+        *part = Copy(fields.ReadAny().whole);
+    CDerReader signer = fields.Enter(DerTag::Set).Enter(DerTag::Sequence);
+    for (CBytes* const part :
+         {&signerVersion, &signerName, &signerDigest, &signedAttributes, &signatureAlgorithm, &signature})
+        *part = Copy(signer.ReadAny().whole);
+    if (!signer.AtEnd())
+        unsignedAttributes = Copy(signer.ReadAny().whole);
+}
+
+CBytes CSignedDataParts::Join() const {
+    const CBytes signer = DerSequence(
+        {signerVersion, signerName, signerDigest, signedAttributes, signatureAlgorithm, signature, unsignedAttributes});
+    const CBytes data = DerSequence({version, digests, content, certificates, DerElement(DerTag::Set, {signer})});
+    return DerSequence({DerOid(szOID_RSA_signedData), DerElement(DerTag::Context(0), {data})});
+}
+
+void CSignedDataParts::AddCertificate(PCCERT_CONTEXT certificate) {
+    std::vector<CBytes> elements = ElementsOf(certificates);
+    elements.push_back(Copy(EncodedBytes(certificate)));
+    certificates = DerSetOf(std::move(elements), DerTag::Context(0));
+}
+
+void CSignedDataParts::AddAttribute(const char* oid, const CBytes& value) {
+    std::vector<CBytes> elements = ElementsOf(unsignedAttributes);
+    elements.push_back(DerSequence({DerOid(oid), DerElement(DerTag::Set, {value})}));
+    unsignedAttributes = DerSetOf(std::move(elements), DerTag::Context(1));
+}
+
+CBytes CSignedDataParts::SignatureOctets() const {
+    CDerReader reader(signature);
+    return Copy(reader.ReadAny().content);
+}

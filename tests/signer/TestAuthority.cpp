@@ -1,0 +1,173 @@
+#include "TestAuthority.h"
+
+#include "SignatureBlock.h"
+#include "SignerErrors.h"
+
+#include <cstdio>
+#include <stdexcept>
+
+namespace {
+
+constexpr wchar_t ChildVariable[] = L"QUORLINE_SIGNER_TEST_ROOT";
+constexpr wchar_t RootName[] = L"CN=Quorline Test Root";
+constexpr wchar_t PolicyKey[] = L"Software\\Morvane\\ScriptSigner";
+
+std::wstring KeyName(const wchar_t* part, DWORD process) {
+    return L"QuorlineSignerTest-" + std::to_wstring(process) + L"-" + part;
+}
+
+/// Everything under the test root or of its name that a test may have left.
+void RemoveFromMachine(const wchar_t* storeName, PCCERT_CONTEXT root) {
+    const CUniqueStore store = OpenSystemStore(CERT_SYSTEM_STORE_LOCAL_MACHINE, storeName, StoreAccess::Write);
+    for (PCCERT_CONTEXT next = nullptr;;) {
+        next = CertEnumCertificatesInStore(store.Get(), next);
+        if (next == nullptr)
+            return;
+        if (!CertCompareCertificateName(X509_ASN_ENCODING, &next->pCertInfo->Issuer, &root->pCertInfo->Subject))
+            continue;
+        CertDeleteCertificateFromStore(CertDuplicateCertificateContext(next));
+        CertFreeCertificateContext(next);
+        next = nullptr;
+    }
+}
+
+DWORD ParentOfChild() {
+    wchar_t text[16384];
+    const DWORD length = GetEnvironmentVariableW(ChildVariable, text, static_cast<DWORD>(std::size(text)));
+    return length == 0 ? 0 : std::wcstoul(text, nullptr, 10);
+}
+
+CUniqueCertificate RootOfChild() {
+    wchar_t text[16384];
+    const DWORD length = GetEnvironmentVariableW(ChildVariable, text, static_cast<DWORD>(std::size(text)));
+    const CBytes bytes = DecodeBase64(std::wstring_view(text, length).substr(std::wstring_view(text).find(L' ') + 1));
+    return CUniqueCertificate(
+        CertCreateCertificateContext(X509_ASN_ENCODING, bytes.data(), static_cast<DWORD>(bytes.size())));
+}
+
+DWORD RunMyself() {
+    wchar_t program[MAX_PATH];
+    GetModuleFileNameW(nullptr, program, MAX_PATH);
+    std::wstring commandLine = GetCommandLineW();
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION process{};
+    if (!CreateProcessW(program, commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &process))
+        return EXIT_FAILURE;
+    const CUniqueHandle thread(process.hThread);
+    const CUniqueHandle child(process.hProcess);
+    DWORD code = EXIT_FAILURE;
+    WaitForSingleObject(child.Get(), INFINITE);
+    GetExitCodeProcess(child.Get(), &code);
+    return code;
+}
+
+CCertificateRequest AuthorityRequest(const std::wstring& subject) {
+    return {subject, HoursFromNow(-10'000), HoursFromNow(10'000), {}, true, {}};
+}
+
+} // namespace
+
+bool CTestAuthority::IsChild() {
+    return ParentOfChild() != 0;
+}
+
+int CTestAuthority::RunChild() {
+    const DWORD self = GetCurrentProcessId();
+    DWORD code = EXIT_FAILURE;
+    try {
+        // A key is on record for others only when its provider has been let go.
+        CreateRsaKey(KeyName(L"publisher", self));
+        const CUniqueCertificate root =
+            BuildCertificate(AuthorityRequest(RootName), CreateRsaKey(KeyName(L"root", self)).Get());
+        {
+            const CStoredCertificate trusted(L"Root", root.Get());
+            const std::wstring value = std::to_wstring(self) + L" " + EncodeBase64(EncodedBytes(root.Get()));
+            SetEnvironmentVariableW(ChildVariable, value.c_str());
+            code = RunMyself();
+        }
+        for (const wchar_t* const store : {L"Root", L"TrustedPublisher", L"Disallowed"})
+            RemoveFromMachine(store, root.Get());
+    } catch (const CSignerError& error) {
+        fwprintf(stderr, L"%ls\n", error.Text().c_str());
+    }
+    DeleteRsaKey(KeyName(L"root", self));
+    DeleteRsaKey(KeyName(L"publisher", self));
+    return static_cast<int>(code);
+}
+
+CTestAuthority& CTestAuthority::Instance() {
+    static CTestAuthority authority;
+    return authority;
+}
+
+CTestAuthority::CTestAuthority()
+    : m_rootKey(OpenRsaKey(KeyName(L"root", ParentOfChild()))),
+      m_publisherKey(OpenRsaKey(KeyName(L"publisher", ParentOfChild()))),
+      m_rootSigningKey(m_rootKey.Get(), AT_SIGNATURE), m_publisherSigningKey(m_publisherKey.Get(), AT_SIGNATURE),
+      m_root(RootOfChild()), m_publisher(Issue(CodeSigningRequest(L"CN=Publisher"))),
+      m_trust(std::make_unique<CStoredCertificate>(L"TrustedPublisher", m_publisher.Get())) {}
+
+CUniqueCertificate CTestAuthority::Issue(const CCertificateRequest& request, PCCERT_CONTEXT issuer,
+                                         const CDigestAlgorithm& digest) const {
+    const CCertificateIssuer by{issuer != nullptr ? issuer : Root(), m_rootSigningKey};
+    CUniqueCertificate certificate = BuildCertificate(request, m_publisherKey.Get(), &by, digest);
+    BindKey(certificate.Get(), KeyName(L"publisher", ParentOfChild()));
+    return certificate;
+}
+
+CUniqueCertificate CTestAuthority::IssueAuthority(const std::wstring& subject, PCCERT_CONTEXT issuer) const {
+    const CCertificateIssuer by{issuer != nullptr ? issuer : Root(), m_rootSigningKey};
+    return BuildCertificate(AuthorityRequest(subject), m_rootKey.Get(), &by);
+}
+
+CUniqueCertificate CTestAuthority::IssueRoot(const std::wstring& subject) const {
+    return BuildCertificate(AuthorityRequest(subject), m_rootKey.Get());
+}
+
+CStoredCertificate::CStoredCertificate(const wchar_t* store, PCCERT_CONTEXT certificate)
+    : m_store(store), m_certificate(ShareCertificate(certificate)) {
+    AddToStore(OpenSystemStore(CERT_SYSTEM_STORE_LOCAL_MACHINE, store, StoreAccess::Write).Get(), certificate);
+}
+
+CStoredCertificate::~CStoredCertificate() {
+    const CUniqueStore store = OpenSystemStore(CERT_SYSTEM_STORE_LOCAL_MACHINE, m_store.c_str(), StoreAccess::Write);
+    CUniqueCertificate found(CertFindCertificateInStore(store.Get(), X509_ASN_ENCODING, 0, CERT_FIND_EXISTING,
+                                                        m_certificate.Get(), nullptr));
+    if (found)
+        CertDeleteCertificateFromStore(found.Detach());
+}
+
+CPolicyValue::CPolicyValue(const wchar_t* name, DWORD value) : m_name(name) {
+    RegSetKeyValueW(HKEY_LOCAL_MACHINE, PolicyKey, name, REG_DWORD, &value, sizeof value);
+}
+
+CPolicyValue::CPolicyValue(const wchar_t* name, const wchar_t* text) : m_name(name) {
+    RegSetKeyValueW(HKEY_LOCAL_MACHINE, PolicyKey, name, REG_SZ, text,
+                    static_cast<DWORD>((std::wcslen(text) + 1) * sizeof(wchar_t)));
+}
+
+CPolicyValue::~CPolicyValue() {
+    RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, PolicyKey, m_name.c_str());
+}
+
+CCertificateRequest CodeSigningRequest(const std::wstring& subject) {
+    return {subject, HoursFromNow(-100), HoursFromNow(1000), {szOID_PKIX_KP_CODE_SIGNING}, false, {}};
+}
+
+std::wstring SignWith(PCCERT_CONTEXT certificate, std::wstring_view text, ScriptKind kind,
+                      std::initializer_list<PCCERT_CONTEXT> more) {
+    CUniqueStore store(CertOpenStore(CERT_STORE_PROV_MEMORY, 0, 0, 0, nullptr));
+    for (const PCCERT_CONTEXT other : more)
+        CertAddCertificateContextToStore(store.Get(), other, CERT_STORE_ADD_ALWAYS, nullptr);
+    const CSigningCertificate signing(std::move(store), ShareCertificate(certificate));
+    return CScriptSignerCore(signing).SignText(kind, text);
+}
+
+std::wstring WithSignature(std::wstring_view signedText, CBytesView signature, ScriptKind kind) {
+    return std::wstring(SplitSignedText(kind, signedText).value().text) + FormatSignatureBlock(kind, signature);
+}
+
+CBytes SignatureOf(std::wstring_view signedText, ScriptKind kind) {
+    return SplitSignedText(kind, signedText).value().signature;
+}
