@@ -7,8 +7,9 @@ declare -A PACKAGES=(
     # Compiler, generator and type library tools; then what fetching and unpacking sources takes.
     [build]="g++-mingw-w64-x86-64-posix mingw-w64-tools libwine-dev gcc libc6-dev cmake ninja-build googletest
         nlohmann-json3-dev libcli11-dev ca-certificates debian-archive-keyring dpkg-dev xz-utils bzip2"
-    # The second line is what Wine takes when it is there: signatures, fonts, the windows of an X display.
-    [run]="wine wine64 libwine
+    # openssl checks the signer's work; the second line is what Wine takes when it is there: signatures, fonts, the windows
+    # of an X display.
+    [run]="wine wine64 libwine openssl
         libgnutls30 fonts-liberation fonts-wine libgl1 libxcomposite1 libxcursor1 libxfixes3 libxi6 libxinerama1
         libxrandr2 libxrender1 libxxf86vm1"
     [demo]="xvfb xauth x11-apps imagemagick"

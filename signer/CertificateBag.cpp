@@ -8,6 +8,9 @@ namespace {
 /// Real chains are three or four long, one for the signer and one for the time stamp.
 constexpr std::size_t MostCertificates = 32;
 
+/// Bytes of an encoded public key. RSA with 16384 bits fits; what is longer would only keep this machine busy.
+constexpr DWORD LongestKey = 2200;
+
 } // namespace
 
 CCertificateBag::CCertificateBag(const std::vector<CBytesView>& certificates)
@@ -23,6 +26,8 @@ CCertificateBag::CCertificateBag(const std::vector<CBytesView>& certificates)
         if (!entry.certificate ||
             !CertAddCertificateContextToStore(m_store.Get(), entry.certificate.Get(), CERT_STORE_ADD_ALWAYS, nullptr))
             throw CRefusal(L"a certificate in the signature block cannot be read");
+        if (entry.certificate.Get()->pCertInfo->SubjectPublicKeyInfo.PublicKey.cbData > LongestKey)
+            throw CRefusal(L"a key in the signature block is too long");
         m_entries.push_back(std::move(entry));
     }
 }

@@ -49,12 +49,7 @@ void RequireStrongSignatures(const CERT_SIMPLE_CHAIN& chain, const CSignerPolicy
     }
 }
 
-} // namespace
-
-void RequireTrustedChain(PCCERT_CONTEXT certificate, const CChainDemand& demand) {
-    if (!HasUsage(certificate, demand.usage))
-        throw CRefusal(L"the certificate is not meant for this usage");
-
+CUniqueChain BuildChain(PCCERT_CONTEXT certificate, const CChainDemand& demand, DWORD flags) {
     LPSTR usages[] = {const_cast<LPSTR>(demand.usage)};
     CERT_CHAIN_PARA parameters{};
     parameters.cbSize = sizeof parameters;
@@ -64,13 +59,20 @@ void RequireTrustedChain(PCCERT_CONTEXT certificate, const CChainDemand& demand)
     parameters.dwUrlRetrievalTimeout = RevocationTimeout;
     FILETIME at = demand.at;
     CUniqueChain chain;
-    if (!CertGetCertificateChain(HCCE_LOCAL_MACHINE, certificate, &at, demand.intermediates, &parameters,
-                                 CERT_CHAIN_REVOCATION_CHECK_CHAIN_EXCLUDE_ROOT |
-                                     CERT_CHAIN_REVOCATION_ACCUMULATIVE_TIMEOUT,
+    if (!CertGetCertificateChain(HCCE_LOCAL_MACHINE, certificate, &at, demand.intermediates, &parameters, flags,
                                  nullptr, chain.Put()) ||
         chain.Get()->cChain == 0)
         throw CRefusal(L"the certificate's chain cannot be built");
+    return chain;
+}
 
+} // namespace
+
+void RequireTrustedChain(PCCERT_CONTEXT certificate, const CChainDemand& demand) {
+    if (!HasUsage(certificate, demand.usage))
+        throw CRefusal(L"the certificate is not meant for this usage");
+
+    const CUniqueChain chain = BuildChain(certificate, demand, CERT_CHAIN_CACHE_ONLY_URL_RETRIEVAL);
     const CUniqueStore disallowed = OpenSystemStore(CERT_SYSTEM_STORE_LOCAL_MACHINE, L"Disallowed");
     const CERT_SIMPLE_CHAIN& simple = *chain.Get()->rgpChain[0];
     for (DWORD i = 0; i < simple.cElement; ++i) {
@@ -79,4 +81,10 @@ void RequireTrustedChain(PCCERT_CONTEXT certificate, const CChainDemand& demand)
     }
     RequireNoError(chain.Get()->TrustStatus.dwErrorStatus);
     RequireStrongSignatures(simple, demand.policy);
+
+    // Only a chain that is trusted otherwise may send this machine to the addresses that it names.
+    const CUniqueChain checked =
+        BuildChain(certificate, demand,
+                   CERT_CHAIN_REVOCATION_CHECK_CHAIN_EXCLUDE_ROOT | CERT_CHAIN_REVOCATION_ACCUMULATIVE_TIMEOUT);
+    RequireNoError(checked.Get()->TrustStatus.dwErrorStatus);
 }

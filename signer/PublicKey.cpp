@@ -32,10 +32,12 @@ CPublicKey::CPublicKey(PCCERT_CONTEXT certificate) {
     m_rsa = oid == szOID_RSA_RSA;
     if (!m_rsa && oid != szOID_ECC_PUBLIC_KEY)
         throw CRefusal(L"the certificate's key is neither RSA nor ECDSA");
-    m_bits = CertGetPublicKeyLength(X509_ASN_ENCODING, &info);
-    if (m_bits == 0 || !CryptImportPublicKeyInfoEx2(X509_ASN_ENCODING, &info, 0, nullptr, m_key.Put()))
+    // A point on a curve is a tag byte and two coordinates.
+    m_length = m_rsa ? (CertGetPublicKeyLength(X509_ASN_ENCODING, &info) + 7) / 8 : (info.PublicKey.cbData - 1) / 2;
+    if (info.PublicKey.cbData == 0 || m_length == 0 ||
+        !CryptImportPublicKeyInfoEx2(X509_ASN_ENCODING, &info, 0, nullptr, m_key.Put()))
         throw CRefusal(L"the certificate's key cannot be read");
-    if (m_rsa && m_bits < 1024)
+    if (m_rsa && m_length < 1024 / 8)
         throw CRefusal(L"the certificate's key is too short");
 }
 
@@ -46,10 +48,10 @@ bool CPublicKey::Verify(const CDigestAlgorithm& digest, std::string_view signatu
                                      const_cast<BYTE*>(bytes.data()), static_cast<ULONG>(bytes.size()), flags) == 0;
     };
     if (!m_rsa)
-        return signatureOid == digest.ecdsaOid && check(nullptr, FlattenEcdsa(signature, (m_bits + 7) / 8), 0);
+        return signatureOid == digest.ecdsaOid && check(nullptr, FlattenEcdsa(signature, m_length), 0);
     if (signatureOid != szOID_RSA_RSA && signatureOid != digest.rsaOid)
         return false;
     BCRYPT_PKCS1_PADDING_INFO padding{digest.name};
     // A signature is as long as the key; the system would fill up a shorter one.
-    return signature.size() == (m_bits + 7) / 8 && check(&padding, signature, BCRYPT_PAD_PKCS1);
+    return signature.size() == m_length && check(&padding, signature, BCRYPT_PAD_PKCS1);
 }

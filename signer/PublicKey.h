@@ -16,5 +16,6 @@ public:
 private:
     CUniquePublicKey m_key;
     bool m_rsa;
-    ULONG m_bits;
+    /// Bytes of the modulus, or of one coordinate.
+    ULONG m_length;
 };

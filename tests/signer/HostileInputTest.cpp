@@ -1,5 +1,6 @@
 #include "ScriptVerifier.h"
 #include "SignatureBlock.h"
+#include "SignedDataEditor.h"
 #include "TestAuthority.h"
 
 #include <gtest/gtest.h>
@@ -139,9 +140,29 @@ TEST(HostileInput, LongNestingDoesNotExhaustTheStack) {
     EXPECT_FALSE(Accepted(bytes));
 }
 
+TEST(HostileInput, AGiantKeyIsRefusedBeforeItIsUsed) {
+    const CBytes name = DerSequence({});
+    const CBytes algorithm = DerAlgorithm(szOID_RSA_SHA256RSA);
+    CBytes number(20'000, BYTE{0x55});
+    const CBytes key = DerSequence({DerElement(DerTag::Integer, {number}), DerElement(DerTag::Integer, {number})});
+    const CBytes fields = DerSequence({DerElement(DerTag::Context(0), {DerInteger(2)}), DerInteger(1), algorithm, name,
+                                       DerSequence({DerTime(HoursFromNow(-1)), DerTime(HoursFromNow(1))}), name,
+                                       DerSequence({DerAlgorithm(szOID_RSA_RSA), DerBitString(key)})});
+    const CBytes encoded = DerSequence({fields, algorithm, DerBitString(number)});
+    const CUniqueCertificate giant(
+        CertCreateCertificateContext(X509_ASN_ENCODING, encoded.data(), static_cast<DWORD>(encoded.size())));
+    ASSERT_TRUE(giant);
+    CSignedDataParts parts(SignatureOf(SignWith(Authority().Publisher(), Script)));
+    parts.AddCertificate(giant.Get());
+    EXPECT_EQ(L"a key in the signature block is too long",
+              CScriptVerifier()
+                  .VerifyText(ScriptKind::VBScript, Script + FormatSignatureBlock(ScriptKind::VBScript, parts.Join()))
+                  .reason);
+}
+
 TEST(HostileInput, AGoodScriptVerifiedOverAndOverLeavesNothingBehind) {
     const std::wstring text = SignWith(Authority().Publisher(), Script);
-    ExpectNothingLeft(Rounds(500, 10'000),
+    ExpectNothingLeft(Rounds(150, 10'000),
                       [&] { EXPECT_TRUE(CScriptVerifier().VerifyText(ScriptKind::VBScript, text).accepted); });
 }
 
