@@ -1,0 +1,10 @@
+#pragma once
+
+// The one place where an exception becomes the HRESULT that crosses a COM boundary:
+//
+//     try { ... } catch (...) { return HResultOfException(); }
+
+#include <windows.h>
+
+/// Call inside a catch block: the code of the exception that is being handled, E_FAIL when it carries none.
+HRESULT HResultOfException() noexcept;

@@ -1,0 +1,83 @@
+#include "DocumentStore.h"
+
+#include "InternalDocumentStore.h"
+#include "logging/Checks.h"
+#include "logging/Logging.h"
+
+OBJECT_ENTRY_AUTO(CLSID_DocumentStore, CDocumentStore)
+
+namespace {
+
+bool IsMissing(const VARIANT& argument) {
+    return V_VT(&argument) == VT_ERROR && V_ERROR(&argument) == DISP_E_PARAMNOTFOUND;
+}
+
+const wchar_t* TextOf(BSTR text) {
+    return text != nullptr ? text : L"";
+}
+
+} // namespace
+
+void CDocumentStore::SetInternalDocumentStore(CInternalDocumentStore* pStore) {
+    if (m_pIntStore != nullptr)
+        SanityCheckFailed(QUORLINE_HERE, L"m_pIntStore is NULL");
+    m_pIntStore = pStore;
+}
+
+STDMETHODIMP CDocumentStore::GetNew(BSTR bstrDocName, BSTR bstrOriginalDocPath, VARIANT varFileExtension,
+                                    BSTR* bstrRetPath) {
+    LogGlobal(log4cxx::Level::getDebug(),
+              L"CDocumentStore::GetNew called with szDocName = {0:%s}, szOriginalPath = {1:%s}", TextOf(bstrDocName),
+              TextOf(bstrOriginalDocPath));
+    if (m_pIntStore == nullptr || bstrRetPath == nullptr)
+        return Error(E_POINTER);
+
+    CComVariant extension(varFileExtension);
+    if (IsMissing(extension))
+        extension = CComVariant(L"");
+    HRESULT hr = extension.ChangeType(VT_BSTR);
+    if (FAILED(hr)) {
+        LogGlobal(log4cxx::Level::getError(), L"Invalid variant type for argument varFileExtension. Acceptable types "
+                                              L"are vtMissing and VT_BSTR");
+        // kept: without error information, unlike every other failure.
+        return hr;
+    }
+
+    try {
+        std::wstring path;
+        hr = m_pIntStore->GetNewDocumentPath(bstrDocName, bstrOriginalDocPath, TextOf(V_BSTR(&extension)), path);
+        if (SUCCEEDED(hr)) {
+            LogGlobal(log4cxx::Level::getInfo(), L"New temp document created with path = {0:%s}", path.c_str());
+            *bstrRetPath = CComBSTR(path.c_str()).Detach();
+            return S_OK;
+        }
+    } catch (...) {
+        hr = HResultOfException();
+    }
+    LogGlobal(log4cxx::Level::getError(), L"Call to GetNew failed with result code = 0x{0:%x}", hr);
+    return Error(hr);
+}
+
+STDMETHODIMP CDocumentStore::LogMessage(unsigned short uLevel, BSTR* strMessage) {
+    const wchar_t* const message = strMessage != nullptr ? TextOf(*strMessage) : L"";
+    // kept: the message is a format of its own. Zeros stand ready for inserts that it may hold, so that none of them
+    // reads what was never passed.
+    LogToNamedLogger(L"Quorline.Scripts", LevelFromNumber(uLevel), message, 0LL, 0LL, 0LL, 0LL, 0LL, 0LL, 0LL, 0LL, 0LL,
+                     0LL);
+    return S_OK;
+}
+
+STDMETHODIMP CDocumentStore::VetoTransition() {
+    if (m_pIntStore == nullptr)
+        return E_POINTER;
+    CComPtr<IStateChangeInstance> change;
+    HRESULT hr = m_pIntStore->GetStateChangeInstance(&change);
+    if (FAILED(hr))
+        return hr;
+    if (!change)
+        return E_FAIL;
+    hr = change->put_Vetoed(VARIANT_TRUE);
+    if (FAILED(hr))
+        LogHResultFailure(QUORLINE_HERE, hr, L"Call to put_Vetoed failed.");
+    return FAILED(hr) ? hr : S_OK;
+}

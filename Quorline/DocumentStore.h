@@ -1,0 +1,44 @@
+#pragma once
+
+// What a save script gets as "TalvinorDocumentStore": paths to save to, the log, and the veto. A face over one
+// CInternalDocumentStore, which must outlive it. Used on the thread of the engine that runs the script.
+
+#include "ErrorDispatcher.h"
+#include "ScriptDispatch.h"
+#include "resource.h"
+
+class CInternalDocumentStore;
+
+class CDocumentStore : public CComObjectRootEx<CComSingleThreadModel>,
+                       public CComCoClass<CDocumentStore, &CLSID_DocumentStore>,
+                       public ISupportErrorInfoImpl<&IID_IDocumentStore>,
+                       public CScriptDispatch<IDocumentStore, &IID_IDocumentStore>,
+                       public CErrorDispatcher<&IID_IDocumentStore> {
+public:
+    DECLARE_REGISTRY_RESOURCEID(IDR_DOCUMENTSTORE)
+    DECLARE_NOT_AGGREGATABLE(CDocumentStore)
+
+    BEGIN_COM_MAP(CDocumentStore)
+    COM_INTERFACE_ENTRY(IDocumentStore)
+    COM_INTERFACE_ENTRY(IDispatch)
+    COM_INTERFACE_ENTRY(ISupportErrorInfo)
+    END_COM_MAP()
+
+    /// Call once, right after creation; throws CMorvaneException the second time.
+    void SetInternalDocumentStore(CInternalDocumentStore* pStore);
+
+    /// Reserves a path and hands it out. The extension may be left out or be anything that converts to text; what does
+    /// not convert gives the conversion's HRESULT without error information. Every other failure sets error
+    /// information. Raises CAtlException only when the extension cannot be copied.
+    STDMETHODIMP GetNew(BSTR bstrDocName, BSTR bstrOriginalDocPath, VARIANT varFileExtension,
+                        BSTR* bstrRetPath) override;
+
+    /// Levels as in the registry: 0 ERROR, 1 WARN, 2 INFO, 3 DEBUG, anything else WARN. Always S_OK.
+    STDMETHODIMP LogMessage(unsigned short uLevel, BSTR* strMessage) override;
+
+    /// E_FAIL when the store has no state change.
+    STDMETHODIMP VetoTransition() override;
+
+private:
+    CInternalDocumentStore* m_pIntStore = nullptr;
+};

@@ -1,0 +1,24 @@
+#pragma once
+
+// Creates the arguments of restore scripts. Stateless.
+
+#include "Common/Export.h"
+
+#include <windows.h>
+
+#include <log4cxx/level.h>
+#include <log4cxx/logger.h>
+
+#include <string>
+
+struct ITalvinorRestoreScriptArgs;
+
+class QUORLINE_API CInternalRestoreScriptArgs {
+public:
+    /// A new object without documents, with one reference for the caller.
+    static HRESULT CreateRestoreArgsCOMObject(ITalvinorRestoreScriptArgs** ppArgs);
+
+private:
+    static log4cxx::LoggerPtr SDGetLogger();
+    static void Log(log4cxx::LevelPtr level, std::wstring format, ...);
+};

@@ -1,0 +1,3 @@
+#include "QuorlineModule.h"
+
+CQuorlineModule _AtlModule;

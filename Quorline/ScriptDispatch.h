@@ -1,0 +1,44 @@
+#pragma once
+
+// IDispatch as script engines call it. Two of their habits do not fit the type library, and are met here:
+//
+//   - a variable arrives as a reference to a variant, which a by-reference string argument would refuse;
+//   - an engine that cannot tell a property with arguments from a method asks for the method alone.
+
+#include "Common/ExceptionHResult.h"
+#include "Quorline.h"
+
+#include <atlcom.h>
+
+#include <vector>
+
+template <class T, const IID* piid, const GUID* plibid = &LIBID_QuorlineLib, WORD wMajor = 5, WORD wMinor = 0>
+class CScriptDispatch : public ATL::IDispatchImpl<T, piid, plibid, wMajor, wMinor> {
+public:
+    /// An exception of the called method comes back as its HRESULT.
+    STDMETHODIMP Invoke(DISPID member, REFIID iid, LCID locale, WORD flags, DISPPARAMS* params, VARIANT* result,
+                        EXCEPINFO* exception, UINT* badArgument) override {
+        if (params == nullptr)
+            return E_POINTER;
+        try {
+            // The values stay the caller's: these are views of them, valid during the call.
+            std::vector<VARIANT> arguments(params->rgvarg, params->rgvarg + params->cArgs);
+            for (VARIANT& argument : arguments) {
+                if (V_VT(&argument) == (VT_BYREF | VT_VARIANT) && V_VARIANTREF(&argument) != nullptr)
+                    argument = *V_VARIANTREF(&argument);
+            }
+            DISPPARAMS direct = *params;
+            direct.rgvarg = arguments.data();
+            if (flags == DISPATCH_METHOD)
+                flags |= DISPATCH_PROPERTYGET;
+            return CDispatch::Invoke(member, iid, locale, flags, &direct, result, exception, badArgument);
+        } catch (...) {
+            return HResultOfException();
+        }
+    }
+
+protected:
+    using CDispatch = ATL::IDispatchImpl<T, piid, plibid, wMajor, wMinor>;
+
+    ~CScriptDispatch() = default;
+};

@@ -1,0 +1,5 @@
+#include "SetRestoreDocument.h"
+
+HRESULT SetRestoreDocument(const CInternalSavedDocument&) {
+    return E_NOTIMPL;
+}
