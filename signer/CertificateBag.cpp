@@ -40,8 +40,10 @@ PCCERT_CONTEXT CCertificateBag::FindSigner(const CSignerInfo& signer) const {
     throw CRefusal(L"the signer's certificate is missing");
 }
 
-void CCertificateBag::RequireGenuine() const {
+void CCertificateBag::RequireGenuine(PCCERT_CONTEXT checked) const {
     for (const CEntry& entry : m_entries) {
+        if (entry.certificate.Get() == checked)
+            continue;
         CERT_CHAIN_PARA parameters{};
         parameters.cbSize = sizeof parameters;
         CUniqueChain chain;

@@ -17,8 +17,8 @@ public:
     HCERTSTORE Store() const noexcept { return m_store.Get(); }
 
     /// Every certificate must carry a genuine signature of its issuer, needed or not: then nothing in a signature block
-    /// can be changed unnoticed. Throws CRefusal.
-    void RequireGenuine() const;
+    /// can be changed unnoticed. The one whose chain has been checked already is left out. Throws CRefusal.
+    void RequireGenuine(PCCERT_CONTEXT checked) const;
 
 private:
     struct CEntry {

@@ -82,5 +82,5 @@ void CScriptVerifier::Check(ScriptKind kind, std::wstring_view text, CVerificati
     const CUniqueStore publishers = OpenSystemStore(CERT_SYSTEM_STORE_LOCAL_MACHINE, L"TrustedPublisher");
     if (!m_policy.anyTrustedRoot && !StoreHolds(publishers.Get(), publisher))
         throw CRefusal(L"its publisher is not one of this machine's trusted publishers");
-    certificates.RequireGenuine();
+    certificates.RequireGenuine(publisher);
 }

@@ -71,7 +71,24 @@ std::vector<CUniqueCertificate> FindCandidates(HCERTSTORE store, const std::wstr
     return candidates;
 }
 
+/// The name of the user's default key container; empty when there is none.
+std::string DefaultContainer() {
+    CUniqueProvider provider;
+    char name[MAX_PATH] = "";
+    DWORD size = sizeof name;
+    if (CryptAcquireContextW(provider.Put(), nullptr, MS_ENHANCED_PROV_W, PROV_RSA_FULL, CRYPT_SILENT))
+        CryptGetProvParam(provider.Get(), PP_CONTAINER, reinterpret_cast<BYTE*>(name), &size, 0);
+    return name;
+}
+
 } // namespace
+
+CTemporaryContainer::~CTemporaryContainer() {
+    HCRYPTPROV none = 0;
+    if (!m_name.empty())
+        CryptAcquireContextA(&none, m_name.c_str(), MS_ENHANCED_PROV_A, PROV_RSA_FULL,
+                             CRYPT_DELETEKEYSET | CRYPT_SILENT);
+}
 
 CSigningCertificate CSigningCertificate::FromStore(const std::wstring& name, const std::wstring& store) {
     const std::wstring storeName = store.empty() ? L"My" : store;
@@ -98,15 +115,20 @@ CSigningCertificate CSigningCertificate::FromStore(const std::wstring& name, con
 CSigningCertificate CSigningCertificate::FromPfx(const std::wstring& path, const std::wstring& password) {
     CBytes bytes = ReadFileBytes(path);
     CRYPT_DATA_BLOB blob{static_cast<DWORD>(bytes.size()), bytes.data()};
-    // Nothing of the key is to stay behind on the machine.
+    // Nothing of the key is to stay behind on the machine. Wine puts it into the default container all the same.
+    const std::string before = DefaultContainer();
     CUniqueStore store(PFXImportCertStore(&blob, password.c_str(), PKCS12_NO_PERSIST_KEY | CRYPT_EXPORTABLE));
     if (!store)
         throw CSignerError(HRESULT_FROM_WIN32(ERROR_INVALID_PASSWORD),
                            L"cannot read '" + path + L"': it is no .pfx file, or its password is another");
-    PCCERT_CONTEXT next = nullptr;
-    while ((next = CertEnumCertificatesInStore(store.Get(), next)) != nullptr) {
-        if (HasPrivateKey(next))
-            return {std::move(store), CUniqueCertificate(next)};
+    CTemporaryContainer container(before.empty() ? DefaultContainer() : std::string());
+    CUniqueCertificate next;
+    for (;;) {
+        next = CUniqueCertificate(CertEnumCertificatesInStore(store.Get(), next.Detach()));
+        if (!next)
+            break;
+        if (HasPrivateKey(next.Get()))
+            return {std::move(store), std::move(next), std::move(container)};
     }
     throw CSignerError(CRYPT_E_NOT_FOUND, L"'" + path + L"' holds no certificate with a private key");
 }

@@ -5,6 +5,23 @@
 #include "CryptHandles.h"
 
 #include <string>
+#include <utility>
+
+/// Deletes a key container of the old RSA provider at its end; an empty name stands for none.
+class CTemporaryContainer {
+public:
+    CTemporaryContainer() = default;
+    explicit CTemporaryContainer(std::string name) noexcept : m_name(std::move(name)) {}
+    CTemporaryContainer(CTemporaryContainer&& other) noexcept : m_name(std::exchange(other.m_name, {})) {}
+    CTemporaryContainer& operator=(CTemporaryContainer&& other) noexcept {
+        std::swap(m_name, other.m_name);
+        return *this;
+    }
+    ~CTemporaryContainer();
+
+private:
+    std::string m_name;
+};
 
 class CSigningCertificate {
 public:
@@ -18,14 +35,16 @@ public:
     static CSigningCertificate FromPfx(const std::wstring& path, const std::wstring& password);
 
     /// A certificate whose key the system can find, and a store with those above it, which may be empty.
-    CSigningCertificate(CUniqueStore store, CUniqueCertificate certificate) noexcept
-        : m_store(std::move(store)), m_certificate(std::move(certificate)) {}
+    CSigningCertificate(CUniqueStore store, CUniqueCertificate certificate, CTemporaryContainer container = {}) noexcept
+        : m_container(std::move(container)), m_store(std::move(store)), m_certificate(std::move(certificate)) {}
 
     PCCERT_CONTEXT Get() const noexcept { return m_certificate.Get(); }
     /// Where the certificates above it may be found, besides the system's stores; may be null.
     HCERTSTORE Store() const noexcept { return m_store.Get(); }
 
 private:
+    // Declared first, so that the container goes after whatever still uses its key.
+    CTemporaryContainer m_container;
     CUniqueStore m_store;
     CUniqueCertificate m_certificate;
 };

@@ -16,14 +16,15 @@ public:
     CBytes Sign(const CDigestAlgorithm& digest, CBytesView message) const;
 
 private:
-    /// Old providers stop at SHA-1; the key then moves, for this object's life, to one that does not.
+    /// Old providers stop at SHA-1; the key is then copied into memory for this object's life.
     void RequireSha256();
     CBytes SignWithProvider(const CDigestAlgorithm& digest, const CBytes& hash) const;
+    CBytes SignInMemory(const CDigestAlgorithm& digest, CBytes hash) const;
     CBytes SignWithNCrypt(const CDigestAlgorithm& digest, CBytes hash) const;
 
     HCRYPTPROV_OR_NCRYPT_KEY_HANDLE m_handle;
     DWORD m_keySpec;
     CUniqueProvider m_ownedProvider;
     CUniqueNCryptKey m_ownedKey;
-    CUniqueCryptKey m_movedKey;
+    CUniqueKeyPair m_copiedKey;
 };

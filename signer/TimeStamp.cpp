@@ -75,7 +75,7 @@ FILETIME ReadToken(CBytesView value, CBytesView stamped, const CSignerPolicy& po
     info.Read(DerTag::Integer);
     const FILETIME at = info.ReadTime();
     RequireTrustedStamp(authority, certificates.Store(), at, policy);
-    certificates.RequireGenuine();
+    certificates.RequireGenuine(authority);
     return at;
 }
 

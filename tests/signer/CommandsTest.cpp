@@ -53,13 +53,7 @@ protected:
         AddToStore(OpenSystemStore(CERT_SYSTEM_STORE_CURRENT_USER, L"My", StoreAccess::Write).Get(),
                    Authority().Publisher());
     }
-    ~SignCommand() override {
-        const CUniqueStore store = OpenSystemStore(CERT_SYSTEM_STORE_CURRENT_USER, L"My", StoreAccess::Write);
-        CUniqueCertificate found(CertFindCertificateInStore(store.Get(), X509_ASN_ENCODING, 0, CERT_FIND_EXISTING,
-                                                            Authority().Publisher(), nullptr));
-        if (found)
-            CertDeleteCertificateFromStore(found.Detach());
-    }
+    ~SignCommand() override { RemoveFromStore(HKEY_CURRENT_USER, L"My", Authority().Publisher()); }
     const std::wstring m_thumbprint = ThumbprintOf(Authority().Publisher());
     const CScratchFolder m_folder;
 };
@@ -183,11 +177,7 @@ TEST(Commands, ADevelopmentCertificateIsForCodeSigningOnlyAndTrustedByNobody) {
     std::vector<BYTE> info(size);
     CertGetCertificateContextProperty(found.Get(), CERT_KEY_PROV_INFO_PROP_ID, info.data(), &size);
     DeleteRsaKey(reinterpret_cast<const CRYPT_KEY_PROV_INFO*>(info.data())->pwszContainerName);
-    const CUniqueStore store = OpenSystemStore(CERT_SYSTEM_STORE_CURRENT_USER, L"My", StoreAccess::Write);
-    CUniqueCertificate stored(
-        CertFindCertificateInStore(store.Get(), X509_ASN_ENCODING, 0, CERT_FIND_EXISTING, certificate.Get(), nullptr));
-    ASSERT_TRUE(stored);
-    CertDeleteCertificateFromStore(stored.Detach());
+    RemoveFromStore(HKEY_CURRENT_USER, L"My", certificate.Get());
 }
 
 } // namespace

@@ -17,17 +17,11 @@ std::wstring KeyName(const wchar_t* part, DWORD process) {
 }
 
 /// Everything under the test root or of its name that a test may have left.
-void RemoveFromMachine(const wchar_t* storeName, PCCERT_CONTEXT root) {
-    const CUniqueStore store = OpenSystemStore(CERT_SYSTEM_STORE_LOCAL_MACHINE, storeName, StoreAccess::Write);
-    for (PCCERT_CONTEXT next = nullptr;;) {
-        next = CertEnumCertificatesInStore(store.Get(), next);
-        if (next == nullptr)
-            return;
-        if (!CertCompareCertificateName(X509_ASN_ENCODING, &next->pCertInfo->Issuer, &root->pCertInfo->Subject))
-            continue;
-        CertDeleteCertificateFromStore(CertDuplicateCertificateContext(next));
-        CertFreeCertificateContext(next);
-        next = nullptr;
+void RemoveAllUnder(PCCERT_CONTEXT root, const wchar_t* storeName) {
+    const CUniqueStore store = OpenSystemStore(CERT_SYSTEM_STORE_LOCAL_MACHINE, storeName);
+    for (PCCERT_CONTEXT next = nullptr; store && (next = CertEnumCertificatesInStore(store.Get(), next)) != nullptr;) {
+        if (CertCompareCertificateName(X509_ASN_ENCODING, &next->pCertInfo->Issuer, &root->pCertInfo->Subject))
+            RemoveFromStore(HKEY_LOCAL_MACHINE, storeName, next);
     }
 }
 
@@ -87,7 +81,7 @@ int CTestAuthority::RunChild() {
             code = RunMyself();
         }
         for (const wchar_t* const store : {L"Root", L"TrustedPublisher", L"Disallowed"})
-            RemoveFromMachine(store, root.Get());
+            RemoveAllUnder(root.Get(), store);
     } catch (const CSignerError& error) {
         fwprintf(stderr, L"%ls\n", error.Text().c_str());
     }
@@ -131,11 +125,13 @@ CStoredCertificate::CStoredCertificate(const wchar_t* store, PCCERT_CONTEXT cert
 }
 
 CStoredCertificate::~CStoredCertificate() {
-    const CUniqueStore store = OpenSystemStore(CERT_SYSTEM_STORE_LOCAL_MACHINE, m_store.c_str(), StoreAccess::Write);
-    CUniqueCertificate found(CertFindCertificateInStore(store.Get(), X509_ASN_ENCODING, 0, CERT_FIND_EXISTING,
-                                                        m_certificate.Get(), nullptr));
-    if (found)
-        CertDeleteCertificateFromStore(found.Detach());
+    RemoveFromStore(HKEY_LOCAL_MACHINE, m_store, m_certificate.Get());
+}
+
+void RemoveFromStore(HKEY where, const std::wstring& store, PCCERT_CONTEXT certificate) {
+    RegDeleteTreeW(
+        where, (L"Software\\Microsoft\\SystemCertificates\\" + store + L"\\Certificates\\" + ThumbprintOf(certificate))
+                   .c_str());
 }
 
 CPolicyValue::CPolicyValue(const wchar_t* name, DWORD value) : m_name(name) {

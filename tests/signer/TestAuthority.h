@@ -58,6 +58,10 @@ private:
     CUniqueCertificate m_certificate;
 };
 
+/// Takes a certificate off the record of a system store: HKEY_LOCAL_MACHINE or HKEY_CURRENT_USER. Directly in the
+/// registry, because deleting it from an open store does not last under Wine.
+void RemoveFromStore(HKEY where, const std::wstring& store, PCCERT_CONTEXT certificate);
+
 /// A value under the signer's policy key, for a scope. Type and value as given; what was there comes back.
 class CPolicyValue {
 public:

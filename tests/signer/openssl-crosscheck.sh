@@ -93,7 +93,10 @@ check_signed_here() { # script prefix
 
 printf "' h\xC3\xA4llo \xE2\x82\xAC\r\nMsgBox 1\r\n" >here.vbs
 printf '\xEF\xBB\xBFvar x = 1;\n' >here.js
+stored_keys() { wine_run reg query 'HKCU\Software\Wine\Crypto\RSA' /s | grep REG_ || true; }
+keys_before=$(stored_keys)
 quorline_sign sign here.vbs here.js --cert leaf.pfx
+[ "$(stored_keys)" = "$keys_before" ] || fail "the key of the file stayed on the machine"
 check_signed_here here.vbs "'' SIG '' "
 check_signed_here here.js '// SIG // '
 accepted here.vbs
