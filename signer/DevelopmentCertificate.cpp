@@ -20,7 +20,7 @@ std::wstring NewContainerName() {
 } // namespace
 
 CUniqueCertificate CreateDevelopmentCertificate() {
-    constexpr long long year = 365 * 24;
+    constexpr long long year = 365LL * 24;
     const std::wstring container = NewContainerName();
     try {
         const CUniqueProvider key = CreateRsaKey(container);

@@ -24,7 +24,7 @@ std::wstring_view TextToSign(ScriptKind kind, std::wstring_view text) {
     try {
         const auto split = SplitSignedText(kind, text);
         const std::wstring_view body = split ? split->text : text;
-        if (body.find(L'\0') != body.npos)
+        if (body.find(L'\0') != std::wstring_view::npos)
             throw CSignerError(E_INVALIDARG, L"the script holds a zero character; it would be run only up to there");
         return body;
     } catch (const CRefusal& refusal) {
@@ -110,7 +110,7 @@ CBytes CScriptSignerCore::MakeSignature(ScriptKind kind, std::wstring_view text)
     const CBytes signature = m_key.Sign(Sha256, signedAttributes);
     signedAttributes.front() = DerTag::Context(0);
 
-    const PCERT_INFO own = m_certificate.Get()->pCertInfo;
+    const CERT_INFO* const own = m_certificate.Get()->pCertInfo;
     const CBytesView issuer(own->Issuer.pbData, own->Issuer.cbData);
     const CBytes serial = DerElement(DerTag::Integer, {ParseCertificate(EncodedBytes(m_certificate.Get())).serial});
     const CBytes algorithm = DerAlgorithm(Sha256.oid);

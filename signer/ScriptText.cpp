@@ -7,7 +7,7 @@
 
 ScriptKind ScriptKindOf(std::wstring_view name) {
     const std::size_t dot = name.find_last_of(L"./\\");
-    const std::wstring extension(dot == name.npos || name[dot] != L'.' ? L"" : name.substr(dot));
+    const std::wstring extension(dot == std::wstring_view::npos || name[dot] != L'.' ? L"" : name.substr(dot));
     if (_wcsicmp(extension.c_str(), L".vbs") == 0)
         return ScriptKind::VBScript;
     if (_wcsicmp(extension.c_str(), L".js") == 0)

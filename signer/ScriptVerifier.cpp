@@ -57,7 +57,7 @@ void CScriptVerifier::Check(ScriptKind kind, std::wstring_view text, CVerificati
     if (!script)
         throw CRefusal(L"it is not signed");
     // Whoever loads a script as a text that ends with a zero would run something else than was signed.
-    if (script->text.find(L'\0') != script->text.npos)
+    if (script->text.find(L'\0') != std::wstring_view::npos)
         throw CRefusal(L"it holds a zero character");
 
     const CSignedData data = ParseSignedData(script->signature);

@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::size_t LineLength = 64;
 // Blocks with a long chain and a time stamp stay under 20,000 characters.
-constexpr std::size_t LongestSignature = 1024 * 1024;
+constexpr std::size_t LongestSignature = 1'048'576;
 constexpr std::wstring_view BeginLine = L"Begin signature block";
 constexpr std::wstring_view EndLine = L"End signature block";
 constexpr std::wstring_view Alphabet = L"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
@@ -27,11 +27,11 @@ constexpr std::array<BYTE, 128> MakeReverse() {
 
 /// Where the first line with the prefix starts, or npos.
 std::size_t FindBlockLine(std::wstring_view text, std::wstring_view prefix) {
-    for (std::size_t at = text.find(prefix); at != text.npos; at = text.find(prefix, at + 1)) {
+    for (std::size_t at = text.find(prefix); at != std::wstring_view::npos; at = text.find(prefix, at + 1)) {
         if (at == 0 || text[at - 1] == L'\n' || text[at - 1] == L'\r')
             return at;
     }
-    return text.npos;
+    return std::wstring_view::npos;
 }
 
 /// Reads the block's lines one by one.
@@ -45,7 +45,7 @@ public:
     /// The next line without prefix and line break.
     std::wstring_view Next() {
         const std::size_t end = m_rest.find(m_break);
-        if (end == m_rest.npos || !m_rest.starts_with(m_prefix) || end < m_prefix.size())
+        if (end == std::wstring_view::npos || !m_rest.starts_with(m_prefix) || end < m_prefix.size())
             throw CRefusal(L"the signature block is damaged or cut off");
         const std::wstring_view line = m_rest.substr(m_prefix.size(), end - m_prefix.size());
         m_rest.remove_prefix(end + m_break.size());
@@ -119,17 +119,17 @@ CBytes DecodeBase64(std::wstring_view text) {
 std::optional<CSignedText> SplitSignedText(ScriptKind kind, std::wstring_view text) {
     const std::wstring_view prefix = PrefixOf(kind);
     const std::size_t start = FindBlockLine(text, prefix);
-    if (start == text.npos)
+    if (start == std::wstring_view::npos)
         return std::nullopt;
 
     const std::size_t firstEnd = text.find(L'\n', start);
-    const bool carriageReturns = firstEnd != text.npos && text[firstEnd - 1] == L'\r';
+    const bool carriageReturns = firstEnd != std::wstring_view::npos && text[firstEnd - 1] == L'\r';
     const std::wstring_view lineBreak = carriageReturns ? L"\r\n" : L"\n";
     CBlockLines lines(text.substr(start), prefix, lineBreak);
     if (lines.Next() != BeginLine)
         throw CRefusal(L"the signature block has lost its beginning");
     const std::wstring base64 = ReadBase64Lines(lines);
-    if (FindBlockLine(lines.Rest(), prefix) != text.npos)
+    if (FindBlockLine(lines.Rest(), prefix) != std::wstring_view::npos)
         throw CRefusal(L"there is more than one signature block");
     if (!lines.Rest().empty())
         throw CRefusal(L"there is text after the signature block");

@@ -102,9 +102,9 @@ std::vector<CUniqueCertificate> ReadCertificates(const std::wstring& path) {
             throw CSignerError(CRYPT_E_BAD_ENCODE, L"'" + path + L"' is no certificate");
     };
     std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-    if (text.find(begin) == text.npos)
+    if (text.find(begin) == std::string_view::npos)
         add(bytes);
-    for (std::size_t at = text.find(begin); at != text.npos; at = text.find(begin)) {
+    for (std::size_t at = text.find(begin); at != std::string_view::npos; at = text.find(begin)) {
         const std::size_t last = text.find(end, at);
         const auto length = static_cast<DWORD>(std::min(last, text.size() - end.size()) + end.size() - at);
         CBytes der(length);

@@ -34,7 +34,7 @@ std::wstring RegisteredServer() {
     wchar_t clsid[40];
     StringFromGUID2(CLSID_ScriptSigner, clsid, static_cast<int>(std::size(clsid)));
     for (const wchar_t* const kind : {L"\\InprocServer32", L"\\LocalServer32"}) {
-        const std::wstring server = ReadDefault(std::wstring(L"CLSID\\") + clsid + kind);
+        std::wstring server = ReadDefault(std::wstring(L"CLSID\\") + clsid + kind);
         if (!server.empty())
             return server;
     }

@@ -9,8 +9,9 @@
 namespace {
 
 bool HasPrivateKey(PCCERT_CONTEXT certificate) {
-    for (const DWORD property :
-         {CERT_KEY_PROV_INFO_PROP_ID, CERT_KEY_CONTEXT_PROP_ID, CERT_NCRYPT_KEY_HANDLE_PROP_ID}) {
+    constexpr DWORD properties[] = {CERT_KEY_PROV_INFO_PROP_ID, CERT_KEY_CONTEXT_PROP_ID,
+                                    CERT_NCRYPT_KEY_HANDLE_PROP_ID};
+    for (const DWORD property : properties) {
         DWORD size = 0;
         if (CertGetCertificateContextProperty(certificate, property, nullptr, &size))
             return true;
@@ -92,7 +93,8 @@ CTemporaryContainer::~CTemporaryContainer() {
 
 CSigningCertificate CSigningCertificate::FromStore(const std::wstring& name, const std::wstring& store) {
     const std::wstring storeName = store.empty() ? L"My" : store;
-    for (const DWORD where : {CERT_SYSTEM_STORE_CURRENT_USER, CERT_SYSTEM_STORE_LOCAL_MACHINE}) {
+    constexpr DWORD places[] = {CERT_SYSTEM_STORE_CURRENT_USER, CERT_SYSTEM_STORE_LOCAL_MACHINE};
+    for (const DWORD where : places) {
         CUniqueStore opened = OpenSystemStore(where, storeName.c_str());
         std::vector<CUniqueCertificate> candidates = FindCandidates(opened.Get(), name);
         if (candidates.size() == 1)

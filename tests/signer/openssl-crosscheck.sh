@@ -93,6 +93,10 @@ check_signed_here() { # script prefix
 
 printf "' h\xC3\xA4llo \xE2\x82\xAC\r\nMsgBox 1\r\n" >here.vbs
 printf '\xEF\xBB\xBFvar x = 1;\n' >here.js
+cp here.vbs before.vbs
+if QUORLINE_PFX_PASSWORD=wrong quorline_sign sign here.vbs --cert leaf.pfx; then fail "a wrong password was accepted"; fi
+grep -q 'its password is another' err || fail "a wrong password should be named"
+cmp here.vbs before.vbs
 stored_keys() { wine_run reg query 'HKCU\Software\Wine\Crypto\RSA' /s | grep REG_ || true; }
 keys_before=$(stored_keys)
 quorline_sign sign here.vbs here.js --cert leaf.pfx
