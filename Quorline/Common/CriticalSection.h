@@ -4,8 +4,7 @@
 
 #include <windows.h>
 
-class CCriticalSection
-{
+class CCriticalSection {
 public:
     /// Throws COSException (through the HRESULT check) when the section cannot be initialised.
     CCriticalSection();

@@ -9,8 +9,7 @@
 #include <string>
 
 /// A GUID that knows whether it holds one.
-class QUORLINE_API CGuid
-{
+class QUORLINE_API CGuid {
 public:
     /// A fresh identifier; throws COSException with "Could not generate guid" logged.
     CGuid();
@@ -20,8 +19,7 @@ public:
     explicit CGuid(const std::wstring& text);
 
     const GUID& GetGuid() const noexcept { return m_guid; }
-    void SetGuid(const GUID& guid) noexcept
-    {
+    void SetGuid(const GUID& guid) noexcept {
         m_guid = guid;
         m_valid = true;
     }

@@ -11,16 +11,14 @@
 #include <utility>
 
 /// Traits gives the handle's type, its null value and how it is closed.
-template <class Traits> class CUnique
-{
+template <class Traits> class CUnique {
 public:
     using Type = typename Traits::Type;
 
     CUnique() = default;
     explicit CUnique(Type value) noexcept : m_value(value) {}
     CUnique(CUnique&& other) noexcept : m_value(other.Detach()) {}
-    CUnique& operator=(CUnique&& other) noexcept
-    {
+    CUnique& operator=(CUnique&& other) noexcept {
         Reset(other.Detach());
         return *this;
     }
@@ -29,15 +27,13 @@ public:
     Type Get() const noexcept { return m_value; }
     explicit operator bool() const noexcept { return Traits::IsValid(m_value); }
     Type Detach() noexcept { return std::exchange(m_value, Traits::Null()); }
-    void Reset(Type value = Traits::Null()) noexcept
-    {
+    void Reset(Type value = Traits::Null()) noexcept {
         const Type old = std::exchange(m_value, value);
         if (Traits::IsValid(old))
             Traits::Close(old);
     }
     /// For calls that write a handle through a pointer; what was held before is closed.
-    Type* Put() noexcept
-    {
+    Type* Put() noexcept {
         Reset();
         return &m_value;
     }
@@ -46,8 +42,7 @@ private:
     Type m_value = Traits::Null();
 };
 
-template <class T, auto CloseFunction> struct CNullableTraits
-{
+template <class T, auto CloseFunction> struct CNullableTraits {
     using Type = T;
     static Type Null() noexcept { return nullptr; }
     static bool IsValid(Type value) noexcept { return value != nullptr; }
@@ -55,13 +50,11 @@ template <class T, auto CloseFunction> struct CNullableTraits
 };
 
 /// Closed with CloseHandle; null and INVALID_HANDLE_VALUE both count as empty (files, processes, tokens, events).
-struct CKernelHandleTraits : CNullableTraits<HANDLE, &CloseHandle>
-{
+struct CKernelHandleTraits : CNullableTraits<HANDLE, &CloseHandle> {
     static bool IsValid(Type value) noexcept { return value != nullptr && value != INVALID_HANDLE_VALUE; }
 };
 
-struct CFindHandleTraits : CNullableTraits<HANDLE, &FindClose>
-{
+struct CFindHandleTraits : CNullableTraits<HANDLE, &FindClose> {
     static bool IsValid(Type value) noexcept { return value != nullptr && value != INVALID_HANDLE_VALUE; }
 };
 
@@ -69,8 +62,7 @@ using CUniqueHandle = CUnique<CKernelHandleTraits>;
 using CUniqueFindHandle = CUnique<CFindHandleTraits>;
 using CUniqueRegKey = CUnique<CNullableTraits<HKEY, &RegCloseKey>>;
 
-struct CLocalFreeDeleter
-{
+struct CLocalFreeDeleter {
     void operator()(void* memory) const noexcept { LocalFree(memory); }
 };
 

@@ -1,8 +1,8 @@
 #pragma once
 
 // Formats messages with numbered inserts: Format(L"{1:%s} before {0:%d}", 5, L"x") gives "x before 5". An insert is a
-// number and a complete printf conversion with Microsoft's meaning (%s is wide); arguments are taken in the order of the
-// numbers. A backslash makes the next character literal. Stateless: any thread may use one formatter.
+// number and a complete printf conversion with Microsoft's meaning (%s is wide); arguments are taken in the order of
+// the numbers. A backslash makes the next character literal. Stateless: any thread may use one formatter.
 
 #include "Common/Export.h"
 
@@ -12,8 +12,7 @@
 #include <string>
 
 // kept: no virtual destructor; formatters are static or embedded objects and never deleted through the base.
-class QUORLINE_API CStringFormatter
-{
+class QUORLINE_API CStringFormatter {
 public:
     /// Throws CIntlHelperException on a bad format.
     virtual std::wstring Format(std::wstring format, ...);
@@ -25,8 +24,7 @@ public:
     virtual std::wstring FormatVNoThrow(std::wstring format, va_list args);
 
 protected:
-    struct ParseRecord
-    {
+    struct ParseRecord {
         std::list<std::wstring> segments;    ///< literal text: one piece before each insert, one after the last
         std::list<int> order;                ///< insert numbers as they appear
         std::map<int, std::wstring> inserts; ///< first the conversion, later the formatted argument

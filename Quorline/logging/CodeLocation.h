@@ -7,9 +7,8 @@
 #include <string>
 #include <string_view>
 
-struct CCodeLocation
-{
-    std::string_view file;     ///< relative to the library's folder; the text outlives the location
+struct CCodeLocation {
+    std::string_view file; ///< relative to the library's folder; the text outlives the location
     int line = 0;
     std::string_view function; ///< qualified, "CScriptRunner::RunScript"
 
@@ -17,15 +16,12 @@ struct CCodeLocation
     std::string Text() const;
 };
 
-namespace logging_detail
-{
+namespace logging_detail {
 /// Cuts "void CScriptRunner::RunScript(CScript*)" down to "CScriptRunner::RunScript".
-constexpr std::string_view QualifiedName(std::string_view signature)
-{
+constexpr std::string_view QualifiedName(std::string_view signature) {
     // The parameter list opens at the first parenthesis outside template arguments; "operator()" does not log.
     std::size_t end = 0;
-    for (int depth = 0; end < signature.size(); ++end)
-    {
+    for (int depth = 0; end < signature.size(); ++end) {
         const char c = signature[end];
         if (c == '<')
             ++depth;
@@ -35,8 +31,7 @@ constexpr std::string_view QualifiedName(std::string_view signature)
             break;
     }
     std::size_t begin = end;
-    for (int depth = 0; begin > 0; --begin)
-    {
+    for (int depth = 0; begin > 0; --begin) {
         const char c = signature[begin - 1];
         if (c == '>')
             ++depth;

@@ -10,21 +10,18 @@
 #include <utility>
 
 /// A positive code (a Win32 error) becomes 0x80070000 with the code's low 16 bits; any other code stays as it is.
-constexpr long HResultFromCode(long code) noexcept
-{
+constexpr long HResultFromCode(long code) noexcept {
     return code > 0 ? static_cast<long>(0x80070000UL | (static_cast<unsigned long>(code) & 0xFFFFUL)) : code;
 }
 
 /// Root of the hierarchy; thrown as such when a sanity check fails.
-class QUORLINE_API CMorvaneException : public std::exception
-{
+class QUORLINE_API CMorvaneException : public std::exception {
 public:
     const char* what() const noexcept override { return "CMorvaneException"; }
 };
 
 /// A failed call of the system or of the runtime library.
-class QUORLINE_API COSException : public CMorvaneException
-{
+class QUORLINE_API COSException : public CMorvaneException {
 public:
     explicit COSException(unsigned long code) noexcept : m_code(code) {}
     const char* what() const noexcept override { return "COSException"; }
@@ -40,8 +37,7 @@ private:
 };
 
 /// Text of an info file that could not be parsed.
-class QUORLINE_API CXmlParseException : public CMorvaneException
-{
+class QUORLINE_API CXmlParseException : public CMorvaneException {
 public:
     explicit CXmlParseException(std::wstring text) : m_text(std::move(text)) {}
     const char* what() const noexcept override { return "CXmlParseException"; }
@@ -54,8 +50,7 @@ private:
 };
 
 /// A bad message format, or a failure of the culture helpers.
-class QUORLINE_API CIntlHelperException : public CMorvaneException
-{
+class QUORLINE_API CIntlHelperException : public CMorvaneException {
 public:
     CIntlHelperException(std::wstring message, long code) : m_message(std::move(message)), m_code(code) {}
     const char* what() const noexcept override { return "CIntlHelperException"; }

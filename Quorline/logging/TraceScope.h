@@ -9,8 +9,7 @@
 
 #include <string>
 
-class CTraceScope
-{
+class CTraceScope {
 public:
     explicit CTraceScope(std::wstring functionName, std::wstring name1 = {}, std::wstring value1 = {},
                          std::wstring name2 = {}, std::wstring value2 = {});
@@ -20,6 +19,8 @@ public:
     CTraceScope& operator=(const CTraceScope&) = delete;
 
 private:
+    void LogStep(const wchar_t* arrow) const;
+
     std::wstring m_functionName;
     std::wstring m_name1;
     std::wstring m_value1;

@@ -1,0 +1,29 @@
+#include "Common/PathHelper.h"
+
+std::wstring JoinPath(const std::wstring& first, const std::wstring& second) {
+    if (first.empty() || second.empty())
+        return first + second;
+    const bool ends = first.ends_with(L'\\');
+    const bool begins = second.starts_with(L'\\');
+    if (ends && begins)
+        return first.substr(0, first.size() - 1) + second;
+    return ends || begins ? first + second : first + L'\\' + second;
+}
+
+DWORD GetCanonicalPath(const std::wstring& path, std::wstring& canonical) {
+    wchar_t full[MAX_PATH];
+    wchar_t shortForm[MAX_PATH];
+    const DWORD fullLength = GetFullPathNameW(path.c_str(), MAX_PATH, full, nullptr);
+    if (fullLength == 0)
+        return GetLastError();
+    // A result that does not fit is reported as the size that it needs, and sets no error.
+    if (fullLength >= MAX_PATH)
+        return ERROR_FILENAME_EXCED_RANGE;
+    const DWORD shortLength = GetShortPathNameW(full, shortForm, MAX_PATH);
+    if (shortLength == 0)
+        return GetLastError();
+    if (shortLength >= MAX_PATH)
+        return ERROR_FILENAME_EXCED_RANGE;
+    canonical.assign(shortForm, shortLength);
+    return ERROR_SUCCESS;
+}

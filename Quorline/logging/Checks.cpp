@@ -1,0 +1,141 @@
+#include "logging/Checks.h"
+
+#include "IntlHelper/StringFormatter.h"
+#include "logging/Logging.h"
+
+#include <cstring>
+
+namespace {
+/// Messages are formatted once; texts of the system, locations and call names are joined as they are, never parsed.
+void LogError(const std::wstring& text) {
+    LogTextToLogger(GetGlobalLogger(), log4cxx::Level::getError(), text);
+}
+
+std::wstring FormatMessageText(const std::wstring& format, va_list args) {
+    return GlobalFormatter().FormatVNoThrow(format, args);
+}
+
+std::wstring Win32Text(const CCodeLocation& location, DWORD error, const std::wstring& message) {
+    return message + L". \"" + GetSystemErrorText(error) + L"\" (" + std::to_wstring(error) + L"); Called from " +
+           WidenText(location.Text());
+}
+
+std::wstring HResultText(const CCodeLocation& location, HRESULT hr, const std::wstring& message) {
+    wchar_t code[16];
+    _snwprintf(code, sizeof(code) / sizeof(*code), L"%#x", static_cast<unsigned>(hr));
+    return std::wstring(L"Failure HRESULT=") + code + L"; \"" + message + L"\"; at " + WidenText(location.Text());
+}
+
+std::wstring SanityText(const CCodeLocation& location, const std::wstring& message) {
+    return L"Failed sanity test \"" + message + L"\"; tested at " + WidenText(location.Text());
+}
+
+std::string CallText(const CCodeLocation& location, const char* callName, const std::string& reason, int code) {
+    return std::string("Call to ") + callName + " failed with \"" + reason + "\" (" + std::to_string(code) +
+           "); Called from " + location.Text();
+}
+} // namespace
+
+void CheckWin32Error(const CCodeLocation& location, DWORD error, const wchar_t* format, ...) {
+    if (error == ERROR_SUCCESS)
+        return;
+    va_list args;
+    va_start(args, format);
+    const std::wstring message = FormatMessageText(format, args);
+    va_end(args);
+    LogError(Win32Text(location, error, message));
+    throw COSException(error);
+}
+
+void CheckWin32Error(const CCodeLocation& location, DWORD error, const char* format, ...) {
+    if (error == ERROR_SUCCESS)
+        return;
+    va_list args;
+    va_start(args, format);
+    const std::wstring message = FormatMessageText(WidenText(format), args);
+    va_end(args);
+    LogError(Win32Text(location, error, message));
+    throw COSException(error);
+}
+
+void LogWin32Error(const CCodeLocation& location, DWORD error, const wchar_t* format, ...) {
+    va_list args;
+    va_start(args, format);
+    const std::wstring message = FormatMessageText(format, args);
+    va_end(args);
+    LogError(Win32Text(location, error, message));
+}
+
+void LogWin32Error(const CCodeLocation& location, DWORD error, const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    const std::wstring message = FormatMessageText(WidenText(format), args);
+    va_end(args);
+    LogError(Win32Text(location, error, message));
+}
+
+void CheckHResult(const CCodeLocation& location, HRESULT hr, const wchar_t* format, ...) {
+    va_list args;
+    va_start(args, format);
+    const std::wstring message = FormatMessageText(format, args);
+    va_end(args);
+    LogError(HResultText(location, hr, message));
+    throw COSException(static_cast<unsigned long>(hr));
+}
+
+void CheckHResult(const CCodeLocation& location, HRESULT hr, const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    const std::wstring message = FormatMessageText(WidenText(format), args);
+    va_end(args);
+    LogError(HResultText(location, hr, message));
+    throw COSException(static_cast<unsigned long>(hr));
+}
+
+void LogHResultFailure(const CCodeLocation& location, HRESULT hr, const wchar_t* format, ...) {
+    va_list args;
+    va_start(args, format);
+    const std::wstring message = FormatMessageText(format, args);
+    va_end(args);
+    LogError(HResultText(location, hr, message));
+}
+
+void LogHResultFailure(const CCodeLocation& location, HRESULT hr, const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    const std::wstring message = FormatMessageText(WidenText(format), args);
+    va_end(args);
+    LogError(HResultText(location, hr, message));
+}
+
+void CheckCrtError(const CCodeLocation& location, const char* callName, int errnoValue) {
+    char reason[260] = {};
+    strerror_s(reason, sizeof(reason), errnoValue);
+    LogError(WidenText(CallText(location, callName, reason, errnoValue)));
+    throw COSException(static_cast<unsigned long>(errnoValue));
+}
+
+void LogApiCallFailure(const CCodeLocation& location, DWORD error, const char* callName) {
+    if (error == ERROR_SUCCESS)
+        return;
+    const std::string reason = NarrowText(GetSystemErrorText(error));
+    LogError(WidenText(CallText(location, callName, reason, static_cast<int>(error))));
+}
+
+void SanityCheckFailed(const CCodeLocation& location, const wchar_t* format, ...) {
+    va_list args;
+    va_start(args, format);
+    const std::wstring message = FormatMessageText(format, args);
+    va_end(args);
+    LogError(SanityText(location, message));
+    throw CMorvaneException();
+}
+
+void SanityCheckFailed(const CCodeLocation& location, const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    const std::wstring message = FormatMessageText(WidenText(format), args);
+    va_end(args);
+    LogError(SanityText(location, message));
+    throw CMorvaneException();
+}

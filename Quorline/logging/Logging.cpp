@@ -1,0 +1,122 @@
+#include "logging/Logging.h"
+
+#include "Common/UniqueHandle.h"
+#include "IntlHelper/StringFormatter.h"
+#include "logging/LogState.h"
+
+#include <log4cxx/spi/location/locationinfo.h>
+
+#include <cstdlib>
+#include <cwctype>
+
+namespace {
+constexpr wchar_t FallbackLogger[] = L"LogHelp.EventLogger";
+
+/// log4cxx resets the thread's last error, which callers still want to read.
+class CLastErrorKeeper {
+public:
+    CLastErrorKeeper() noexcept : m_error(GetLastError()) {}
+    ~CLastErrorKeeper() { SetLastError(m_error); }
+    CLastErrorKeeper(const CLastErrorKeeper&) = delete;
+    CLastErrorKeeper& operator=(const CLastErrorKeeper&) = delete;
+
+private:
+    DWORD m_error;
+};
+} // namespace
+
+log4cxx::LoggerPtr GetClassLogger(const wchar_t* name) {
+    const CLastErrorKeeper keeper;
+    return log4cxx::Logger::getLogger(std::wstring(IsLoggingConfigured() ? name : FallbackLogger));
+}
+
+log4cxx::LoggerPtr GetGlobalLogger() {
+    return GetClassLogger(L"TalvinorGlobal");
+}
+
+void LogTextToLogger(const log4cxx::LoggerPtr& logger, const log4cxx::LevelPtr& level, const std::wstring& text) {
+    const CLastErrorKeeper keeper;
+    if (logger->isEnabledFor(level))
+        logger->forcedLog(level, text, log4cxx::spi::LocationInfo::getLocationUnavailable());
+}
+
+void LogToLoggerV(const log4cxx::LoggerPtr& logger, const log4cxx::LevelPtr& level, const std::wstring& format,
+                  va_list args) {
+    const CLastErrorKeeper keeper;
+    if (logger->isEnabledFor(level))
+        logger->forcedLog(level, GlobalFormatter().FormatVNoThrow(format, args),
+                          log4cxx::spi::LocationInfo::getLocationUnavailable());
+}
+
+void LogGlobal(log4cxx::LevelPtr level, std::wstring format, ...) {
+    va_list args;
+    va_start(args, format);
+    LogToLoggerV(GetGlobalLogger(), level, format, args);
+    va_end(args);
+}
+
+void LogToNamedLogger(const std::wstring& loggerName, log4cxx::LevelPtr level, std::wstring format, ...) {
+    const CLastErrorKeeper keeper;
+    const auto logger = loggerName.empty() ? log4cxx::Logger::getRootLogger() : log4cxx::Logger::getLogger(loggerName);
+    va_list args;
+    va_start(args, format);
+    LogToLoggerV(logger, level, format, args);
+    va_end(args);
+}
+
+log4cxx::LevelPtr LevelFromNumber(unsigned long number) {
+    switch (number) {
+    case 0:
+        return log4cxx::Level::getError();
+    case 2:
+        return log4cxx::Level::getInfo();
+    case 3:
+        return log4cxx::Level::getDebug();
+    default:
+        return log4cxx::Level::getWarn();
+    }
+}
+
+std::wstring GetSystemErrorText(unsigned long code) {
+    const CLastErrorKeeper keeper;
+    wchar_t* buffer = nullptr;
+    const DWORD length = FormatMessageW(
+        FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, code,
+        MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT), reinterpret_cast<wchar_t*>(&buffer), 0, nullptr);
+    const CUniqueLocalMemory<wchar_t> owner(buffer);
+    if (length == 0)
+        return L"No Error Text Available";
+    std::wstring text(buffer, length);
+    while (!text.empty() && std::iswspace(text.back()))
+        text.pop_back();
+    return text;
+}
+
+std::wstring WidenText(std::string_view text) {
+    std::wstring result;
+    std::mbstate_t state{};
+    for (std::size_t i = 0; i < text.size();) {
+        wchar_t wide = L'?';
+        const std::size_t used = std::mbrtowc(&wide, text.data() + i, text.size() - i, &state);
+        const bool good = used != 0 && used <= text.size() - i;
+        if (!good)
+            state = {};
+        result += good ? wide : (used == 0 ? L'\0' : L'?');
+        i += good ? used : 1;
+    }
+    return result;
+}
+
+std::string NarrowText(std::wstring_view text) {
+    std::string result;
+    for (const wchar_t wide : text) {
+        char bytes[MB_LEN_MAX];
+        std::mbstate_t state{};
+        const std::size_t used = std::wcrtomb(bytes, wide, &state);
+        if (used == static_cast<std::size_t>(-1))
+            result += '?';
+        else
+            result.append(bytes, used);
+    }
+    return result;
+}
