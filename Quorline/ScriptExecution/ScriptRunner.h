@@ -8,7 +8,7 @@
 //     if (runner.HasError()) { ... GetErrorInfo ... ClearError ... }
 //
 // One thread uses a runner, and it has initialised COM. Throws CMorvaneException for wrong use, COSException with the
-// HRESULT for an engine that does not start, E_OUTOFMEMORY included; the runner stays usable afterwards.
+// HRESULT for an engine that does not start, CAtlException with E_OUTOFMEMORY; the runner stays usable afterwards.
 
 #include "Common/Export.h"
 #include "ScriptExecution/Script.h"

@@ -1,0 +1,205 @@
+#include "ScriptExecution/ScriptRunner.h"
+
+#include "ScriptExecution/ComErrorText.h"
+#include "ScriptExecution/TalvinorClientScriptSite.h"
+#include "logging/Checks.h"
+#include "logging/Logging.h"
+
+#include "ScriptSigner.h"
+
+#include <atlbase.h>
+
+#include <activscp.h>
+#include <comdef.h>
+
+#include <cstdarg>
+#include <memory>
+#include <utility>
+
+namespace {
+
+constexpr GUID vbScriptEngine = {0xB54F3741, 0x5B07, 0x11CF, {0xA4, 0xB0, 0x00, 0xAA, 0x00, 0x4A, 0x55, 0xE8}};
+constexpr GUID jScriptEngine = {0xF414C260, 0x6AC0, 0x11CF, {0xB6, 0xD1, 0x00, 0xAA, 0x00, 0xBB, 0xBB, 0x58}};
+
+/// What ParseScriptText hands back and nobody reads.
+struct CParseResult {
+    CParseResult() noexcept { VariantInit(&value); }
+    CParseResult(const CParseResult&) = delete;
+    CParseResult& operator=(const CParseResult&) = delete;
+    ~CParseResult() {
+        VariantClear(&value);
+        SysFreeString(exception.bstrSource);
+        SysFreeString(exception.bstrDescription);
+        SysFreeString(exception.bstrHelpFile);
+    }
+
+    VARIANT value;
+    EXCEPINFO exception{};
+};
+
+} // namespace
+
+CScriptRunner::CScriptRunner() : m_pNamedItems(std::make_unique<CNamedItems>().release()) {}
+
+CScriptRunner::~CScriptRunner() {
+    ClearNamedItems();
+    const std::unique_ptr<CNamedItems> items(m_pNamedItems);
+    CComPtr<IActiveScriptSite>().Attach(m_pSite);
+}
+
+void CScriptRunner::AddNamedItem(std::wstring name, IUnknown* object) {
+    if (name.empty())
+        SanityCheckFailed(QUORLINE_HERE, L"Empty tstrName argument");
+    if (object == nullptr)
+        SanityCheckFailed(QUORLINE_HERE, L"Null pUnk passed to AddNamedItem");
+    CComPtr<IUnknown> reference(object);
+    m_pNamedItems->emplace(std::move(name), object);
+    // kept: the first object under a name stays, and the reference taken on a later one is never given back.
+    reference.Detach();
+}
+
+IUnknown* CScriptRunner::GetNamedItem(std::wstring name) {
+    // kept: an unknown name gets a null entry.
+    return (*m_pNamedItems)[std::move(name)];
+}
+
+void CScriptRunner::ClearNamedItems() {
+    // A null entry, left by a script that asked for an unknown name, holds nothing to release.
+    for (auto& [name, object] : *m_pNamedItems)
+        CComPtr<IUnknown>().Attach(std::exchange(object, nullptr));
+    m_pNamedItems->clear();
+}
+
+void CScriptRunner::SetErrorInfo(std::wstring& source, std::wstring& description, unsigned long& line,
+                                 long& character) {
+    m_errorSource = source;
+    m_errorDescription = description;
+    m_errorLine = line;
+    m_errorCharacter = character;
+    m_hasError = true;
+}
+
+bool CScriptRunner::GetErrorInfo(std::wstring& source, std::wstring& description, unsigned long& line,
+                                 long& character) {
+    if (!m_hasError)
+        return false;
+    source = m_errorSource;
+    description = m_errorDescription;
+    line = m_errorLine;
+    character = m_errorCharacter;
+    return true;
+}
+
+const GUID& CScriptRunner::GetScriptEngine(CScript* script) {
+    switch (script->GetScriptLang()) {
+    case CScript::LangVBScript:
+        return vbScriptEngine;
+    case CScript::LangJScript:
+        return jScriptEngine;
+    default:
+        SanityCheckFailed(QUORLINE_HERE, L"Unknown or unsupported Script Type");
+    }
+}
+
+bool CScriptRunner::VerifyScript(CScript* script) {
+    CComPtr<IScriptSigner> signer;
+    const HRESULT created = signer.CoCreateInstance(CLSID_ScriptSigner, nullptr, CLSCTX_ALL);
+    if (FAILED(created)) {
+        Log(log4cxx::Level::getError(), L"Could not create script signer object. Error = (0x{0:%x})", created);
+        return false;
+    }
+    try {
+        const CComBSTR extension(script->GetScriptLang() == CScript::LangVBScript ? L".vbs" : L".js");
+        // Up to the first NUL, like the engine's: what is verified is what runs.
+        const CComBSTR text(script->GetText().c_str());
+        VARIANT_BOOL verified = VARIANT_FALSE;
+        const HRESULT hr = signer->VerifyText(extension, text, VARIANT_FALSE, &verified);
+        if (FAILED(hr))
+            ThrowComError(hr, signer, __uuidof(IScriptSigner));
+        if (verified != VARIANT_FALSE)
+            return true;
+        Log(log4cxx::Level::getError(), L"Script not properly signed {0:%s}", script->GetScriptName().c_str());
+    } catch (const _com_error& error) {
+        Log(log4cxx::Level::getError(), L"Exception verifying script. Error = (0x{0:%x}) {1:%s}", error.Error(),
+            GetComErrorText(error.Error()).c_str());
+    }
+    return false;
+}
+
+void CScriptRunner::InitSite() {
+    if (m_pSite != nullptr)
+        return;
+    CComObjectNoLock<CTalvinorClientScriptSite>* site = nullptr;
+    const HRESULT hr = CComObjectNoLock<CTalvinorClientScriptSite>::CreateInstance(&site);
+    if (FAILED(hr))
+        AtlThrow(hr);
+    site->AddRef();
+    site->SetScriptRunner(this);
+    m_pSite = site;
+}
+
+void CScriptRunner::RunScript(CScript* script) {
+    if (script == nullptr)
+        SanityCheckFailed(QUORLINE_HERE, L"Null pScript argument passed to RunScript");
+    const std::wstring name = script->GetScriptName();
+    if (!VerifyScript(script)) {
+        m_hasError = true;
+        m_errorSource = L"Script Verification";
+        m_errorDescription = L"Could not verify script";
+        Log(log4cxx::Level::getError(), L"Could not verify script '{0:%s}'", name.c_str());
+        return;
+    }
+    Log(log4cxx::Level::getInfo(), L"Running script '{0:%s}'", name.c_str());
+    InitSite();
+
+    // Declared in the reverse order of their release: text, parser, site, engine.
+    CComPtr<IActiveScript> engine;
+    HRESULT hr = engine.CoCreateInstance(GetScriptEngine(script), nullptr, CLSCTX_ALL);
+    if (FAILED(hr))
+        CheckHResult(QUORLINE_HERE, hr, L"Failed to create IActiveScript instance");
+    CComPtr<IActiveScriptSite> site;
+    hr = static_cast<IActiveScriptSite*>(m_pSite)->QueryInterface(__uuidof(IActiveScriptSite),
+                                                                  reinterpret_cast<void**>(&site));
+    if (FAILED(hr))
+        CheckHResult(QUORLINE_HERE, hr, L"Failed to query IActiveScriptSite interface");
+    hr = engine->SetScriptSite(site);
+    if (FAILED(hr))
+        CheckHResult(QUORLINE_HERE, hr, L"Failed to set script site for IActiveScript object");
+    CComPtr<IActiveScriptParse> parser;
+    hr = engine.QueryInterface(&parser);
+    if (SUCCEEDED(hr))
+        hr = parser->InitNew();
+    if (FAILED(hr))
+        CheckHResult(QUORLINE_HERE, hr, L"IActiveScriptParse->InitNew failed");
+    for (const auto& item : *m_pNamedItems) {
+        hr = engine->AddNamedItem(item.first.c_str(), SCRIPTITEM_ISVISIBLE | SCRIPTITEM_ISPERSISTENT);
+        if (FAILED(hr))
+            CheckHResult(QUORLINE_HERE, hr, L"IActiveScript->AddNamedItem");
+    }
+
+    OutputDebugStringW(script->GetText().c_str());
+    const CComBSTR text(script->GetText().c_str());
+    CParseResult result;
+    hr = parser->ParseScriptText(text, nullptr, nullptr, nullptr, 0, 1, SCRIPTTEXT_ISVISIBLE | SCRIPTTEXT_ISPERSISTENT,
+                                 &result.value, &result.exception);
+    if (FAILED(hr))
+        Log(log4cxx::Level::getError(), L"Script parsing failed.");
+    else
+        hr = engine->SetScriptState(SCRIPTSTATE_CONNECTED);
+    if (FAILED(hr))
+        Log(log4cxx::Level::getError(), L"Script execution failed. Error = (0x{0:%x}) {1:%s}", hr,
+            GetSystemErrorText(static_cast<unsigned long>(hr)).c_str());
+    if (FAILED(engine->Close()))
+        Log(log4cxx::Level::getWarn(), L"Could not close script object.");
+}
+
+log4cxx::LoggerPtr CScriptRunner::SDGetLogger() {
+    return GetClassLogger(L"Quorline.ScriptRunner");
+}
+
+void CScriptRunner::Log(log4cxx::LevelPtr level, std::wstring format, ...) {
+    va_list args;
+    va_start(args, format);
+    LogToLoggerV(SDGetLogger(), level, format, args);
+    va_end(args);
+}
