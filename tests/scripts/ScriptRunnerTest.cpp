@@ -235,6 +235,12 @@ TEST_F(ScriptRunnerTest, AnEngineIsDrivenAndReleasedInThisOrder) {
     EXPECT_FALSE(m_runner.HasError());
 }
 
+TEST_F(ScriptRunnerTest, ALeadingByteOrderMarkReachesTheEngine) {
+    CTestEngine engine(vbScript);
+    Run(CScript::LangVBScript, L"\xFEFFx");
+    EXPECT_THAT(engine.calls, testing::Contains(L"ParseScriptText \xFEFFx 1 66"));
+}
+
 TEST_F(ScriptRunnerTest, AnEngineThatDoesNotStartRaisesItsHResultAndLeavesTheRunnerUsable) {
     CTestEngine engine(vbScript);
     m_runner.AddNamedItem(L"a", m_probe);
