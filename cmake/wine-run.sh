@@ -57,6 +57,9 @@ if [ ! -e "$WINEPREFIX/.ready" ]; then
 fi
 
 # Kept warm between programs, gone a minute after the last one; where a server runs already this fails, which is as good.
-wine_server -p60 >/dev/null 2>&1 </dev/null || true
+# The first program brings Wine's background processes up; they would keep the caller's output open for that minute.
+if wine_server -p60 >/dev/null 2>&1 </dev/null; then
+    wine cmd /c exit >/dev/null 2>&1 </dev/null || true
+fi
 
 exec wine "$@"
