@@ -1,0 +1,291 @@
+#include "InternalDocumentStore.h"
+
+#include "Common/ComString.h"
+#include "Common/PathHelper.h"
+#include "Common/UniqueHandle.h"
+#include "IntlHelper/CultureHelper.h"
+#include "ScriptExecution/DocumentStoreInfo.h"
+#include "ScriptExecution/DocumentStoreXMLWriter.h"
+#include "logging/Checks.h"
+#include "logging/Logging.h"
+#include "logging/TraceScope.h"
+
+#include "Quorline.h"
+
+#include <shlobj.h>
+
+namespace {
+template <class... Args> std::wstring FormatText(const wchar_t* format, Args... args) {
+    std::wstring text;
+    CCultureHelper::GetInstance().Format(text, format, args...);
+    return text;
+}
+
+/// The form in which two spellings of one file name meet: trailing dots and blanks gone, separators alike.
+std::wstring FullPath(const std::wstring& path) {
+    std::wstring full(GetFullPathNameW(path.c_str(), 0, nullptr, nullptr), L'\0');
+    full.resize(GetFullPathNameW(path.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr));
+    return full.empty() ? path : full;
+}
+
+/// Errors that stay whatever counter the name carries; the store directory itself is there.
+bool IsNameRefused(DWORD error) {
+    return error == ERROR_INVALID_NAME || error == ERROR_PATH_NOT_FOUND || error == ERROR_FILENAME_EXCED_RANGE;
+}
+} // namespace
+
+CInternalDocumentStore::CInternalDocumentStore() : CInternalDocumentStore(CGuid()) {}
+
+CInternalDocumentStore::CInternalDocumentStore(const GUID& guid) : CInternalDocumentStore(CGuid(guid)) {}
+
+CInternalDocumentStore::CInternalDocumentStore(const CGuid& guid)
+    : m_guid(std::make_unique<CGuid>(guid.GetGuid())), m_savedDocuments(std::make_unique<DocumentList>()) {
+    Init();
+}
+
+CInternalDocumentStore::CInternalDocumentStore(const CInternalDocumentStore& other)
+    : m_storageDirectory(other.m_storageDirectory), m_inited(other.m_inited),
+      m_guid(other.m_guid ? std::make_unique<CGuid>(*other.m_guid) : nullptr),
+      m_currentAppExeImageName(other.m_currentAppExeImageName),
+      m_currentAppFriendlyName(other.m_currentAppFriendlyName), m_currentAppPath(other.m_currentAppPath),
+      m_savedDocuments(std::make_unique<DocumentList>()), m_stateChangeInstance(other.m_stateChangeInstance),
+      m_reservedPaths(other.m_reservedPaths) {
+    for (const auto& record : *other.m_savedDocuments) {
+        // A copied record leaves its image name out, a copied store's info file must not.
+        auto& copy = m_savedDocuments->emplace_back(std::make_unique<CInternalSavedDocument>(*record));
+        std::wstring imageName;
+        record->GetAppExeImageName(imageName);
+        copy->SetAppExeImageName(imageName);
+    }
+}
+
+CInternalDocumentStore::~CInternalDocumentStore() = default;
+
+bool CInternalDocumentStore::LessNoCase::operator()(const std::wstring& left, const std::wstring& right) const {
+    return CompareStringOrdinal(left.c_str(), static_cast<int>(left.size()), right.c_str(),
+                                static_cast<int>(right.size()), TRUE) == CSTR_LESS_THAN;
+}
+
+log4cxx::LoggerPtr CInternalDocumentStore::SDGetLogger() {
+    return GetClassLogger(L"Quorline.InternalDocumentStore");
+}
+
+void CInternalDocumentStore::Log(log4cxx::LevelPtr level, std::wstring format, ...) {
+    va_list args;
+    va_start(args, format);
+    LogToLoggerV(SDGetLogger(), level, format, args);
+    va_end(args);
+}
+
+void CInternalDocumentStore::Init() {
+    if (m_inited)
+        return;
+    SYSTEMTIME now{};
+    GetLocalTime(&now);
+    const std::wstring name = FormatText(L"{0:%04d}-{1:%02d}-{2:%02d}_{3:%02d}.{4:%02d}.{5:%02d}", now.wYear,
+                                         now.wMonth, now.wDay, now.wHour, now.wMinute, now.wSecond);
+    std::wstring base;
+    GetBaseDirectory(base);
+    m_storageDirectory = JoinPath(base, name);
+    m_inited = true;
+}
+
+void CInternalDocumentStore::GetBaseDirectory(std::wstring& base) {
+    // kept: the token is opened and reported on but not passed on; the folder is that of the thread's identity. Both
+    // failures carry the name of the thread's call.
+    CUniqueHandle token;
+    if (!OpenThreadToken(GetCurrentThread(), TOKEN_QUERY, TRUE, token.Put()) && GetLastError() == ERROR_NO_TOKEN &&
+        !OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, token.Put()))
+        LogApiCallFailure(QUORLINE_HERE, GetLastError(), "OpenThreadToken");
+
+    wchar_t documents[MAX_PATH] = L"";
+    if (FAILED(SHGetFolderPathW(nullptr, CSIDL_PERSONAL | CSIDL_FLAG_CREATE, nullptr, SHGFP_TYPE_CURRENT, documents)))
+        LogApiCallFailure(QUORLINE_HERE, GetLastError(), "SHGetFolderPath");
+    base = JoinPath(documents, L"Talvinor Saved Documents");
+}
+
+HRESULT CInternalDocumentStore::GetStorageDirectory(std::wstring& directory, bool create) const {
+    if (!m_inited)
+        SanityCheckFailed(QUORLINE_HERE, L"CInternalDocumentStore object is not inited");
+    const HRESULT hr = create ? CreateStorageDirectory() : S_OK;
+    directory = m_storageDirectory;
+    return hr;
+}
+
+HRESULT CInternalDocumentStore::CreateStorageDirectory() const {
+    const int error = SHCreateDirectoryExW(nullptr, m_storageDirectory.c_str(), nullptr);
+    if (error == ERROR_SUCCESS || error == ERROR_ALREADY_EXISTS)
+        return S_OK;
+    SetLastError(static_cast<DWORD>(error));
+    LogApiCallFailure(QUORLINE_HERE, static_cast<DWORD>(error), "SHCreateDirectory");
+    return HResultFromCode(error);
+}
+
+HRESULT CInternalDocumentStore::GetGuid(CGuid& guid) const {
+    if (!m_guid)
+        return E_FAIL;
+    guid.SetGuid(m_guid->GetGuid());
+    return S_OK;
+}
+
+HRESULT CInternalDocumentStore::SetGuid(const CGuid& guid) {
+    if (m_guid)
+        m_inited = false;
+    m_guid = std::make_unique<CGuid>(guid.GetGuid());
+    Init();
+    return S_OK;
+}
+
+std::wstring CInternalDocumentStore::GetGuidString() const {
+    if (!m_guid)
+        CheckHResult(QUORLINE_HERE, E_FAIL, L"Failed to convert guid to string");
+    return m_guid->ToString();
+}
+
+HRESULT CInternalDocumentStore::GetInfoFilePath(std::wstring& path, const std::wstring& extension) {
+    if (!m_inited)
+        return E_FAIL;
+    path = JoinPath(m_storageDirectory, (extension.starts_with(L'.') ? L"info" : L"info.") + extension);
+    return S_OK;
+}
+
+HRESULT CInternalDocumentStore::WriteInfoFile() {
+    CTraceScope trace(L"CInternalDocumentStore::WriteInfoFile");
+    if (const HRESULT hr = CreateStorageDirectory(); FAILED(hr))
+        return hr;
+    std::wstring path;
+    if (const HRESULT hr = GetInfoFilePath(path, L".xml"); FAILED(hr))
+        return hr;
+    try {
+        CDocumentStoreXMLWriter writer(path);
+        // kept: no state change here; the host writes the complete file.
+        CDocumentStoreInfo info(nullptr, this);
+        writer.WriteDocumentStore(info);
+    } catch (const COSException& failure) {
+        return failure.GetHResult();
+    }
+    return S_OK;
+}
+
+HRESULT CInternalDocumentStore::SetStateChangeInstance(IStateChangeInstance* instance) {
+    m_stateChangeInstance = instance;
+    return S_OK;
+}
+
+HRESULT CInternalDocumentStore::GetStateChangeInstance(IStateChangeInstance** instance) {
+    if (instance)
+        m_stateChangeInstance.CopyTo(instance);
+    return S_OK;
+}
+
+HRESULT CInternalDocumentStore::SetCurrentAppInfo(const std::wstring& exeImageName, const std::wstring& friendlyName,
+                                                  const std::wstring& appPath) {
+    m_currentAppExeImageName = exeImageName;
+    m_currentAppFriendlyName = friendlyName;
+    m_currentAppPath = appPath;
+    return S_OK;
+}
+
+bool CInternalDocumentStore::EnsureFilenameUnique(std::wstring& name, const std::wstring& extension,
+                                                  const std::wstring& directory, const PathSet& reserved) {
+    // kept: a forward slash before the name.
+    std::wstring candidate = FormatText(L"{0:%s}/{1:%s}{2:%s}", directory.c_str(), name.c_str(), extension.c_str());
+    DWORD error = ERROR_SUCCESS;
+    const auto tryCreate = [&] {
+        error = ERROR_FILE_EXISTS;
+        if (reserved.contains(FullPath(candidate)))
+            return CUniqueHandle();
+        CUniqueHandle file(CreateFileW(candidate.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                       CREATE_NEW, 0, nullptr));
+        error = GetLastError();
+        return file;
+    };
+
+    CUniqueHandle file = tryCreate();
+    for (unsigned n = 1; !file;) {
+        // No counter would help a name that the file system refuses: the answer is the same as after all of them.
+        if (IsNameRefused(error))
+            return false;
+        candidate = FormatText(L"{0:%s}/{1:%s}({2:%u}){3:%s}", directory.c_str(), name.c_str(), n, extension.c_str());
+        file = tryCreate();
+        if (file)
+            name = FormatText(L"{0:%s}({1:%d})", name.c_str(), n);
+        if (++n == 0 && !file)
+            return false;
+    }
+    file.Reset();
+    return DeleteFileW(candidate.c_str()) != FALSE;
+}
+
+HRESULT CInternalDocumentStore::GetNewDocumentPath(const wchar_t* docName, const wchar_t* originalPath,
+                                                   const std::wstring& extension, std::wstring& path) {
+    CTraceScope trace(L"CInternalDocumentStore::GetNewDocumentPath");
+    if (const HRESULT hr = CreateStorageDirectory(); FAILED(hr))
+        return hr;
+
+    std::wstring tail = extension.empty() || extension.starts_with(L'.') ? extension : L'.' + extension;
+    std::wstring name = docName && *docName ? docName : L"Untitled";
+    if (const auto dot = name.rfind(L'.'); dot != std::wstring::npos) {
+        if (tail.empty())
+            tail = name.substr(dot);
+        if (name.compare(dot, std::wstring::npos, tail) == 0)
+            name.erase(dot);
+    }
+
+    // The first reservation comes before the info file exists.
+    if (std::wstring infoPath; SUCCEEDED(GetInfoFilePath(infoPath, L".xml")))
+        m_reservedPaths.insert(FullPath(infoPath));
+    if (!EnsureFilenameUnique(name, tail, m_storageDirectory, m_reservedPaths))
+        return E_FAIL;
+    path = JoinPath(m_storageDirectory, name + tail);
+    m_reservedPaths.insert(FullPath(path));
+
+    auto record = std::make_unique<CInternalSavedDocument>();
+    if (docName)
+        record->SetDocName(docName);
+    if (originalPath)
+        record->SetDocOriginalPath(originalPath);
+    record->SetAppExeImageName(m_currentAppExeImageName);
+    record->SetAppPath(m_currentAppPath);
+    record->SetAppFriendlyName(m_currentAppFriendlyName);
+    record->SetDocTempPath(path);
+    m_savedDocuments->push_back(std::move(record));
+    Log(log4cxx::Level::getInfo(), L"[{1:%s}] Reserved temp document '{0:%s}'", path.c_str(), GetGuidString().c_str());
+
+    const HRESULT hr = WriteInfoFile();
+    if (FAILED(hr))
+        Log(log4cxx::Level::getError(), L"Could not write document store information. Error = (0x{0:%x}) {1:%s}", hr,
+            GetSystemErrorText(static_cast<DWORD>(hr)).c_str());
+    return hr;
+}
+
+HRESULT CInternalDocumentStore::FindDocument(ISavedDocument* doc, CInternalSavedDocument** found) {
+    if (!doc || !found)
+        return E_POINTER;
+    std::wstring tempPath;
+    if (const HRESULT hr = ReadStringProperty(doc, &ISavedDocument::get_TempPath, tempPath); FAILED(hr))
+        return hr;
+    std::wstring wanted;
+    if (const DWORD error = GetCanonicalPath(tempPath, wanted); error != ERROR_SUCCESS)
+        return HRESULT_FROM_WIN32(error);
+    for (const auto& record : *m_savedDocuments) {
+        std::wstring canonical;
+        record->GetDocTempPath(tempPath);
+        if (const DWORD error = GetCanonicalPath(tempPath, canonical); error != ERROR_SUCCESS) {
+            Log(log4cxx::Level::getWarn(), L"Cannot find path '{0:%s}'; error is {1:%d}", tempPath.c_str(), error);
+            continue;
+        }
+        if (_wcsicmp(wanted.c_str(), canonical.c_str()) == 0) {
+            *found = record.get();
+            return S_OK;
+        }
+    }
+    return S_FALSE;
+}
+
+bool CInternalDocumentStore::HasUnrecoveredDocuments() {
+    for (const auto& record : *m_savedDocuments)
+        if (record->GetStatus() != TEMP_DOCUMENT_RECOVERED)
+            return true;
+    return false;
+}
