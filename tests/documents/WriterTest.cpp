@@ -1,0 +1,466 @@
+#include "ScriptExecution/DocumentStoreXMLWriter.h"
+
+#include "ImportHook.h"
+#include "ScriptExecution/DocumentStoreInfo.h"
+#include "ScriptExecution/DocumentStoreXMLReader.h"
+#include "ScriptExecution/InfoFileValue.h"
+#include "StorePeer.h"
+#include "Support.h"
+
+#include <climits>
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+namespace fs = std::filesystem;
+
+namespace {
+constexpr GUID StoreId = {0x5d8a1c2e, 0x3b4f, 0x4a6d, {0x9e, 0x7f, 0x0a, 0x1b, 0x2c, 0x3d, 0x4e, 0x5f}};
+constexpr GUID ChangeId = {0x0f1e2d3c, 0x4b5a, 0x4968, {0x87, 0x76, 0x65, 0x54, 0x43, 0x32, 0x21, 0x10}};
+
+FILETIME Time(SYSTEMTIME time) {
+    FILETIME result{};
+    EXPECT_TRUE(SystemTimeToFileTime(&time, &result));
+    return result;
+}
+
+int g_writes = 0;
+BOOL WINAPI CountedWrite(HANDLE file, const void* data, DWORD size, DWORD* written, OVERLAPPED* overlapped) {
+    ++g_writes;
+    return WriteFile(file, data, size, written, overlapped);
+}
+
+BOOL WINAPI FullDisk(HANDLE, const void*, DWORD, DWORD* written, OVERLAPPED*) {
+    *written = 0;
+    SetLastError(ERROR_DISK_FULL);
+    return FALSE;
+}
+
+class WriterTest : public DocumentsTest {
+protected:
+    WriterTest() {
+        change.SetId(ChangeId);
+        change.SetStateChangeType(Shutdown);
+        change.SetUTCTimestamp(Time({2024, 3, 4, 7, 17, 5, 9, 999}));
+    }
+
+    CInternalSavedDocument& Add(const wchar_t* name) {
+        auto& record = *store.GetSavedDocumentList()->emplace_back(std::make_unique<CInternalSavedDocument>());
+        record.SetDocName(name);
+        return record;
+    }
+
+    /// The file that the writer makes of the store, with or without the state change.
+    std::string Write(CStateChangeInstance* stateChange) {
+        CDocumentStoreXMLWriter writer(path.wstring());
+        CDocumentStoreInfo info(stateChange, &store);
+        writer.WriteDocumentStore(info);
+        writer.Close();
+        return ReadBytes(path);
+    }
+
+    fs::path path = folder.Path() / L"info.xml";
+    CInternalDocumentStore store{StoreId};
+    CStateChangeInstance change;
+};
+
+/// Joins the lines with CR LF, the last one included.
+std::string Lines(std::initializer_list<const char*> lines) {
+    std::string result;
+    for (const char* line : lines)
+        result.append(line).append("\r\n");
+    return result;
+}
+} // namespace
+
+TEST_F(WriterTest, ACompleteFileHasTheseBytes) {
+    auto& record = Add(L"Report.doc");
+    record.SetDocOriginalPath(L"C:\\Work\\Report.doc");
+    record.SetDocTempPath(L"C:\\Users\\u\\Documents\\Talvinor Saved Documents\\2024-03-07_18.05.09\\Report.doc");
+    record.SetAppExeImageName(L"winword.exe");
+    record.SetAppPath(L"C:\\Program Files\\Office\\winword.exe");
+    EXPECT_EQ(Write(&change),
+              Lines({
+                  "<?xml version=\"1.0\" encoding=\"utf-8\"?>",
+                  "\t<DocStore>",
+                  "\t\t<Guid>",
+                  "\t\t5d8a1c2e-3b4f-4a6d-9e7f-0a1b2c3d4e5f\t\t",
+                  "</Guid>",
+                  "\t\t<StateChange>",
+                  "\t\t\t<When>",
+                  "\t\t\t2024-03-07T17:05:09\t\t\t",
+                  "</When>",
+                  "\t\t\t<Type>",
+                  "\t\t\tShutdown\t\t\t",
+                  "</Type>",
+                  "\t\t\t<Guid>",
+                  "\t\t\t0f1e2d3c-4b5a-4968-8776-655443322110\t\t\t",
+                  "</Guid>",
+                  "\t\t",
+                  "</StateChange>",
+                  "\t\t<Docs>",
+                  "\t\t\t<Doc>",
+                  "\t\t\t\t<Name>",
+                  "\t\t\t\tReport.doc\t\t\t\t",
+                  "</Name>",
+                  "\t\t\t\t<OrigPath>",
+                  "\t\t\t\tC:\\Work\\Report.doc\t\t\t\t",
+                  "</OrigPath>",
+                  "\t\t\t\t<TempPath>",
+                  "\t\t\t\tC:\\Users\\u\\Documents\\Talvinor Saved Documents\\2024-03-07_18.05.09\\Report.doc\t\t\t\t",
+                  "</TempPath>",
+                  "\t\t\t\t<AppName>",
+                  "\t\t\t\twinword.exe\t\t\t\t",
+                  "</AppName>",
+                  "\t\t\t\t<AppPath>",
+                  "\t\t\t\tC:\\Program Files\\Office\\winword.exe\t\t\t\t",
+                  "</AppPath>",
+                  "\t\t\t\t<Rec>",
+                  "\t\t\t\tFalse\t\t\t\t",
+                  "</Rec>",
+                  "\t\t\t\t<RestoreScript>",
+                  "\t\t\t\t\t\t\t\t",
+                  "</RestoreScript>",
+                  "\t\t\t\t<SaveScript>",
+                  "\t\t\t\t\t\t\t\t",
+                  "</SaveScript>",
+                  "\t\t\t",
+                  "</Doc>",
+                  "\t\t",
+                  "</Docs>",
+                  "\t",
+                  "</DocStore>",
+              }));
+}
+
+TEST_F(WriterTest, AnEmptyStoreWithoutAStateChangeHasTheseBytes) {
+    EXPECT_EQ(Write(nullptr), Lines({
+                                  "<?xml version=\"1.0\" encoding=\"utf-8\"?>",
+                                  "\t<DocStore>",
+                                  "\t\t<Guid>",
+                                  "\t\t5d8a1c2e-3b4f-4a6d-9e7f-0a1b2c3d4e5f\t\t",
+                                  "</Guid>",
+                                  "\t\t<Docs>",
+                                  "\t\t",
+                                  "</Docs>",
+                                  "\t",
+                                  "</DocStore>",
+                              }));
+}
+
+TEST_F(WriterTest, ARecordsStatusAndScriptsAreWritten) {
+    auto& record = Add(L"a");
+    record.SetStatus(TEMP_DOCUMENT_RECOVERED);
+    record.SetSaveScriptName(L"save.vbs");
+    record.SetRestoreScriptName(L"restore.js");
+    Add(L"b").SetStatus(static_cast<TEMP_DOCUMENT_STATUS>(2));
+    const std::string file = Write(nullptr);
+    EXPECT_THAT(file, HasSubstr("\t\t\t\tTrue\t\t\t\t\r\n</Rec>"));
+    EXPECT_THAT(file, HasSubstr("\t\t\t\tFalse\t\t\t\t\r\n</Rec>"));
+    EXPECT_THAT(file, HasSubstr("\t\t\t\trestore.js\t\t\t\t\r\n</RestoreScript>"));
+    EXPECT_THAT(file, HasSubstr("\t\t\t\tsave.vbs\t\t\t\t\r\n</SaveScript>"));
+    EXPECT_LT(file.find("\ta\t"), file.find("\tb\t"));
+}
+
+TEST_F(WriterTest, AForcedShutdownIsSpelledWithADAndReadsBackAsNoType) {
+    change.SetStateChangeType(ForceShutdown);
+    EXPECT_THAT(Write(&change), HasSubstr("\t\t\tForcedShutdown\t\t\t\r\n</Type>"));
+    CDocumentStoreInfo info;
+    CDocumentStoreXMLReader(path.wstring()).ReadDocumentStore(info);
+    EXPECT_EQ(info.GetStateChangeInstance()->GetStateChangeType(), 0u);
+}
+
+TEST_F(WriterTest, AnyOtherTypeLeavesTheFileAtItsOpeningTag) {
+    WriteBytes(path, std::string(5000, 'x'));
+    for (const unsigned type : {0u, 1u, 2u, 4u, 8u, 32u, 0xFFFFFFFFu}) {
+        change.SetStateChangeType(static_cast<_STATE_CHANGE_TYPE>(type));
+        log.Clear();
+        Thrown<CMorvaneException>([&] { Write(&change); });
+        EXPECT_EQ(ReadBytes(path), Lines({
+                                       "<?xml version=\"1.0\" encoding=\"utf-8\"?>",
+                                       "\t<DocStore>",
+                                       "\t\t<Guid>",
+                                       "\t\t5d8a1c2e-3b4f-4a6d-9e7f-0a1b2c3d4e5f\t\t",
+                                       "</Guid>",
+                                       "\t\t<StateChange>",
+                                       "\t\t\t<When>",
+                                       "\t\t\t2024-03-07T17:05:09\t\t\t",
+                                       "</When>",
+                                       "\t\t\t<Type>",
+                                   }));
+        ASSERT_EQ(log.Get().size(), 1u);
+        EXPECT_TRUE(log.Get()[0].starts_with(
+            L"ERROR TalvinorGlobal: Failed sanity test \"State change type is not serializable\"; tested at "
+            L"ScriptExecution/DocumentStoreXMLWriter.cpp; line "));
+        EXPECT_TRUE(log.Get()[0].ends_with(L"; CDocumentStoreXMLWriter::WriteDocumentStore"));
+    }
+}
+
+TEST_F(WriterTest, TheTimeIsCutToNineteenCharacters) {
+    const std::pair<SYSTEMTIME, const char*> rows[] = {
+        {{1601, 1, 0, 1, 0, 0, 0, 0}, "\t1601-01-01T00:00:00\t"},
+        {{9999, 12, 0, 31, 23, 59, 59, 999}, "\t9999-12-31T23:59:59\t"},
+        {{30827, 12, 0, 31, 23, 59, 59, 0}, "\t30827-12-31T23:59:5\t"},
+    };
+    for (const auto& [time, text] : rows) {
+        change.SetUTCTimestamp(Time(time));
+        EXPECT_THAT(Write(&change), HasSubstr(text));
+    }
+}
+
+TEST_F(WriterTest, ATimeBeyondTheCalendarRaises) {
+    change.SetUTCTimestamp({0xFFFFFFFF, 0xFFFFFFFF});
+    EXPECT_EQ(Thrown<COSException>([&] { Write(&change); }).GetErrorCode(), DWORD(ERROR_INVALID_PARAMETER));
+    EXPECT_TRUE(ReadBytes(path).ends_with("\t\t\t<When>\r\n") || ReadBytes(path).ends_with("\t\t<StateChange>\r\n"));
+}
+
+TEST_F(WriterTest, AStoreWithoutAnIdentifierGetsAFreshOne) {
+    CInternalDocumentStorePeer::ForgetGuid(store);
+    const std::string first = Write(nullptr);
+    const std::string second = Write(nullptr);
+    EXPECT_EQ(first.size(), second.size());
+    EXPECT_NE(first, second);
+    const std::string id = first.substr(first.find("<Guid>\r\n\t\t") + 10, 36);
+    EXPECT_NO_THROW(CGuid(std::wstring(id.begin(), id.end()))) << id;
+}
+
+TEST_F(WriterTest, TextOutsideAsciiIsUtf8AndComesBackWhole) {
+    const wchar_t* names[] = {L"\u00e9\u00df", L"\u65e5\u672c\u8a9e", L"\U0001F600\U0010FFFF", L"\u0416"};
+    for (const wchar_t* name : names)
+        Add(name);
+    Add(L"\xD83D half");
+    const std::string file = Write(nullptr);
+    EXPECT_THAT(file, HasSubstr("\t\xC3\xA9\xC3\x9F\t"));
+    EXPECT_THAT(file, HasSubstr("\t\xF0\x9F\x98\x80\xF4\x8F\xBF\xBF\t"));
+    EXPECT_THAT(file, HasSubstr("\t\xEF\xBF\xBD half\t"));
+    CDocumentStoreInfo info;
+    CDocumentStoreXMLReader(path.wstring()).ReadDocumentStore(info);
+    const auto& records = *info.GetInternalDocumentStore()->GetSavedDocumentList();
+    ASSERT_EQ(records.size(), 5u);
+    for (std::size_t i = 0; i < std::size(names); ++i)
+        EXPECT_EQ(Text(*records[i], &CInternalSavedDocument::GetDocName), names[i]);
+}
+
+TEST_F(WriterTest, ValuesArePrintedAsTheirOwnFormat) {
+    const std::pair<const wchar_t*, const wchar_t*> rows[] = {
+        {L"", L""},
+        {L"plain", L"plain"},
+        {L"%%", L"%"},
+        {L"100%%d", L"100%d"},
+        {L"%d", L"0"},
+        {L"a%5db", L"a    0b"},
+        {L"%-5d|", L"0    |"},
+        {L"%+d% d%05d", L"+0 000000"},
+        {L"%.3d", L"000"},
+        {L"%*d%.*d|", L"0|"},
+        {L"%x%X%o%u%i", L"00000"},
+        {L"%I64d%I32u%Ix%lld%ld%hd", L"000000"},
+        {L"%f", L"0.000000"},
+        {L"%.1e", L"0.0e+000"},
+        {L"%s%S%hs%ls%ws", L"(null)(null)(null)(null)(null)"},
+        {L"%8s|%-8s|%.2s", L"  (null)|(null)  |(n"},
+        {L"%Z", L"(null)"},
+        {L"%p", L"0000000000000000"},
+        {L"%c|%C|%3c|", L"||  |"},
+        {L"%n%hn%lln%5n|", L"|"},
+        {L"50% off", L"500ff"},
+        {L"%", L""},
+        {L"%5", L""},
+        {L"%I64", L""},
+        {L"%.", L""},
+        {L"%l", L""},
+        {L"%y%5!%k", L"y!k"},
+        {L"%\u00e9", L"\u00e9"},
+    };
+    for (const auto& [value, printed] : rows)
+        EXPECT_EQ(FormatInfoFileValue(value), printed) << value;
+    EXPECT_EQ(FormatInfoFileValue(std::wstring(L"a\0%d", 4)), L"a");
+}
+
+TEST_F(WriterTest, WidthsAndPrecisionsAreBounded) {
+    const std::pair<const wchar_t*, std::size_t> rows[] = {
+        {L"%999999999d", 512},   {L"%-2147483648s", 512},
+        {L"%.999999999d", 20},   {L"%.99999f", 514},
+        {L"%99999.99999f", 514}, {L"%99999999999999999999999x", 512},
+        {L"%9999.9999e", 0},     {L"%0000000000000000000000005d", 5},
+    };
+    for (const auto& [value, length] : rows) {
+        const auto printed = FormatInfoFileValue(value).size();
+        if (length)
+            EXPECT_EQ(printed, length) << value;
+        else
+            EXPECT_LE(printed, 520u) << value;
+    }
+}
+
+TEST_F(WriterTest, AnyTextPrintsWithoutHarm) {
+    // Every conversion behind every size, with flags, and random mixtures of all that a directive is made of.
+    const std::wstring alphabet = L"%%%%%%-+ 0#*.0123456789hlLwI64I32FNdiouxXcCeEfgGaAnpsSZ\\{}<>&";
+    unsigned seed = 12345;
+    for (int round = 0; round < 20000; ++round) {
+        std::wstring value;
+        for (int i = 0; i < 40; ++i) {
+            seed = seed * 1664525 + 1013904223;
+            value += alphabet[(seed >> 8) % alphabet.size()];
+        }
+        EXPECT_LE(FormatInfoFileValue(value).size(), 40u * 600u) << value;
+    }
+}
+
+TEST_F(WriterTest, APercentInAnyValueReachesTheFileAsAConversion) {
+    auto& record = Add(L"100%d.txt");
+    record.SetDocOriginalPath(L"%s");
+    record.SetAppPath(L"%n");
+    record.SetAppExeImageName(L"%%");
+    const std::string file = Write(nullptr);
+    EXPECT_THAT(file, HasSubstr("\t1000.txt\t"));
+    EXPECT_THAT(file, HasSubstr("\t(null)\t"));
+    EXPECT_THAT(file, HasSubstr("\t%\t"));
+}
+
+TEST_F(WriterTest, MarkupInAValueMakesAFileThatDoesNotReadBack) {
+    for (const wchar_t* name : {L"a&b", L"a<b"}) {
+        store.GetSavedDocumentList()->clear();
+        Add(name);
+        const std::string file = Write(nullptr);
+        EXPECT_THAT(file, HasSubstr(name[1] == L'&' ? "\ta&b\t" : "\ta<b\t"));
+        CDocumentStoreInfo info;
+        const auto failure =
+            Thrown<CXmlParseException>([&] { CDocumentStoreXMLReader(path.wstring()).ReadDocumentStore(info); });
+        EXPECT_TRUE(failure.GetText().starts_with(L"Parse error at line ")) << failure.GetText();
+    }
+}
+
+TEST_F(WriterTest, LineEndsInAValueGetTheTextStreamsForm) {
+    Add(L"a\nb\r\nc");
+    EXPECT_THAT(Write(nullptr), HasSubstr("\ta\r\nb\r\r\nc\t"));
+}
+
+TEST_F(WriterTest, TheFileCostsOneWrite) {
+    const CImportHook hook(GetModuleHandleW(L"msvcrt.dll"), "WriteFile", &CountedWrite);
+    for (const std::size_t documents : {0u, 1u, 100u, 101u, 1000u}) {
+        store.GetSavedDocumentList()->clear();
+        for (std::size_t i = 0; i < documents; ++i)
+            Add((L"document " + std::wstring(i % 300, L'x')).c_str());
+        g_writes = 0;
+        Write(&change);
+        EXPECT_EQ(g_writes, 1) << ReadBytes(path).size() << " bytes";
+    }
+}
+
+TEST_F(WriterTest, AReservationCostsOneWriteUpTo64KiB) {
+    const CImportHook hook(GetModuleHandleW(L"msvcrt.dll"), "WriteFile", &CountedWrite);
+    std::wstring reserved;
+    std::wstring info;
+    ASSERT_EQ(store.GetInfoFilePath(info, L".xml"), S_OK);
+    do {
+        g_writes = 0;
+        ASSERT_EQ(store.GetNewDocumentPath(std::wstring(100, L'n').c_str(), std::wstring(200, L'o').c_str(), L"txt",
+                                           reserved),
+                  S_OK);
+        ASSERT_EQ(g_writes, 1) << fs::file_size(info);
+    } while (fs::file_size(info) < 65536);
+}
+
+TEST_F(WriterTest, AFileThatCannotBeMadeRaises) {
+    fs::create_directories(path);
+    EXPECT_EQ(Thrown<COSException>([&] { Write(nullptr); }).GetErrorCode(), DWORD(EACCES));
+    ASSERT_EQ(log.Get().size(), 1u);
+    EXPECT_TRUE(log.Get()[0].starts_with(L"ERROR TalvinorGlobal: Call to _tfopen_s failed with \"Permission denied\" "
+                                         L"(13); Called from ScriptExecution/DocumentStoreXMLWriter.cpp; line "))
+        << log.Get()[0];
+    EXPECT_TRUE(log.Get()[0].ends_with(L"; CDocumentStoreXMLWriter::Open"));
+
+    CDocumentStoreXMLWriter nowhere(folder.Path() / L"none" / L"info.xml");
+    CDocumentStoreInfo info(nullptr, &store);
+    EXPECT_EQ(Thrown<COSException>([&] { nowhere.WriteDocumentStore(info); }).GetErrorCode(), DWORD(ENOENT));
+}
+
+TEST_F(WriterTest, AFullDiskIsNotSilent) {
+    const CImportHook hook(GetModuleHandleW(L"msvcrt.dll"), "WriteFile", &FullDisk);
+    EXPECT_EQ(Thrown<COSException>([&] { Write(nullptr); }).GetErrorCode(), DWORD(ENOSPC));
+    EXPECT_TRUE(FAILED(store.WriteInfoFile()));
+}
+
+TEST_F(WriterTest, TheFileStaysOpenUntilClosed) {
+    CDocumentStoreXMLWriter writer(path.wstring());
+    CDocumentStoreInfo info(nullptr, &store);
+    writer.WriteDocumentStore(info);
+    const auto open = [this] {
+        return CUniqueHandle(
+            CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr));
+    };
+    EXPECT_FALSE(open());
+    EXPECT_TRUE(ReadBytes(path).ends_with("</DocStore>\r\n"));
+    writer.Close();
+    EXPECT_TRUE(open());
+    writer.Close();
+    writer.WriteDocumentStore(info);
+    EXPECT_FALSE(open());
+    { CDocumentStoreXMLWriter gone(std::move(writer)); }
+    EXPECT_TRUE(open());
+}
+
+TEST_F(WriterTest, TheStaticFormWritesIntoTheStoresDirectory) {
+    std::wstring directory;
+    ASSERT_EQ(store.GetStorageDirectory(directory, true), S_OK);
+    CDocumentStoreXMLWriter::WriteDocumentStore(&store, &change);
+    EXPECT_EQ(ReadBytes(directory + L"\\info.xml"), Write(&change));
+    CDocumentStoreXMLWriter::WriteDocumentStore(&store, nullptr);
+    EXPECT_EQ(ReadBytes(directory + L"\\info.xml"), Write(nullptr));
+}
+
+TEST_F(WriterTest, TheStaticFormChecksTheStore) {
+    Thrown<CMorvaneException>([&] { CDocumentStoreXMLWriter::WriteDocumentStore(nullptr, &change); });
+    CInternalDocumentStorePeer::Uninit(store);
+    EXPECT_EQ(
+        Thrown<COSException>([&] { CDocumentStoreXMLWriter::WriteDocumentStore(&store, &change); }).GetErrorCode(),
+        0x80004005u);
+    ASSERT_EQ(log.Get().size(), 2u);
+    EXPECT_TRUE(log.Get()[0].starts_with(L"ERROR TalvinorGlobal: Failed sanity test \"Null pStore argument passed to "
+                                         L"WriteDocumentStore\"; tested at "));
+    EXPECT_TRUE(
+        log.Get()[1].starts_with(L"ERROR TalvinorGlobal: Failure HRESULT=0x80004005; \"GetInfoFilePath\"; at "));
+    for (const auto& line : log.Get())
+        EXPECT_TRUE(line.ends_with(L"; CDocumentStoreXMLWriter::WriteDocumentStore")) << line;
+}
+
+TEST_F(WriterTest, ContextsIndentByDepth) {
+    int depth = 0;
+    std::wstring file;
+    {
+        CDocumentStoreXMLWriter::CContext outer(depth, L"A", file);
+        EXPECT_EQ(depth, 1);
+        CDocumentStoreXMLWriter::CContext inner(depth, L"B", file);
+        inner.WriteValue(L"v");
+        EXPECT_EQ(depth, 2);
+    }
+    EXPECT_EQ(depth, 0);
+    EXPECT_EQ(file, L"\t<A>\n\t\t<B>\n\t\tv\t\t\n</B>\n\t\n</A>\n");
+}
+
+TEST_F(WriterTest, IndentingTooDeepRaises) {
+    int depth = INT_MAX;
+    std::wstring file;
+    Thrown<CMorvaneException>([&] { CDocumentStoreXMLWriter::CContext(depth, L"A", file); });
+    EXPECT_EQ(depth, INT_MAX);
+    EXPECT_EQ(file, L"");
+    ASSERT_EQ(log.Get().size(), 1u);
+    EXPECT_TRUE(log.Get()[0].starts_with(L"ERROR TalvinorGlobal: Failed sanity test \"indenting too deep\"; tested at "
+                                         L"ScriptExecution/DocumentStoreXMLWriter.cpp; line "));
+    EXPECT_TRUE(log.Get()[0].ends_with(L"; CContext::IncrementIndent"));
+}
+
+TEST_F(WriterTest, ANegativeIndentRaises) {
+    int depth = 0;
+    std::wstring file;
+    Thrown<CMorvaneException>([&] {
+        CDocumentStoreXMLWriter::CContext context(depth, L"A", file);
+        depth = 0;
+    });
+    EXPECT_EQ(depth, 0);
+    EXPECT_EQ(file, L"\t<A>\n\n</A>\n");
+    ASSERT_EQ(log.Get().size(), 1u);
+    EXPECT_TRUE(
+        log.Get()[0].starts_with(L"ERROR TalvinorGlobal: Failed sanity test \"negative indent level\"; tested at "));
+    EXPECT_TRUE(log.Get()[0].ends_with(L"; CContext::DecrementIndent"));
+}
