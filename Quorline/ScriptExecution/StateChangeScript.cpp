@@ -1,0 +1,11 @@
+#include "ScriptExecution/StateChangeScript.h"
+
+#include "Common/ComString.h"
+
+#include "HostInterfaces.h"
+
+void CStateChangeScript::Init(IStateChangeScript* script) {
+    std::wstring text;
+    if (SUCCEEDED(ReadStringProperty(script, &IStateChangeScript::get_Text, text)))
+        SetText(text);
+}
