@@ -1,15 +1,17 @@
 #pragma once
 
-// IDispatch as script engines call it. Two of their habits do not fit the type library, and are met here:
+// IDispatch as script engines call it. Three of their habits do not fit the type library, and are met here:
 //
 //   - a variable arrives as a reference to a variant, which a by-reference string argument would refuse;
-//   - an engine that cannot tell a property with arguments from a method asks for the method alone.
+//   - an engine that cannot tell a property with arguments from a method asks for the method alone;
+//   - VBScript knows no unsigned 32-bit numbers, so that a count cannot bound a loop.
 
 #include "Common/ExceptionHResult.h"
 #include "Quorline.h"
 
 #include <atlcom.h>
 
+#include <climits>
 #include <vector>
 
 template <class T, const IID* piid, const GUID* plibid = &LIBID_QuorlineLib, WORD wMajor = 5, WORD wMinor = 0>
@@ -31,7 +33,10 @@ public:
             direct.rgvarg = arguments.data();
             if (flags == DISPATCH_METHOD)
                 flags |= DISPATCH_PROPERTYGET;
-            return CDispatch::Invoke(member, iid, locale, flags, &direct, result, exception, badArgument);
+            const HRESULT hr = CDispatch::Invoke(member, iid, locale, flags, &direct, result, exception, badArgument);
+            if (SUCCEEDED(hr) && result != nullptr && V_VT(result) == VT_UI4)
+                MakeSigned(*result);
+            return hr;
         } catch (...) {
             return HResultOfException();
         }
@@ -41,4 +46,15 @@ protected:
     using CDispatch = ATL::IDispatchImpl<T, piid, plibid, wMajor, wMinor>;
 
     ~CScriptDispatch() = default;
+
+private:
+    static void MakeSigned(VARIANT& number) noexcept {
+        const ULONG value = V_UI4(&number);
+        if (value <= LONG_MAX) {
+            V_VT(&number) = VT_I4;
+        } else {
+            V_VT(&number) = VT_R8;
+            V_R8(&number) = value;
+        }
+    }
 };

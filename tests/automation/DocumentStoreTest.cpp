@@ -7,7 +7,7 @@
 
 namespace {
 
-class DocumentStore : public CAutomationTest {
+class DocumentStoreTest : public CAutomationTest {
 protected:
     void SetUp() override { ASSERT_EQ(store.CreateDocumentStoreCOMObject(&object), S_OK); }
 
@@ -26,19 +26,19 @@ const CComVariant missing(DISP_E_PARAMNOTFOUND, VT_ERROR);
 
 } // namespace
 
-TEST_F(DocumentStore, ComesWithOneReferenceForTheCaller) {
+TEST_F(DocumentStoreTest, ComesWithOneReferenceForTheCaller) {
     EXPECT_EQ(CountOf(object), 1u);
     EXPECT_EQ(store.CreateDocumentStoreCOMObject(nullptr), E_POINTER);
 }
 
-TEST_F(DocumentStore, IsTracedWhenCreated) {
+TEST_F(DocumentStoreTest, IsTracedWhenCreated) {
     EXPECT_TRUE(log.Has(L"DEBUG Trace.CInternalDocumentStore: Entering -> "
                         L"[CInternalDocumentStore::CreateDocumentStoreCOMObject]"));
     EXPECT_TRUE(log.Has(L"DEBUG Trace.CInternalDocumentStore: Leaving  -> "
                         L"[CInternalDocumentStore::CreateDocumentStoreCOMObject]"));
 }
 
-TEST_F(DocumentStore, SupportsErrorInformationForItsOwnInterfaceOnly) {
+TEST_F(DocumentStoreTest, SupportsErrorInformationForItsOwnInterfaceOnly) {
     const CComQIPtr<ISupportErrorInfo> support(object);
     ASSERT_TRUE(support);
     EXPECT_EQ(support->InterfaceSupportsErrorInfo(IID_IDocumentStore), S_OK);
@@ -46,7 +46,7 @@ TEST_F(DocumentStore, SupportsErrorInformationForItsOwnInterfaceOnly) {
     EXPECT_EQ(support->InterfaceSupportsErrorInfo(IID_ISavedDocument), S_FALSE);
 }
 
-TEST_F(DocumentStore, HandsOutAPathAndLogsIt) {
+TEST_F(DocumentStoreTest, HandsOutAPathAndLogsIt) {
     ASSERT_EQ(GetNew(L"Report.doc", L"C:\\docs\\Report.doc", missing), S_OK);
     EXPECT_EQ(FileName(), L"Report.doc");
     EXPECT_TRUE(log.Has(L"DEBUG TalvinorGlobal: CDocumentStore::GetNew called with szDocName = Report.doc, "
@@ -54,7 +54,7 @@ TEST_F(DocumentStore, HandsOutAPathAndLogsIt) {
     EXPECT_TRUE(log.Has(L"INFO TalvinorGlobal: New temp document created with path = " + std::wstring(path.m_str)));
 }
 
-TEST_F(DocumentStore, TakesNamesThatAreNull) {
+TEST_F(DocumentStoreTest, TakesNamesThatAreNull) {
     ASSERT_EQ(object->GetNew(nullptr, nullptr, missing, &path), S_OK);
     EXPECT_EQ(FileName(), L"Untitled");
     EXPECT_TRUE(log.Has(L"DEBUG TalvinorGlobal: CDocumentStore::GetNew called with szDocName = , szOriginalPath = "));
@@ -66,7 +66,7 @@ struct CExtensionCase {
     const wchar_t* file;
 };
 
-class DocumentStoreExtension : public DocumentStore, public testing::WithParamInterface<CExtensionCase> {};
+class DocumentStoreExtension : public DocumentStoreTest, public testing::WithParamInterface<CExtensionCase> {};
 
 TEST_P(DocumentStoreExtension, IsTakenInItsTextForm) {
     ASSERT_EQ(GetNew(L"Report", L"", GetParam().extension), S_OK);
@@ -83,7 +83,7 @@ INSTANTIATE_TEST_SUITE_P(All, DocumentStoreExtension,
                                          CExtensionCase{"NoText", CComVariant(L""), L"Report"}),
                          [](const auto& info) { return info.param.name; });
 
-TEST_F(DocumentStore, FollowsAnExtensionGivenByReference) {
+TEST_F(DocumentStoreTest, FollowsAnExtensionGivenByReference) {
     CComVariant inner(L"doc");
     VARIANT reference;
     V_VT(&reference) = VT_BYREF | VT_VARIANT;
@@ -93,7 +93,7 @@ TEST_F(DocumentStore, FollowsAnExtensionGivenByReference) {
     EXPECT_STREQ(inner.bstrVal, L"doc");
 }
 
-TEST_F(DocumentStore, RefusesAnExtensionWithoutATextFormAndCreatesNothing) {
+TEST_F(DocumentStoreTest, RefusesAnExtensionWithoutATextFormAndCreatesNothing) {
     SetErrorInfo(0, nullptr);
     CComVariant null;
     null.vt = VT_NULL;
@@ -111,7 +111,7 @@ TEST_F(DocumentStore, RefusesAnExtensionWithoutATextFormAndCreatesNothing) {
     EXPECT_EQ(CountOf(object), 1u);
 }
 
-TEST_F(DocumentStore, RaisesWhenTheExtensionCannotBeCopied) {
+TEST_F(DocumentStoreTest, RaisesWhenTheExtensionCannotBeCopied) {
     VARIANT broken;
     VariantInit(&broken);
     V_VT(&broken) = 0x0FFF;
@@ -123,7 +123,7 @@ TEST_F(DocumentStore, RaisesWhenTheExtensionCannotBeCopied) {
     }
 }
 
-TEST_F(DocumentStore, PassesTheStoresFailureOnWithErrorInformation) {
+TEST_F(DocumentStoreTest, PassesTheStoresFailureOnWithErrorInformation) {
     folder.Point(L"Q:\\no such drive");
     CInternalDocumentStore elsewhere;
     CComPtr<IDocumentStore> failing;
@@ -142,7 +142,7 @@ TEST_F(DocumentStore, PassesTheStoresFailureOnWithErrorInformation) {
     EXPECT_NE(error.Text(&IErrorInfo::GetDescription), L"");
 }
 
-TEST_F(DocumentStore, FailsWithoutAStoreOrAPlaceForThePath) {
+TEST_F(DocumentStoreTest, FailsWithoutAStoreOrAPlaceForThePath) {
     EXPECT_EQ(object->GetNew(nullptr, nullptr, missing, nullptr), E_POINTER);
     CComPtr<IDocumentStore> orphan;
     ASSERT_EQ(CDocumentStore::CreateInstance(&orphan), S_OK);
@@ -154,7 +154,7 @@ TEST_F(DocumentStore, FailsWithoutAStoreOrAPlaceForThePath) {
     EXPECT_EQ(orphan->VetoTransition(), E_POINTER);
 }
 
-TEST_F(DocumentStore, TakesItsStoreOnlyOnce) {
+TEST_F(DocumentStoreTest, TakesItsStoreOnlyOnce) {
     log.Clear();
     EXPECT_THROW(static_cast<CComObject<CDocumentStore>*>(object.p)->SetInternalDocumentStore(&store),
                  CMorvaneException);
@@ -167,7 +167,7 @@ struct CLevelCase {
     const wchar_t* name;
 };
 
-class DocumentStoreLevel : public DocumentStore, public testing::WithParamInterface<CLevelCase> {};
+class DocumentStoreLevel : public DocumentStoreTest, public testing::WithParamInterface<CLevelCase> {};
 
 TEST_P(DocumentStoreLevel, IsTheLevelOfTheLine) {
     CComBSTR message(L"saved");
@@ -180,7 +180,7 @@ INSTANTIATE_TEST_SUITE_P(All, DocumentStoreLevel,
                                          CLevelCase{3, L"DEBUG"}, CLevelCase{4, L"WARN"}, CLevelCase{7, L"WARN"},
                                          CLevelCase{65535, L"WARN"}));
 
-TEST_F(DocumentStore, WritesNothingAtALevelThatIsOff) {
+TEST_F(DocumentStoreTest, WritesNothingAtALevelThatIsOff) {
     const auto logger = log4cxx::Logger::getLogger(L"Quorline.Scripts");
     logger->setLevel(log4cxx::Level::getError());
     log.Clear();
@@ -190,17 +190,17 @@ TEST_F(DocumentStore, WritesNothingAtALevelThatIsOff) {
     EXPECT_TRUE(log.Get().empty());
 }
 
-TEST_F(DocumentStore, LogsAMessageThatIsNullAsAnEmptyLine) {
+TEST_F(DocumentStoreTest, LogsAMessageThatIsNullAsAnEmptyLine) {
     EXPECT_EQ(object->LogMessage(2, nullptr), S_OK);
     BSTR none = nullptr;
     EXPECT_EQ(object->LogMessage(2, &none), S_OK);
     EXPECT_EQ(std::ranges::count(log.Get(), L"INFO Quorline.Scripts: "), 2);
 }
 
-TEST_F(DocumentStore, ReadsAMessageAsAFormatWithoutArguments) {
+TEST_F(DocumentStoreTest, ReadsAMessageAsAFormatWithoutArguments) {
     for (const auto& [text, line] :
-         {std::pair(L"100%", L"100%"), std::pair(L"a \\{ b", L"a { b"), std::pair(L"n={0:%d} m={3:%x}", L"n=0 m=0"),
-          std::pair(L"{oops", L"{oops***formatting error***")}) {
+         {std::pair(L"100%", L"100%"), std::pair(L"a \\{ b", L"a { b"), std::pair(L"n={0:%d} m={1:%x}", L"n=0 m=0"),
+          std::pair(L"{oops", L"{oops"), std::pair(L"{1:%d}", L"{1:%d}***formatting error***")}) {
         CComBSTR message(text);
         EXPECT_EQ(object->LogMessage(2, &message), S_OK);
         EXPECT_EQ(log.Get().back(), std::wstring(L"INFO Quorline.Scripts: ") + line);
@@ -210,7 +210,7 @@ TEST_F(DocumentStore, ReadsAMessageAsAFormatWithoutArguments) {
     EXPECT_TRUE(log.HasPrefix(L"INFO Quorline.Scripts: who: "));
 }
 
-TEST_F(DocumentStore, VetoesTheStateChangeOfItsStore) {
+TEST_F(DocumentStoreTest, VetoesTheStateChangeOfItsStore) {
     CStateChange change;
     store.SetStateChangeInstance(&change);
     const ULONG references = change.references;
@@ -221,11 +221,11 @@ TEST_F(DocumentStore, VetoesTheStateChangeOfItsStore) {
     EXPECT_EQ(change.references, 1u);
 }
 
-TEST_F(DocumentStore, CannotVetoWithoutAStateChange) {
+TEST_F(DocumentStoreTest, CannotVetoWithoutAStateChange) {
     EXPECT_EQ(object->VetoTransition(), E_FAIL);
 }
 
-TEST_F(DocumentStore, ReportsAVetoThatTheHostRefuses) {
+TEST_F(DocumentStoreTest, ReportsAVetoThatTheHostRefuses) {
     CStateChange change;
     change.answer = E_ACCESSDENIED;
     store.SetStateChangeInstance(&change);

@@ -26,7 +26,7 @@ const CPropertyCase properties[] = {
     {"RestoreScriptName", &ISavedDocument::get_RestoreScriptName, L"restore1.vbs"},
 };
 
-class SavedDocument : public testing::Test {
+class SavedDocumentTest : public testing::Test {
 protected:
     CApartment apartment;
 };
@@ -39,13 +39,13 @@ CComPtr<ISavedDocument> MakeDocument(const CInternalSavedDocument& record) {
 
 } // namespace
 
-TEST_F(SavedDocument, ComesWithOneReferenceForTheCaller) {
+TEST_F(SavedDocumentTest, ComesWithOneReferenceForTheCaller) {
     const auto document = MakeDocument(MakeRecord(1));
     EXPECT_EQ(CountOf(document), 1u);
     EXPECT_EQ(MakeRecord(1).CreateSavedDocumentCOMObject(nullptr), E_POINTER);
 }
 
-TEST_F(SavedDocument, AnswersFromACopyOfItsRecord) {
+TEST_F(SavedDocumentTest, AnswersFromACopyOfItsRecord) {
     CInternalSavedDocument record = MakeRecord(1);
     const auto document = MakeDocument(record);
     record.SetDocName(L"changed");
@@ -60,7 +60,7 @@ TEST_F(SavedDocument, AnswersFromACopyOfItsRecord) {
     }
 }
 
-TEST_F(SavedDocument, KeepsZerosInsideItsTexts) {
+TEST_F(SavedDocumentTest, KeepsZerosInsideItsTexts) {
     CInternalSavedDocument record;
     record.SetDocName(std::wstring(L"a\0b", 3));
     CComBSTR name;
@@ -68,7 +68,7 @@ TEST_F(SavedDocument, KeepsZerosInsideItsTexts) {
     EXPECT_EQ(name.Length(), 3u);
 }
 
-TEST_F(SavedDocument, RefusesANullPointerWithErrorInformation) {
+TEST_F(SavedDocumentTest, RefusesANullPointerWithErrorInformation) {
     const auto document = MakeDocument(MakeRecord(1));
     const auto refuses = [](const char* name, HRESULT hr) {
         EXPECT_EQ(hr, E_POINTER) << name;
@@ -82,7 +82,7 @@ TEST_F(SavedDocument, RefusesANullPointerWithErrorInformation) {
     refuses("SaveTime", document->get_SaveTime(nullptr));
 }
 
-TEST_F(SavedDocument, IsRecoveredOnlyWithStatusOne) {
+TEST_F(SavedDocumentTest, IsRecoveredOnlyWithStatusOne) {
     for (const unsigned status : {0u, 1u, 2u, 0xFFFFFFFFu}) {
         CInternalSavedDocument record;
         record.SetStatus(static_cast<TEMP_DOCUMENT_STATUS>(status));
@@ -92,7 +92,7 @@ TEST_F(SavedDocument, IsRecoveredOnlyWithStatusOne) {
     }
 }
 
-TEST_F(SavedDocument, HasNoSaveTime) {
+TEST_F(SavedDocumentTest, HasNoSaveTime) {
     SetErrorInfo(0, nullptr);
     CComVariant time(5L);
     EXPECT_EQ(MakeDocument(MakeRecord(1))->get_SaveTime(&time), E_NOTIMPL);
@@ -100,7 +100,7 @@ TEST_F(SavedDocument, HasNoSaveTime) {
     EXPECT_FALSE(CErrorInformation().IsSet());
 }
 
-TEST_F(SavedDocument, CollectionCountsFromZeroInTheOrderOfItsItems) {
+TEST_F(SavedDocumentTest, CollectionCountsFromZeroInTheOrderOfItsItems) {
     CComPtr<ISavedDocumentCollection> docs;
     ASSERT_EQ(CSavedDocumentCollection::CreateInstance(&docs), S_OK);
     const CComPtr<ISavedDocument> items[] = {MakeDocument(MakeRecord(1)), MakeDocument(MakeRecord(2))};
@@ -119,7 +119,7 @@ TEST_F(SavedDocument, CollectionCountsFromZeroInTheOrderOfItsItems) {
     EXPECT_EQ(CountOf(items[0]), 1u);
 }
 
-TEST_F(SavedDocument, CollectionFailsBareWithoutErrorInformation) {
+TEST_F(SavedDocumentTest, CollectionFailsBareWithoutErrorInformation) {
     CComPtr<ISavedDocumentCollection> docs;
     ASSERT_EQ(CSavedDocumentCollection::CreateInstance(&docs), S_OK);
     AppendToCollection(docs, MakeDocument(MakeRecord(1)));
@@ -133,14 +133,14 @@ TEST_F(SavedDocument, CollectionFailsBareWithoutErrorInformation) {
     EXPECT_FALSE(CErrorInformation().IsSet());
 }
 
-TEST_F(SavedDocument, CollectionTakesDocumentsOnly) {
+TEST_F(SavedDocumentTest, CollectionTakesDocumentsOnly) {
     CComPtr<ISavedDocumentCollection> docs;
     ASSERT_EQ(CSavedDocumentCollection::CreateInstance(&docs), S_OK);
     EXPECT_EQ(AppendToCollection(docs, nullptr), E_POINTER);
     EXPECT_EQ(AppendToCollection(nullptr, MakeDocument(MakeRecord(1))), E_NOINTERFACE);
 }
 
-TEST_F(SavedDocument, EveryClassSupportsErrorInformationForItsOwnInterfaceOnly) {
+TEST_F(SavedDocumentTest, EveryClassSupportsErrorInformationForItsOwnInterfaceOnly) {
     CComPtr<ISavedDocumentCollection> docs;
     CComPtr<IScriptState> state;
     ASSERT_EQ(CSavedDocumentCollection::CreateInstance(&docs), S_OK);
@@ -156,7 +156,7 @@ TEST_F(SavedDocument, EveryClassSupportsErrorInformationForItsOwnInterfaceOnly) 
     }
 }
 
-TEST_F(SavedDocument, PlaceholdersAreNotImplemented) {
+TEST_F(SavedDocumentTest, PlaceholdersAreNotImplemented) {
     CComPtr<IScriptState> state;
     ASSERT_EQ(CScriptState::CreateInstance(&state), S_OK);
     CComBSTR user;
