@@ -1,10 +1,15 @@
 #include "logging/LogState.h"
 
+#include <windows.h>
+
 #include <atomic>
 
 namespace {
 std::atomic<bool> g_configured{false};
-}
+std::atomic<LogSettingsCheck> g_check{nullptr};
+std::atomic<unsigned long> g_interval{0};
+std::atomic<ULONGLONG> g_next{0};
+} // namespace
 
 bool IsLoggingConfigured() noexcept {
     return g_configured;
@@ -12,4 +17,23 @@ bool IsLoggingConfigured() noexcept {
 
 void SetLoggingConfigured(bool configured) noexcept {
     g_configured = configured;
+}
+
+void SetLogSettingsCheck(LogSettingsCheck check, unsigned long intervalMilliseconds) noexcept {
+    g_interval = intervalMilliseconds;
+    g_next = GetTickCount64() + intervalMilliseconds;
+    g_check = check;
+}
+
+void CheckLogSettings() noexcept {
+    const LogSettingsCheck check = g_check;
+    if (!check)
+        return;
+    const ULONGLONG now = GetTickCount64();
+    ULONGLONG next = g_next;
+    // Of threads that come at one time, one checks. It may log meanwhile, and is then not called again.
+    if (now >= next && g_next.compare_exchange_strong(next, ~0ULL)) {
+        check();
+        g_next = GetTickCount64() + g_interval;
+    }
 }

@@ -10,8 +10,6 @@
 #include <cwctype>
 
 namespace {
-constexpr wchar_t FallbackLogger[] = L"LogHelp.EventLogger";
-
 /// log4cxx resets the thread's last error, which callers still want to read.
 class CLastErrorKeeper {
 public:
@@ -27,7 +25,12 @@ private:
 
 log4cxx::LoggerPtr GetClassLogger(const wchar_t* name) {
     const CLastErrorKeeper keeper;
-    return log4cxx::Logger::getLogger(std::wstring(IsLoggingConfigured() ? name : FallbackLogger));
+    return IsLoggingConfigured() ? log4cxx::Logger::getLogger(std::wstring(name)) : GetFallbackLogger();
+}
+
+log4cxx::LoggerPtr GetFallbackLogger() {
+    const CLastErrorKeeper keeper;
+    return log4cxx::Logger::getLogger(std::wstring(L"LogHelp.EventLogger"));
 }
 
 log4cxx::LoggerPtr GetGlobalLogger() {
@@ -36,6 +39,7 @@ log4cxx::LoggerPtr GetGlobalLogger() {
 
 void LogTextToLogger(const log4cxx::LoggerPtr& logger, const log4cxx::LevelPtr& level, const std::wstring& text) {
     const CLastErrorKeeper keeper;
+    CheckLogSettings();
     if (logger->isEnabledFor(level))
         logger->forcedLog(level, text, log4cxx::spi::LocationInfo::getLocationUnavailable());
 }
@@ -43,6 +47,7 @@ void LogTextToLogger(const log4cxx::LoggerPtr& logger, const log4cxx::LevelPtr& 
 void LogToLoggerV(const log4cxx::LoggerPtr& logger, const log4cxx::LevelPtr& level, const std::wstring& format,
                   va_list args) {
     const CLastErrorKeeper keeper;
+    CheckLogSettings();
     if (logger->isEnabledFor(level))
         logger->forcedLog(level, GlobalFormatter().FormatVNoThrow(format, args),
                           log4cxx::spi::LocationInfo::getLocationUnavailable());

@@ -21,6 +21,9 @@
 /// The logger of this name once logging is configured, "LogHelp.EventLogger" before.
 log4cxx::LoggerPtr GetClassLogger(const wchar_t* name);
 
+/// "LogHelp.EventLogger", by which an unconfigured process still reports to the event log.
+log4cxx::LoggerPtr GetFallbackLogger();
+
 /// "TalvinorGlobal" once logging is configured, "LogHelp.EventLogger" before.
 log4cxx::LoggerPtr GetGlobalLogger();
 
