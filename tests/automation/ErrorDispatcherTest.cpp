@@ -21,7 +21,7 @@ struct CDispatcher : CErrorDispatcher<&IID_ISavedDocument> {
 class ErrorDispatcher : public testing::Test {
 protected:
     void SetUp() override { SetErrorInfo(0, nullptr); }
-    CApartment apartment;
+    CComApartment apartment;
 };
 
 } // namespace

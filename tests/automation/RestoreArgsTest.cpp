@@ -27,7 +27,7 @@ protected:
         return args->Invoke(1, IID_NULL, LOCALE_USER_DEFAULT, flags, &params, result, nullptr, nullptr);
     }
 
-    CApartment apartment;
+    CComApartment apartment;
     ::CComObject<CTalvinorRestoreScriptArgs>* object = nullptr;
     CComPtr<ITalvinorRestoreScriptArgs> args;
 };

@@ -28,7 +28,7 @@ const CPropertyCase properties[] = {
 
 class SavedDocumentTest : public testing::Test {
 protected:
-    CApartment apartment;
+    CComApartment apartment;
 };
 
 CComPtr<ISavedDocument> MakeDocument(const CInternalSavedDocument& record) {

@@ -3,6 +3,7 @@
 // What the tests of the automation objects share: an apartment, a scratch documents folder, the log, and what the
 // objects leave behind.
 
+#include "ComApartment.h"
 #include "DocumentsFolder.h"
 #include "IntlHelper/CultureHelper.h"
 #include "InternalDocumentStore.h"
@@ -14,19 +15,11 @@
 
 #include <gtest/gtest.h>
 
-class CApartment {
-public:
-    CApartment() { CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED); }
-    ~CApartment() { CoUninitialize(); }
-    CApartment(const CApartment&) = delete;
-    CApartment& operator=(const CApartment&) = delete;
-};
-
 class CAutomationTest : public testing::Test {
 protected:
     static void SetUpTestSuite() { CCultureHelper::InitInstance(nullptr, nullptr); }
 
-    CApartment apartment;
+    CComApartment apartment;
     CDocumentsFolder folder;
     CLogLines log;
 };

@@ -6,9 +6,9 @@
 #include "DocumentsFolder.h"
 #include "InternalDocumentStore.h"
 #include "IntlHelper/CultureHelper.h"
+#include "LogLines.h"
 #include "ScriptExecution/StateChangeInstance.h"
 #include "logging/Exceptions.h"
-#include "logging/LogState.h"
 
 #include "HostInterfaces.h"
 #include "Quorline.h"
@@ -16,60 +16,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <log4cxx/appenderskeleton.h>
-#include <log4cxx/helpers/transcoder.h>
-#include <log4cxx/logger.h>
-#include <log4cxx/spi/loggingevent.h>
-
 #include <fstream>
 #include <iterator>
 #include <map>
-
-/// Collects "LEVEL logger: text" of everything logged while it lives, DEBUG included.
-class CLogLines {
-public:
-    CLogLines() : m_appender(std::make_shared<CAppender>()), m_configured(IsLoggingConfigured()) {
-        const auto root = log4cxx::Logger::getRootLogger();
-        root->setLevel(log4cxx::Level::getDebug());
-        root->addAppender(m_appender);
-        SetLoggingConfigured(true);
-    }
-    ~CLogLines() {
-        log4cxx::Logger::getRootLogger()->removeAppender(m_appender);
-        SetLoggingConfigured(m_configured);
-    }
-    CLogLines(const CLogLines&) = delete;
-    CLogLines& operator=(const CLogLines&) = delete;
-
-    const std::vector<std::wstring>& Get() const { return m_appender->lines; }
-    void Clear() { m_appender->lines.clear(); }
-
-    /// Lines at this level ("ERROR"), the level left out.
-    std::vector<std::wstring> At(const std::wstring& level) const {
-        std::vector<std::wstring> result;
-        for (const auto& line : Get())
-            if (line.starts_with(level + L' '))
-                result.push_back(line.substr(level.size() + 1));
-        return result;
-    }
-
-private:
-    struct CAppender : log4cxx::AppenderSkeleton {
-        std::vector<std::wstring> lines;
-
-        void append(const log4cxx::spi::LoggingEventPtr& event, log4cxx::helpers::Pool&) override {
-            LOG4CXX_ENCODE_WCHAR(level, event->getLevel()->toString());
-            LOG4CXX_ENCODE_WCHAR(logger, event->getLoggerName());
-            LOG4CXX_ENCODE_WCHAR(text, event->getRenderedMessage());
-            lines.push_back(level + L" " + logger + L": " + text);
-        }
-        void close() override {}
-        bool requiresLayout() const override { return false; }
-    };
-
-    std::shared_ptr<CAppender> m_appender;
-    bool m_configured;
-};
 
 class DocumentsTest : public testing::Test {
 protected:

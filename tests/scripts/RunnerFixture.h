@@ -5,19 +5,12 @@
 #include "ScriptExecution/ScriptRunner.h"
 
 #include "Probe.h"
-#include "ScriptLog.h"
+#include "ComApartment.h"
+#include "LogLines.h"
 #include "TestSigner.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-class CApartment {
-public:
-    CApartment() { CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED); }
-    ~CApartment() { CoUninitialize(); }
-    CApartment(const CApartment&) = delete;
-    CApartment& operator=(const CApartment&) = delete;
-};
 
 struct CErrorRecord {
     std::wstring source = L"-";
@@ -43,9 +36,9 @@ protected:
         return record;
     }
 
-    CApartment m_apartment;
+    CComApartment m_apartment;
     CTestSigner m_signer;
-    CScriptLog m_log;
+    CLogLines m_log;
     CComPtr<CProbe> m_probe = MakeProbe();
     CScriptRunner m_runner;
     CScript m_script;

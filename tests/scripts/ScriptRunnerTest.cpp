@@ -207,8 +207,8 @@ TEST_F(ScriptRunnerTest, AnExceptionThatIsNoComErrorPassesAndTheSignerIsReleased
 }
 
 TEST(ScriptRunnerWithoutSignerTest, EveryScriptFailsVerification) {
-    const CApartment apartment;
-    CScriptLog log;
+    const CComApartment apartment;
+    CLogLines log;
     CScriptRunner runner;
     CScript script;
     script.SetScriptName(L"save");

@@ -1,7 +1,7 @@
 #include "ScriptExecution/Script.h"
 
 #include "ImportHook.h"
-#include "ScriptLog.h"
+#include "LogLines.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -44,7 +44,7 @@ protected:
     }
 
     std::filesystem::path m_folder;
-    CScriptLog m_log;
+    CLogLines m_log;
     CScript m_script;
 };
 
