@@ -1,0 +1,31 @@
+#pragma once
+
+// The file that lists the protected applications. JSON in UTF-8:
+//
+//     { "applications": [ {
+//         "friendlyName":  "Notepad",
+//         "executables":   ["notepad.exe"],     patterns; * stands for any text
+//         "windowTitles":  [],                  optional
+//         "windowClasses": [],                  optional
+//         "stateChanges":  ["standby", "hibernate", "shutdown"],
+//         "saveScript":    "notepad-save.vbs",  .vbs or .js; relative to this file
+//         "restoreScript": "notepad-restore.vbs"
+//     } ] }
+//
+// The friendly name, one pattern, the state changes and the save script must be there.
+
+#include "ScriptExecution/DocumentScript.h"
+#include "ScriptExecution/StateChangeTypes.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+using ProtectedApps = std::vector<std::unique_ptr<CDocumentScript>>;
+
+/// Reads the file and the scripts that it names. Throws CCommandError that says what is wrong and where.
+ProtectedApps ReadAppsFile(const std::wstring& path);
+
+/// The state of a name such as "hibernate" or "HibernateResume"; case and hyphens do not count.
+/// Throws CCommandError that lists the names for an unknown one.
+_STATE_CHANGE_TYPE StateChangeFromName(const std::wstring& name);

@@ -1,0 +1,13 @@
+#pragma once
+
+// The command's text, in UTF-8 whatever the console's code page.
+
+#include <string>
+#include <string_view>
+
+std::string ToUtf8(std::wstring_view text);
+std::wstring FromUtf8(std::string_view text);
+
+/// One line on standard output, or on standard error for trouble; flushed, so that progress is seen as it happens.
+void PrintLine(std::wstring_view text);
+void PrintError(std::wstring_view text);

@@ -1,0 +1,116 @@
+#include "Commands.h"
+#include "Components.h"
+#include "Console.h"
+#include "InternalSavedDocument.h"
+#include "StoreCatalog.h"
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+
+namespace
+{
+using nlohmann::ordered_json;
+
+bool IsRecovered(const CInternalSavedDocument* document)
+{
+    return const_cast<CInternalSavedDocument*>(document)->GetStatus() == TEMP_DOCUMENT_RECOVERED;
+}
+
+std::wstring Text(const CInternalSavedDocument* document, void (CInternalSavedDocument::*get)(std::wstring&) const)
+{
+    std::wstring value;
+    (document->*get)(value);
+    return value;
+}
+
+/// Unrecovered documents and the stores that hold some come first; otherwise the order stays.
+std::vector<CStoreEntry> ReadInOrder()
+{
+    std::vector<CStoreEntry> stores;
+    for (const auto& name : ListStores())
+        stores.push_back(ReadStore(name));
+    std::stable_partition(stores.begin(), stores.end(), [](const CStoreEntry& store) {
+        const auto documents = store.Documents();
+        return !std::all_of(documents.begin(), documents.end(), IsRecovered);
+    });
+    return stores;
+}
+
+std::vector<CInternalSavedDocument*> DocumentsInOrder(const CStoreEntry& store)
+{
+    auto documents = store.Documents();
+    std::stable_partition(documents.begin(), documents.end(), [](const auto* document) { return !IsRecovered(document); });
+    return documents;
+}
+
+ordered_json DocumentJson(const CInternalSavedDocument* document)
+{
+    const auto text = [&](auto get) { return ToUtf8(Text(document, get)); };
+    return {{"name", text(&CInternalSavedDocument::GetDocName)},
+            {"originalPath", text(&CInternalSavedDocument::GetDocOriginalPath)},
+            {"savedCopy", text(&CInternalSavedDocument::GetDocTempPath)},
+            {"application", text(&CInternalSavedDocument::GetAppExeImageName)},
+            {"applicationPath", text(&CInternalSavedDocument::GetAppPath)},
+            {"saveScript", text(&CInternalSavedDocument::GetSaveScriptName)},
+            {"restoreScript", text(&CInternalSavedDocument::GetRestoreScriptName)},
+            {"recovered", IsRecovered(document)}};
+}
+
+void PrintJson(const std::vector<CStoreEntry>& stores)
+{
+    ordered_json list = ordered_json::array();
+    for (const auto& store : stores)
+    {
+        ordered_json entry{{"name", ToUtf8(store.name)}, {"directory", ToUtf8(store.directory)}};
+        if (store.info)
+        {
+            entry["documents"] = ordered_json::array();
+            for (const auto* document : DocumentsInOrder(store))
+                entry["documents"].push_back(DocumentJson(document));
+        }
+        else
+        {
+            entry["problem"] = ToUtf8(store.problem);
+        }
+        list.push_back(std::move(entry));
+    }
+    PrintLine(FromUtf8(ordered_json{{"stores", std::move(list)}}.dump(2)));
+}
+
+void PrintTable(const std::vector<CStoreEntry>& stores)
+{
+    std::size_t unrecovered = 0;
+    for (const auto& store : stores)
+    {
+        PrintLine(store.name);
+        if (!store.info)
+            PrintLine(L"  unreadable   " + store.problem);
+        for (const auto* document : DocumentsInOrder(store))
+        {
+            const bool recovered = IsRecovered(document);
+            unrecovered += recovered ? 0 : 1;
+            PrintLine((recovered ? L"  recovered    " : L"  unrecovered  ") +
+                      Text(document, &CInternalSavedDocument::GetDocTempPath));
+        }
+    }
+    PrintLine(std::to_wstring(unrecovered) + (unrecovered == 1 ? L" unrecovered document" : L" unrecovered documents") +
+              L" in " + StoresDirectory());
+}
+} // namespace
+
+ExitCode RunHistory(bool asJson)
+{
+    const CHostApartment apartment;
+    const auto stores = ReadInOrder();
+    if (asJson)
+        PrintJson(stores);
+    else
+        PrintTable(stores);
+    for (const auto& store : stores)
+        if (!store.info)
+            PrintError(L"the info file of the store '" + store.name + L"' cannot be read: " + store.problem);
+    return std::all_of(stores.begin(), stores.end(), [](const auto& store) { return store.info != nullptr; })
+               ? ExitCode::Done
+               : ExitCode::Failed;
+}

@@ -1,0 +1,131 @@
+#include "InfoFileText.h"
+
+#include <array>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+namespace
+{
+struct CAccessor
+{
+    void (CInternalSavedDocument::*get)(std::wstring&) const;
+    void (CInternalSavedDocument::*set)(const std::wstring&);
+};
+
+constexpr std::array<CAccessor, 7> Texts{{
+    {&CInternalSavedDocument::GetDocName, &CInternalSavedDocument::SetDocName},
+    {&CInternalSavedDocument::GetDocOriginalPath, &CInternalSavedDocument::SetDocOriginalPath},
+    {&CInternalSavedDocument::GetDocTempPath, &CInternalSavedDocument::SetDocTempPath},
+    {&CInternalSavedDocument::GetAppExeImageName, &CInternalSavedDocument::SetAppExeImageName},
+    {&CInternalSavedDocument::GetAppPath, &CInternalSavedDocument::SetAppPath},
+    {&CInternalSavedDocument::GetRestoreScriptName, &CInternalSavedDocument::SetRestoreScriptName},
+    {&CInternalSavedDocument::GetSaveScriptName, &CInternalSavedDocument::SetSaveScriptName},
+}};
+
+/// Name of the element that a line opens, empty when it opens none. The lines' ends are cut off.
+std::string_view OpenedElement(std::string_view line)
+{
+    const std::size_t begin = line.find_first_not_of('\t');
+    if (begin == std::string_view::npos || line[begin] != '<' || line.back() != '>')
+        return {};
+    const std::string_view name = line.substr(begin + 1, line.size() - begin - 2);
+    return name.find_first_of("</?&> \t") == std::string_view::npos ? name : std::string_view();
+}
+
+std::string_view WithoutEnd(std::string_view line)
+{
+    return !line.empty() && line.back() == '\r' ? line.substr(0, line.size() - 1) : line;
+}
+
+std::string Escape(std::string_view value)
+{
+    std::string result;
+    for (const char c : value)
+    {
+        if (c == '&')
+            result += "&amp;";
+        else if (c == '<')
+            result += "&lt;";
+        else
+            result += c;
+    }
+    return result;
+}
+} // namespace
+
+std::string MendInfoText(std::string_view text)
+{
+    std::vector<std::string_view> lines;
+    for (std::size_t begin = 0; begin <= text.size();)
+    {
+        const std::size_t end = std::min(text.find('\n', begin), text.size());
+        lines.push_back(text.substr(begin, end - begin));
+        begin = end + 1;
+    }
+    std::string result;
+    for (std::size_t i = 0; i < lines.size(); ++i)
+    {
+        // A value stands between its opening line and its closing tag, which begins the line after it.
+        const std::string_view element = i > 0 ? OpenedElement(WithoutEnd(lines[i - 1])) : std::string_view();
+        const bool isValue = !element.empty() && i + 1 < lines.size() &&
+                             WithoutEnd(lines[i + 1]) == "</" + std::string(element) + ">";
+        result += isValue ? Escape(lines[i]) : std::string(lines[i]);
+        if (i + 1 < lines.size())
+            result += '\n';
+    }
+    return result;
+}
+
+bool WriteMendedInfoFile(const std::wstring& source, const std::wstring& target)
+{
+    std::ifstream input(std::filesystem::path(source), std::ios::binary);
+    const std::string text((std::istreambuf_iterator<char>(input)), std::istreambuf_iterator<char>());
+    if (!input)
+        return false;
+    std::ofstream output(std::filesystem::path(target), std::ios::binary);
+    output << MendInfoText(text);
+    output.close();
+    return output.good();
+}
+
+std::wstring MakeWritable(const std::wstring& value)
+{
+    std::wstring result;
+    for (const wchar_t c : value)
+    {
+        if (c == L'&')
+            result += L"&amp;";
+        else if (c == L'<')
+            result += L"&lt;";
+        else if (c == L'%')
+            result += L"%%";
+        else
+            result += c;
+    }
+    return result;
+}
+
+CWritableRecords::CWritableRecords(std::vector<CInternalSavedDocument*> records)
+{
+    for (CInternalSavedDocument* record : records)
+    {
+        CValues values{record, {}};
+        for (const auto& text : Texts)
+        {
+            std::wstring value;
+            (record->*text.get)(value);
+            values.texts.push_back(value);
+        }
+        m_values.push_back(values);
+        for (std::size_t i = 0; i < Texts.size(); ++i)
+            (record->*Texts[i].set)(MakeWritable(values.texts[i]));
+    }
+}
+
+CWritableRecords::~CWritableRecords()
+{
+    for (const auto& values : m_values)
+        for (std::size_t i = 0; i < Texts.size(); ++i)
+            (values.record->*Texts[i].set)(values.texts[i]);
+}

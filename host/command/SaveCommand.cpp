@@ -1,0 +1,114 @@
+#include "AppsFile.h"
+#include "Commands.h"
+#include "Components.h"
+#include "Console.h"
+#include "HostStateChange.h"
+#include "InternalSavedDocument.h"
+#include "SaveRecorder.h"
+#include "ScriptError.h"
+#include "ScriptExecution/AsyncRunner.h"
+#include "ScriptExecution/StateChangeScriptOp.h"
+#include "logging/Exceptions.h"
+
+namespace
+{
+/// The runner does not look at the result of Run; the command does.
+class CSaveOp : public CStateChangeScriptOp
+{
+public:
+    long Run() override
+    {
+        m_result = CStateChangeScriptOp::Run();
+        return m_result;
+    }
+
+    long GetResult() const { return m_result; }
+
+private:
+    long m_result = E_FAIL;
+};
+
+CScriptError TakeError(CSaveOp& op)
+{
+    CComBSTR script;
+    CComBSTR source;
+    CComBSTR description;
+    CScriptError error;
+    op.GetErrorInfo(&script, &source, &description, &error.line, &error.character);
+    const auto text = [](const CComBSTR& value) { return std::wstring(value.m_str ? value.m_str : L""); };
+    error.script = text(script);
+    error.source = text(source);
+    error.description = text(description);
+    return error;
+}
+
+FILETIME TimeOf(IStateChangeInstance* change)
+{
+    hyper ticks = 0;
+    change->get_Timestamp(&ticks);
+    return {static_cast<DWORD>(ticks & 0xFFFFFFFF), static_cast<DWORD>(ticks >> 32)};
+}
+
+void PrintRuns(const CSaveRecorder& recorder)
+{
+    for (const auto& run : recorder.GetRuns())
+        PrintLine(L"protected  " + (run.app ? run.app->GetAppFriendlyName() : L"(unknown application)") + L", process " +
+                  std::to_wstring(run.processId) + L", " + run.path);
+    if (recorder.GetRuns().empty())
+        PrintLine(L"protected  nothing: no protected application is running");
+}
+
+void PrintDocuments(const CStoreEntry& store)
+{
+    PrintLine(L"store      " + store.directory);
+    for (const CInternalSavedDocument* document : store.Documents())
+    {
+        std::wstring path;
+        document->GetDocTempPath(path);
+        const bool there = GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
+        PrintLine((there ? L"saved      " : L"not saved  ") + path);
+    }
+}
+} // namespace
+
+ExitCode RunSave(const std::wstring& stateName, const std::wstring& appsFile)
+{
+    const _STATE_CHANGE_TYPE state = StateChangeFromName(stateName);
+    const ProtectedApps apps = ReadAppsFile(appsFile);
+    const CHostApartment apartment;
+    RequireComponents();
+
+    const CComPtr<IStateChangeInstance> change = CHostStateChange::Announce(state);
+    std::vector<CScript*> scripts;
+    for (const auto& app : apps)
+        scripts.push_back(app.get());
+
+    CSaveRecorder recorder(apps, state);
+    CSaveOp op;
+    op.SetScripts(&scripts);
+    op.SetStateChangeInstance(change);
+    CAsyncRunner runner;
+    PrintLine(L"state      " + stateName);
+    runner.Start(&op);
+    runner.WaitForFinish();
+
+    PrintRuns(recorder);
+    if (const auto store = recorder.Complete(TimeOf(change)))
+        PrintDocuments(*store);
+
+    short hasError = VARIANT_FALSE;
+    op.HasError(&hasError);
+    VARIANT_BOOL vetoed = VARIANT_FALSE;
+    change->get_Vetoed(&vetoed);
+    if (hasError != VARIANT_FALSE)
+        PrintLine(L"failed     " + TakeError(op).Describe());
+    if (vetoed != VARIANT_FALSE)
+    {
+        PrintLine(L"vetoed     the machine must not enter " + stateName);
+        return ExitCode::Vetoed;
+    }
+    if (hasError != VARIANT_FALSE || FAILED(op.GetResult()))
+        throw CCommandError(ExitCode::Failed, L"the save scripts could not be run to the end; the log says why.");
+    PrintLine(L"done       the machine may enter " + stateName);
+    return ExitCode::Done;
+}

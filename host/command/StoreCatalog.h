@@ -1,0 +1,36 @@
+#pragma once
+
+// The document stores on disk, each with the directory it was found in. One unreadable store does not hide the others.
+
+#include "ScriptExecution/DocumentStoreInfo.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+struct CStoreEntry
+{
+    std::wstring name;                        ///< of the directory: the local time of the change
+    std::wstring directory;                   ///< full path
+    std::unique_ptr<CDocumentStoreInfo> info; ///< null when the info file cannot be read
+    std::wstring problem;                     ///< then why
+
+    std::vector<CInternalSavedDocument*> Documents() const;
+    bool HasStateChange() const;
+    std::wstring InfoPath() const;
+};
+
+/// Full path of the directory that holds the stores.
+std::wstring StoresDirectory();
+
+/// Names of the directories that hold an info file, in directory-search order.
+std::vector<std::wstring> ListStores();
+
+CStoreEntry ReadStore(const std::wstring& name);
+
+/// Writes a store's info file anew, through a file beside it, so that a failure leaves the old one. Throws
+/// CCommandError.
+void WriteStore(const CStoreEntry& store);
+
+/// Why an exception came, as far as it tells.
+std::wstring DescribeException(const std::exception& error);

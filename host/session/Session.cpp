@@ -1,0 +1,63 @@
+#include "Session.h"
+
+#include "ComResult.h"
+#include "Process.h"
+#include "SessionObserver.h"
+
+#include <array>
+#include <atomic>
+
+namespace
+{
+std::atomic<ISessionObserver*> g_observer{nullptr};
+}
+
+void SetSessionObserver(ISessionObserver* observer) noexcept { g_observer = observer; }
+
+STDMETHODIMP CSession::get_UserName(BSTR* pName)
+{
+    std::array<wchar_t, 257> name{};
+    DWORD size = static_cast<DWORD>(name.size());
+    if (pName == nullptr)
+        return E_POINTER;
+    if (!GetUserNameW(name.data(), &size))
+        return HRESULT_FROM_WIN32(GetLastError());
+    return ReturnText(name.data(), pName);
+}
+
+STDMETHODIMP CSession::get_ComputerName(BSTR* pName)
+{
+    std::array<wchar_t, MAX_COMPUTERNAME_LENGTH + 1> name{};
+    DWORD size = static_cast<DWORD>(name.size());
+    if (pName == nullptr)
+        return E_POINTER;
+    if (!GetComputerNameW(name.data(), &size))
+        return HRESULT_FROM_WIN32(GetLastError());
+    return ReturnText(name.data(), pName);
+}
+
+STDMETHODIMP CSession::get_SessionId(unsigned long* pId)
+{
+    if (pId == nullptr)
+        return E_POINTER;
+    return ProcessIdToSessionId(GetCurrentProcessId(), pId) ? S_OK : HRESULT_FROM_WIN32(GetLastError());
+}
+
+STDMETHODIMP CSession::get_IsRemote(VARIANT_BOOL* pRemote)
+{
+    if (pRemote == nullptr)
+        return E_POINTER;
+    *pRemote = GetSystemMetrics(SM_REMOTESESSION) != 0 ? VARIANT_TRUE : VARIANT_FALSE;
+    return S_OK;
+}
+
+STDMETHODIMP CSession::GetProcess(unsigned long processId, IDispatch** ppProcess)
+{
+    if (ppProcess == nullptr)
+        return E_POINTER;
+    *ppProcess = nullptr;
+    const std::wstring path = CProcess::ReadPath(processId);
+    if (ISessionObserver* observer = g_observer)
+        observer->OnProcessRequested(processId, path.c_str());
+    return path.empty() ? S_OK : CProcess::Create(processId, path, ppProcess);
+}

@@ -1,0 +1,31 @@
+#pragma once
+
+// What scripts see as "Session": who is logged on where, and the process object of a process identifier.
+
+#include "HostInterfaces.h"
+#include "resource.h"
+
+#include <atlbase.h>
+#include <atlcom.h>
+
+class ATL_NO_VTABLE CSession : public CComObjectRootEx<CComSingleThreadModel>,
+                               public CComCoClass<CSession, &CLSID_Session>,
+                               public IDispatchImpl<ISession, &IID_ISession, &LIBID_TalvinorSessionLib, 1, 0>
+{
+public:
+    DECLARE_REGISTRY_RESOURCEID(IDR_SESSION)
+    DECLARE_NOT_AGGREGATABLE(CSession)
+
+    BEGIN_COM_MAP(CSession)
+    COM_INTERFACE_ENTRY(ISession)
+    COM_INTERFACE_ENTRY(IDispatch)
+    END_COM_MAP()
+
+    STDMETHOD(get_UserName)(BSTR* pName) override;
+    STDMETHOD(get_ComputerName)(BSTR* pName) override;
+    STDMETHOD(get_SessionId)(unsigned long* pId) override;
+    STDMETHOD(get_IsRemote)(VARIANT_BOOL* pRemote) override;
+
+    /// S_OK with a null process when there is no such process or it cannot be looked into.
+    STDMETHOD(GetProcess)(unsigned long processId, IDispatch** ppProcess) override;
+};

@@ -1,0 +1,30 @@
+#pragma once
+
+// A For Each enumerator over a fixed list of objects.
+
+#include <windows.h>
+
+#include <atlbase.h>
+#include <atlcom.h>
+
+#include <vector>
+
+class ATL_NO_VTABLE CVariantEnumerator : public CComObjectRootEx<CComSingleThreadModel>, public IEnumVARIANT
+{
+public:
+    BEGIN_COM_MAP(CVariantEnumerator)
+    COM_INTERFACE_ENTRY(IEnumVARIANT)
+    END_COM_MAP()
+
+    /// Starts at position; the enumerator keeps a reference on every item.
+    static HRESULT Create(std::vector<CComPtr<IDispatch>> items, std::size_t position, IUnknown** ppEnum);
+
+    STDMETHOD(Next)(ULONG count, VARIANT* items, ULONG* fetched) override;
+    STDMETHOD(Skip)(ULONG count) override;
+    STDMETHOD(Reset)() override;
+    STDMETHOD(Clone)(IEnumVARIANT** ppEnum) override;
+
+private:
+    std::vector<CComPtr<IDispatch>> m_items;
+    std::size_t m_position = 0;
+};
