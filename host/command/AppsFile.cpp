@@ -12,8 +12,7 @@
 #include <fstream>
 #include <string_view>
 
-namespace
-{
+namespace {
 using nlohmann::json;
 
 constexpr std::array<std::pair<std::wstring_view, _STATE_CHANGE_TYPE>, 7> StateNames{{
@@ -29,20 +28,18 @@ constexpr std::array<std::pair<std::wstring_view, _STATE_CHANGE_TYPE>, 7> StateN
 constexpr std::array<std::string_view, 7> KnownKeys{"friendlyName", "executables", "windowTitles", "windowClasses",
                                                     "stateChanges", "saveScript",  "restoreScript"};
 
-[[noreturn]] void Refuse(const std::wstring& text) { throw CCommandError(ExitCode::BadInput, text); }
+[[noreturn]] void Refuse(const std::wstring& text) {
+    throw CCommandError(ExitCode::BadInput, text);
+}
 
 /// One application's entry, with the words that say where in the file a mistake is.
-class CAppEntry
-{
+class CAppEntry {
 public:
     CAppEntry(const json& entry, const std::filesystem::path& file, std::size_t number)
         : m_entry(entry), m_directory(file.parent_path()),
-          m_where(L"'" + file.wstring() + L"', application " + std::to_wstring(number) + L": ")
-    {
-    }
+          m_where(L"'" + file.wstring() + L"', application " + std::to_wstring(number) + L": ") {}
 
-    std::unique_ptr<CDocumentScript> Read() const
-    {
+    std::unique_ptr<CDocumentScript> Read() const {
         RefuseStrangeShape();
         auto script = std::make_unique<CDocumentScript>();
         script->SetAppFriendlyName(Text("friendlyName", true));
@@ -66,8 +63,7 @@ public:
 
 private:
     /// A mistyped key must not silently leave an application unprotected.
-    void RefuseStrangeShape() const
-    {
+    void RefuseStrangeShape() const {
         if (!m_entry.is_object())
             Refuse(m_where + L"not an object.");
         for (const auto& item : m_entry.items())
@@ -75,8 +71,7 @@ private:
                 Refuse(m_where + L"unknown key '" + FromUtf8(item.key()) + L"'.");
     }
 
-    std::wstring Text(const char* key, bool required) const
-    {
+    std::wstring Text(const char* key, bool required) const {
         const auto found = m_entry.find(key);
         if (found == m_entry.end() && !required)
             return {};
@@ -85,8 +80,7 @@ private:
         return FromUtf8(found->get_ref<const std::string&>());
     }
 
-    std::vector<std::wstring> List(const char* key) const
-    {
+    std::vector<std::wstring> List(const char* key) const {
         const auto found = m_entry.find(key);
         if (found == m_entry.end())
             return {};
@@ -100,8 +94,7 @@ private:
         return result;
     }
 
-    unsigned long StateChanges() const
-    {
+    unsigned long StateChanges() const {
         unsigned long mask = 0;
         for (const auto& name : List("stateChanges"))
             mask |= static_cast<unsigned long>(StateChangeFromName(name));
@@ -110,8 +103,7 @@ private:
         return mask;
     }
 
-    void LoadScript(CScript& script, const std::wstring& name) const
-    {
+    void LoadScript(CScript& script, const std::wstring& name) const {
         const std::filesystem::path path = m_directory / std::filesystem::path(name);
         const std::wstring extension = path.extension().wstring();
         if (_wcsicmp(extension.c_str(), L".vbs") == 0)
@@ -131,8 +123,7 @@ private:
 };
 } // namespace
 
-_STATE_CHANGE_TYPE StateChangeFromName(const std::wstring& name)
-{
+_STATE_CHANGE_TYPE StateChangeFromName(const std::wstring& name) {
     std::wstring plain;
     for (const wchar_t c : name)
         if (c != L'-')
@@ -145,19 +136,15 @@ _STATE_CHANGE_TYPE StateChangeFromName(const std::wstring& name)
            L"force-shutdown.");
 }
 
-ProtectedApps ReadAppsFile(const std::wstring& path)
-{
+ProtectedApps ReadAppsFile(const std::wstring& path) {
     const std::filesystem::path file(path);
     std::ifstream stream(file, std::ios::binary);
     if (!stream)
         Refuse(L"the applications file '" + path + L"' cannot be opened.");
     json document;
-    try
-    {
+    try {
         document = json::parse(stream);
-    }
-    catch (const json::exception& error)
-    {
+    } catch (const json::exception& error) {
         Refuse(L"the applications file '" + path + L"' is not valid JSON: " + FromUtf8(error.what()));
     }
     if (!document.is_object() || !document.contains("applications") || !document["applications"].is_array())

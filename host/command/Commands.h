@@ -15,8 +15,7 @@ ExitCode RunHistory(bool asJson);
 
 /// What to restore: every unrecovered document, or what a name stands for (a store's directory or its path, or a
 /// document's name or the path of its saved copy).
-struct CRestoreRequest
-{
+struct CRestoreRequest {
     bool all = false;
     std::wstring target;
     std::wstring appsFile;

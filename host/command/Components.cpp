@@ -7,25 +7,23 @@
 
 #include <atlbase.h>
 
-CHostApartment::CHostApartment()
-{
+CHostApartment::CHostApartment() {
     if (FAILED(CoInitializeEx(nullptr, COINIT_MULTITHREADED)))
         throw CCommandError(ExitCode::Failed, L"COM could not be initialised.");
 }
 
-CHostApartment::~CHostApartment() { CoUninitialize(); }
+CHostApartment::~CHostApartment() {
+    CoUninitialize();
+}
 
-namespace
-{
-[[noreturn]] void Missing(const wchar_t* what, const wchar_t* file)
-{
-    throw CCommandError(ExitCode::NotRegistered, std::wstring(what) + L" is not registered on this machine; run: regsvr32 " +
-                                                     file);
+namespace {
+[[noreturn]] void Missing(const wchar_t* what, const wchar_t* file) {
+    throw CCommandError(ExitCode::NotRegistered,
+                        std::wstring(what) + L" is not registered on this machine; run: regsvr32 " + file);
 }
 } // namespace
 
-void RequireComponents()
-{
+void RequireComponents() {
     CComPtr<ITypeLib> library;
     if (FAILED(LoadRegTypeLib(LIBID_QuorlineLib, 5, 0, LOCALE_NEUTRAL, &library)))
         Missing(L"the scripting library", L"Quorline.dll");

@@ -4,8 +4,7 @@
 
 /// A multi-threaded apartment for the command's thread: the library's worker calls the host's objects, and nobody here
 /// pumps messages for it.
-class CHostApartment
-{
+class CHostApartment {
 public:
     CHostApartment();
     ~CHostApartment();

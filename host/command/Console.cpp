@@ -4,8 +4,7 @@
 
 #include <cstdio>
 
-std::string ToUtf8(std::wstring_view text)
-{
+std::string ToUtf8(std::wstring_view text) {
     const int size = static_cast<int>(text.size());
     const int needed = WideCharToMultiByte(CP_UTF8, 0, text.data(), size, nullptr, 0, nullptr, nullptr);
     std::string result(static_cast<std::size_t>(needed), '\0');
@@ -13,8 +12,7 @@ std::string ToUtf8(std::wstring_view text)
     return result;
 }
 
-std::wstring FromUtf8(std::string_view text)
-{
+std::wstring FromUtf8(std::string_view text) {
     const int size = static_cast<int>(text.size());
     const int needed = MultiByteToWideChar(CP_UTF8, 0, text.data(), size, nullptr, 0);
     std::wstring result(static_cast<std::size_t>(needed), L'\0');
@@ -22,16 +20,18 @@ std::wstring FromUtf8(std::string_view text)
     return result;
 }
 
-namespace
-{
-void Write(std::FILE* stream, std::wstring_view text)
-{
+namespace {
+void Write(std::FILE* stream, std::wstring_view text) {
     const std::string line = ToUtf8(text) + "\n";
     std::fwrite(line.data(), 1, line.size(), stream);
     std::fflush(stream);
 }
 } // namespace
 
-void PrintLine(std::wstring_view text) { Write(stdout, text); }
+void PrintLine(std::wstring_view text) {
+    Write(stdout, text);
+}
 
-void PrintError(std::wstring_view text) { Write(stderr, std::wstring(L"quorline: ").append(text)); }
+void PrintError(std::wstring_view text) {
+    Write(stderr, std::wstring(L"quorline: ").append(text));
+}

@@ -6,8 +6,7 @@
 #include <string>
 #include <utility>
 
-enum class ExitCode : int
-{
+enum class ExitCode : int {
     Done = 0,
     Failed = 1,        ///< something that should have worked did not
     BadInput = 2,      ///< the command line or a file given on it is wrong
@@ -16,8 +15,7 @@ enum class ExitCode : int
 };
 
 /// Ends a command with one line of text for the user.
-class CCommandError : public std::exception
-{
+class CCommandError : public std::exception {
 public:
     CCommandError(ExitCode code, std::wstring text) : m_code(code), m_text(std::move(text)) {}
 

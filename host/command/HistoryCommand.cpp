@@ -8,25 +8,21 @@
 
 #include <algorithm>
 
-namespace
-{
+namespace {
 using nlohmann::ordered_json;
 
-bool IsRecovered(const CInternalSavedDocument* document)
-{
-    return const_cast<CInternalSavedDocument*>(document)->GetStatus() == TEMP_DOCUMENT_RECOVERED;
+bool IsRecovered(const CInternalSavedDocument* document) {
+    return document->GetStatus() == TEMP_DOCUMENT_RECOVERED;
 }
 
-std::wstring Text(const CInternalSavedDocument* document, void (CInternalSavedDocument::*get)(std::wstring&) const)
-{
+std::wstring Text(const CInternalSavedDocument* document, void (CInternalSavedDocument::*get)(std::wstring&) const) {
     std::wstring value;
     (document->*get)(value);
     return value;
 }
 
 /// Unrecovered documents and the stores that hold some come first; otherwise the order stays.
-std::vector<CStoreEntry> ReadInOrder()
-{
+std::vector<CStoreEntry> ReadInOrder() {
     std::vector<CStoreEntry> stores;
     for (const auto& name : ListStores())
         stores.push_back(ReadStore(name));
@@ -37,15 +33,14 @@ std::vector<CStoreEntry> ReadInOrder()
     return stores;
 }
 
-std::vector<CInternalSavedDocument*> DocumentsInOrder(const CStoreEntry& store)
-{
+std::vector<CInternalSavedDocument*> DocumentsInOrder(const CStoreEntry& store) {
     auto documents = store.Documents();
-    std::stable_partition(documents.begin(), documents.end(), [](const auto* document) { return !IsRecovered(document); });
+    std::stable_partition(documents.begin(), documents.end(),
+                          [](const auto* document) { return !IsRecovered(document); });
     return documents;
 }
 
-ordered_json DocumentJson(const CInternalSavedDocument* document)
-{
+ordered_json DocumentJson(const CInternalSavedDocument* document) {
     const auto text = [&](auto get) { return ToUtf8(Text(document, get)); };
     return {{"name", text(&CInternalSavedDocument::GetDocName)},
             {"originalPath", text(&CInternalSavedDocument::GetDocOriginalPath)},
@@ -57,20 +52,15 @@ ordered_json DocumentJson(const CInternalSavedDocument* document)
             {"recovered", IsRecovered(document)}};
 }
 
-void PrintJson(const std::vector<CStoreEntry>& stores)
-{
+void PrintJson(const std::vector<CStoreEntry>& stores) {
     ordered_json list = ordered_json::array();
-    for (const auto& store : stores)
-    {
+    for (const auto& store : stores) {
         ordered_json entry{{"name", ToUtf8(store.name)}, {"directory", ToUtf8(store.directory)}};
-        if (store.info)
-        {
+        if (store.info) {
             entry["documents"] = ordered_json::array();
             for (const auto* document : DocumentsInOrder(store))
                 entry["documents"].push_back(DocumentJson(document));
-        }
-        else
-        {
+        } else {
             entry["problem"] = ToUtf8(store.problem);
         }
         list.push_back(std::move(entry));
@@ -78,16 +68,13 @@ void PrintJson(const std::vector<CStoreEntry>& stores)
     PrintLine(FromUtf8(ordered_json{{"stores", std::move(list)}}.dump(2)));
 }
 
-void PrintTable(const std::vector<CStoreEntry>& stores)
-{
+void PrintTable(const std::vector<CStoreEntry>& stores) {
     std::size_t unrecovered = 0;
-    for (const auto& store : stores)
-    {
+    for (const auto& store : stores) {
         PrintLine(store.name);
         if (!store.info)
             PrintLine(L"  unreadable   " + store.problem);
-        for (const auto* document : DocumentsInOrder(store))
-        {
+        for (const auto* document : DocumentsInOrder(store)) {
             const bool recovered = IsRecovered(document);
             unrecovered += recovered ? 0 : 1;
             PrintLine((recovered ? L"  recovered    " : L"  unrecovered  ") +
@@ -99,8 +86,7 @@ void PrintTable(const std::vector<CStoreEntry>& stores)
 }
 } // namespace
 
-ExitCode RunHistory(bool asJson)
-{
+ExitCode RunHistory(bool asJson) {
     const CHostApartment apartment;
     const auto stores = ReadInOrder();
     if (asJson)

@@ -2,11 +2,9 @@
 
 #include "ExitCode.h"
 
-namespace
-{
+namespace {
 /// The answer of a property that cannot fail otherwise.
-template <class T> HRESULT Return(T value, T* result)
-{
+template <class T> HRESULT Return(T value, T* result) {
     if (result == nullptr)
         return E_POINTER;
     *result = value;
@@ -14,8 +12,7 @@ template <class T> HRESULT Return(T value, T* result)
 }
 } // namespace
 
-CComPtr<IStateChangeInstance> CHostStateChange::Announce(_STATE_CHANGE_TYPE state)
-{
+CComPtr<IStateChangeInstance> CHostStateChange::Announce(_STATE_CHANGE_TYPE state) {
     CComObject<CHostStateChange>* object = nullptr;
     if (FAILED(CComObject<CHostStateChange>::CreateInstance(&object)))
         throw CCommandError(ExitCode::Failed, L"the state change could not be announced.");
@@ -27,21 +24,27 @@ CComPtr<IStateChangeInstance> CHostStateChange::Announce(_STATE_CHANGE_TYPE stat
     return owner;
 }
 
-STDMETHODIMP CHostStateChange::get_NewState(long* pState) { return Return(static_cast<long>(m_state), pState); }
+STDMETHODIMP CHostStateChange::get_NewState(long* pState) {
+    return Return(static_cast<long>(m_state), pState);
+}
 
-STDMETHODIMP CHostStateChange::get_Invoker(long* pInvoker) { return Return(0L, pInvoker); }
+STDMETHODIMP CHostStateChange::get_Invoker(long* pInvoker) {
+    return Return(0L, pInvoker);
+}
 
-STDMETHODIMP CHostStateChange::get_Flags(long* pFlags) { return Return(0L, pFlags); }
+STDMETHODIMP CHostStateChange::get_Flags(long* pFlags) {
+    return Return(0L, pFlags);
+}
 
-STDMETHODIMP CHostStateChange::get_Timestamp(hyper* pTimestamp) { return Return(m_timestamp, pTimestamp); }
+STDMETHODIMP CHostStateChange::get_Timestamp(hyper* pTimestamp) {
+    return Return(m_timestamp, pTimestamp);
+}
 
-STDMETHODIMP CHostStateChange::get_Vetoed(VARIANT_BOOL* pVetoed)
-{
+STDMETHODIMP CHostStateChange::get_Vetoed(VARIANT_BOOL* pVetoed) {
     return Return(static_cast<VARIANT_BOOL>(m_vetoed ? VARIANT_TRUE : VARIANT_FALSE), pVetoed);
 }
 
-STDMETHODIMP CHostStateChange::put_Vetoed(VARIANT_BOOL vetoed)
-{
+STDMETHODIMP CHostStateChange::put_Vetoed(VARIANT_BOOL vetoed) {
     m_vetoed = vetoed != VARIANT_FALSE;
     return S_OK;
 }

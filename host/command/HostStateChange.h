@@ -11,8 +11,7 @@
 
 #include <atomic>
 
-class ATL_NO_VTABLE CHostStateChange : public CComObjectRootEx<CComMultiThreadModel>, public IStateChangeInstance
-{
+class CHostStateChange : public CComObjectRootEx<CComMultiThreadModel>, public IStateChangeInstance {
 public:
     BEGIN_COM_MAP(CHostStateChange)
     COM_INTERFACE_ENTRY(IStateChangeInstance)

@@ -5,10 +5,8 @@
 #include <fstream>
 #include <iterator>
 
-namespace
-{
-struct CAccessor
-{
+namespace {
+struct CAccessor {
     void (CInternalSavedDocument::*get)(std::wstring&) const;
     void (CInternalSavedDocument::*set)(const std::wstring&);
 };
@@ -24,8 +22,7 @@ constexpr std::array<CAccessor, 7> Texts{{
 }};
 
 /// Name of the element that a line opens, empty when it opens none. The lines' ends are cut off.
-std::string_view OpenedElement(std::string_view line)
-{
+std::string_view OpenedElement(std::string_view line) {
     const std::size_t begin = line.find_first_not_of('\t');
     if (begin == std::string_view::npos || line[begin] != '<' || line.back() != '>')
         return {};
@@ -33,16 +30,13 @@ std::string_view OpenedElement(std::string_view line)
     return name.find_first_of("</?&> \t") == std::string_view::npos ? name : std::string_view();
 }
 
-std::string_view WithoutEnd(std::string_view line)
-{
+std::string_view WithoutEnd(std::string_view line) {
     return !line.empty() && line.back() == '\r' ? line.substr(0, line.size() - 1) : line;
 }
 
-std::string Escape(std::string_view value)
-{
+std::string Escape(std::string_view value) {
     std::string result;
-    for (const char c : value)
-    {
+    for (const char c : value) {
         if (c == '&')
             result += "&amp;";
         else if (c == '<')
@@ -54,22 +48,19 @@ std::string Escape(std::string_view value)
 }
 } // namespace
 
-std::string MendInfoText(std::string_view text)
-{
+std::string MendInfoText(std::string_view text) {
     std::vector<std::string_view> lines;
-    for (std::size_t begin = 0; begin <= text.size();)
-    {
+    for (std::size_t begin = 0; begin <= text.size();) {
         const std::size_t end = std::min(text.find('\n', begin), text.size());
         lines.push_back(text.substr(begin, end - begin));
         begin = end + 1;
     }
     std::string result;
-    for (std::size_t i = 0; i < lines.size(); ++i)
-    {
+    for (std::size_t i = 0; i < lines.size(); ++i) {
         // A value stands between its opening line and its closing tag, which begins the line after it.
         const std::string_view element = i > 0 ? OpenedElement(WithoutEnd(lines[i - 1])) : std::string_view();
-        const bool isValue = !element.empty() && i + 1 < lines.size() &&
-                             WithoutEnd(lines[i + 1]) == "</" + std::string(element) + ">";
+        const bool isValue =
+            !element.empty() && i + 1 < lines.size() && WithoutEnd(lines[i + 1]) == "</" + std::string(element) + ">";
         result += isValue ? Escape(lines[i]) : std::string(lines[i]);
         if (i + 1 < lines.size())
             result += '\n';
@@ -77,8 +68,7 @@ std::string MendInfoText(std::string_view text)
     return result;
 }
 
-bool WriteMendedInfoFile(const std::wstring& source, const std::wstring& target)
-{
+bool WriteMendedInfoFile(const std::wstring& source, const std::wstring& target) {
     std::ifstream input(std::filesystem::path(source), std::ios::binary);
     const std::string text((std::istreambuf_iterator<char>(input)), std::istreambuf_iterator<char>());
     if (!input)
@@ -89,11 +79,9 @@ bool WriteMendedInfoFile(const std::wstring& source, const std::wstring& target)
     return output.good();
 }
 
-std::wstring MakeWritable(const std::wstring& value)
-{
+std::wstring MakeWritable(const std::wstring& value) {
     std::wstring result;
-    for (const wchar_t c : value)
-    {
+    for (const wchar_t c : value) {
         if (c == L'&')
             result += L"&amp;";
         else if (c == L'<')
@@ -106,13 +94,10 @@ std::wstring MakeWritable(const std::wstring& value)
     return result;
 }
 
-CWritableRecords::CWritableRecords(std::vector<CInternalSavedDocument*> records)
-{
-    for (CInternalSavedDocument* record : records)
-    {
+CWritableRecords::CWritableRecords(std::vector<CInternalSavedDocument*> records) {
+    for (CInternalSavedDocument* record : records) {
         CValues values{record, {}};
-        for (const auto& text : Texts)
-        {
+        for (const auto& text : Texts) {
             std::wstring value;
             (record->*text.get)(value);
             values.texts.push_back(value);
@@ -123,8 +108,7 @@ CWritableRecords::CWritableRecords(std::vector<CInternalSavedDocument*> records)
     }
 }
 
-CWritableRecords::~CWritableRecords()
-{
+CWritableRecords::~CWritableRecords() {
     for (const auto& values : m_values)
         for (std::size_t i = 0; i < Texts.size(); ++i)
             (values.record->*Texts[i].set)(values.texts[i]);

@@ -19,8 +19,7 @@ std::string MendInfoText(std::string_view text);
 std::wstring MakeWritable(const std::wstring& value);
 
 /// Makes the values of records writable for as long as it lives, and gives them their own back.
-class CWritableRecords
-{
+class CWritableRecords {
 public:
     explicit CWritableRecords(std::vector<CInternalSavedDocument*> records);
     ~CWritableRecords();
@@ -29,8 +28,7 @@ public:
     CWritableRecords& operator=(const CWritableRecords&) = delete;
 
 private:
-    struct CValues
-    {
+    struct CValues {
         CInternalSavedDocument* record;
         std::vector<std::wstring> texts;
     };

@@ -3,41 +3,37 @@
 #include "Components.h"
 #include "Console.h"
 #include "InternalSavedDocument.h"
+#include "OperationThread.h"
 #include "RestoreDocumentScriptOp.h"
 #include "ScriptError.h"
-#include "ScriptExecution/AsyncRunner.h"
 #include "StoreCatalog.h"
 #include "protection/ProcessInfo.h"
 
 #include <algorithm>
 
-namespace
-{
-bool SameText(const std::wstring& left, const std::wstring& right) { return _wcsicmp(left.c_str(), right.c_str()) == 0; }
+namespace {
+bool SameText(const std::wstring& left, const std::wstring& right) {
+    return _wcsicmp(left.c_str(), right.c_str()) == 0;
+}
 
-std::wstring Text(const CInternalSavedDocument& document, void (CInternalSavedDocument::*get)(std::wstring&) const)
-{
+std::wstring Text(const CInternalSavedDocument& document, void (CInternalSavedDocument::*get)(std::wstring&) const) {
     std::wstring value;
     (document.*get)(value);
     return value;
 }
 
 /// Reads the script's error before the operation gives up its runner.
-class CRestoreOp : public CRestoreDocumentScriptOp
-{
+class CRestoreOp : public CRestoreDocumentScriptOp {
 public:
-    long Run() override
-    {
+    long Run() override {
         m_result = CRestoreDocumentScriptOp::Run();
         m_hasError = m_runner.GetErrorInfo(m_error.source, m_error.description, m_error.line, m_error.character);
         return m_result;
     }
 
     /// Empty when the script ran to its end.
-    std::wstring DescribeFailure(const std::wstring& script) const
-    {
-        if (m_hasError)
-        {
+    std::wstring DescribeFailure(const std::wstring& script) const {
+        if (m_hasError) {
             CScriptError error = m_error;
             error.script = script;
             return error.Describe();
@@ -51,35 +47,29 @@ private:
     CScriptError m_error;
 };
 
-struct CSelected
-{
+struct CSelected {
     CStoreEntry* store;
     CInternalSavedDocument* document;
 };
 
-bool IsStoreNamed(const CStoreEntry& store, const std::wstring& target)
-{
+bool IsStoreNamed(const CStoreEntry& store, const std::wstring& target) {
     return SameText(store.name, target) || SameText(store.directory, target);
 }
 
-bool IsDocumentNamed(const CInternalSavedDocument& document, const std::wstring& target)
-{
+bool IsDocumentNamed(const CInternalSavedDocument& document, const std::wstring& target) {
     const std::wstring copy = Text(document, &CInternalSavedDocument::GetDocTempPath);
     return SameText(copy, target) || SameText(copy.substr(copy.find_last_of(L'\\') + 1), target) ||
            SameText(Text(document, &CInternalSavedDocument::GetDocName), target);
 }
 
 /// Without a document's own name only those are taken that no script was started for yet.
-std::vector<CSelected> Select(std::vector<CStoreEntry>& stores, const CRestoreRequest& request)
-{
+std::vector<CSelected> Select(std::vector<CStoreEntry>& stores, const CRestoreRequest& request) {
     std::vector<CSelected> selected;
     bool known = request.all;
-    for (auto& store : stores)
-    {
+    for (auto& store : stores) {
         const bool whole = request.all || IsStoreNamed(store, request.target);
         known = known || whole;
-        for (auto* document : store.Documents())
-        {
+        for (auto* document : store.Documents()) {
             const bool named = !request.all && IsDocumentNamed(*document, request.target);
             known = known || named;
             if (named || (whole && document->GetStatus() != TEMP_DOCUMENT_RECOVERED))
@@ -92,8 +82,7 @@ std::vector<CSelected> Select(std::vector<CStoreEntry>& stores, const CRestoreRe
 }
 
 /// The application whose restore script the record names, or else the one that the saving program belongs to.
-const CDocumentScript* FindApp(const ProtectedApps& apps, const CInternalSavedDocument& document)
-{
+const CDocumentScript* FindApp(const ProtectedApps& apps, const CInternalSavedDocument& document) {
     const std::wstring script = Text(document, &CInternalSavedDocument::GetRestoreScriptName);
     CProcessInfo process;
     process.m_imageName = Text(document, &CInternalSavedDocument::GetAppExeImageName);
@@ -109,8 +98,7 @@ const CDocumentScript* FindApp(const ProtectedApps& apps, const CInternalSavedDo
 }
 
 /// Empty when the document was restored, else why not.
-std::wstring Restore(const CSelected& selected, const ProtectedApps& apps)
-{
+std::wstring Restore(const CSelected& selected, const ProtectedApps& apps) {
     const CDocumentScript* app = FindApp(apps, *selected.document);
     if (app == nullptr)
         return L"no application in the applications file has its restore script";
@@ -119,12 +107,9 @@ std::wstring Restore(const CSelected& selected, const ProtectedApps& apps)
 
     CRestoreOp op;
     op.SetSavedDocument(document);
-    CAsyncRunner runner;
-    runner.Start(&op);
-    runner.WaitForFinish();
+    RunOnWorker(op);
 
-    if (op.GetSavedDocument().GetStatus() == TEMP_DOCUMENT_RECOVERED)
-    {
+    if (op.GetSavedDocument().GetStatus() == TEMP_DOCUMENT_RECOVERED) {
         selected.document->SetStatus(TEMP_DOCUMENT_RECOVERED);
         WriteStore(*selected.store);
     }
@@ -132,8 +117,7 @@ std::wstring Restore(const CSelected& selected, const ProtectedApps& apps)
 }
 } // namespace
 
-ExitCode RunRestore(const CRestoreRequest& request)
-{
+ExitCode RunRestore(const CRestoreRequest& request) {
     const ProtectedApps apps = ReadAppsFile(request.appsFile);
     const CHostApartment apartment;
     RequireComponents();
@@ -147,8 +131,7 @@ ExitCode RunRestore(const CRestoreRequest& request)
 
     const auto selected = Select(stores, request);
     std::vector<std::wstring> failed;
-    for (std::size_t i = 0; i < selected.size(); ++i)
-    {
+    for (std::size_t i = 0; i < selected.size(); ++i) {
         const std::wstring copy = Text(*selected[i].document, &CInternalSavedDocument::GetDocTempPath);
         PrintLine(L"restoring  " + std::to_wstring(i + 1) + L" of " + std::to_wstring(selected.size()) + L": " + copy);
         const std::wstring trouble = Restore(selected[i], apps);

@@ -4,21 +4,22 @@
 #include "Console.h"
 #include "HostStateChange.h"
 #include "InternalSavedDocument.h"
+#include "OperationThread.h"
 #include "SaveRecorder.h"
 #include "ScriptError.h"
-#include "ScriptExecution/AsyncRunner.h"
 #include "ScriptExecution/StateChangeScriptOp.h"
 #include "logging/Exceptions.h"
 
-namespace
-{
-/// The runner does not look at the result of Run; the command does.
-class CSaveOp : public CStateChangeScriptOp
-{
+namespace {
+/// The runner neither looks at the result of Run nor survives an exception out of it; the command wants both.
+class CSaveOp : public CStateChangeScriptOp {
 public:
-    long Run() override
-    {
-        m_result = CStateChangeScriptOp::Run();
+    long Run() override {
+        try {
+            m_result = CStateChangeScriptOp::Run();
+        } catch (const CMorvaneException&) {
+            // Logged where it was thrown; the result stays a failure.
+        }
         return m_result;
     }
 
@@ -28,8 +29,7 @@ private:
     long m_result = E_FAIL;
 };
 
-CScriptError TakeError(CSaveOp& op)
-{
+CScriptError TakeError(CSaveOp& op) {
     CComBSTR script;
     CComBSTR source;
     CComBSTR description;
@@ -42,27 +42,23 @@ CScriptError TakeError(CSaveOp& op)
     return error;
 }
 
-FILETIME TimeOf(IStateChangeInstance* change)
-{
+FILETIME TimeOf(IStateChangeInstance* change) {
     hyper ticks = 0;
     change->get_Timestamp(&ticks);
     return {static_cast<DWORD>(ticks & 0xFFFFFFFF), static_cast<DWORD>(ticks >> 32)};
 }
 
-void PrintRuns(const CSaveRecorder& recorder)
-{
+void PrintRuns(const CSaveRecorder& recorder) {
     for (const auto& run : recorder.GetRuns())
-        PrintLine(L"protected  " + (run.app ? run.app->GetAppFriendlyName() : L"(unknown application)") + L", process " +
-                  std::to_wstring(run.processId) + L", " + run.path);
+        PrintLine(L"protected  " + (run.app ? run.app->GetAppFriendlyName() : L"(unknown application)") +
+                  L", process " + std::to_wstring(run.processId) + L", " + run.path);
     if (recorder.GetRuns().empty())
         PrintLine(L"protected  nothing: no protected application is running");
 }
 
-void PrintDocuments(const CStoreEntry& store)
-{
+void PrintDocuments(const CStoreEntry& store) {
     PrintLine(L"store      " + store.directory);
-    for (const CInternalSavedDocument* document : store.Documents())
-    {
+    for (const CInternalSavedDocument* document : store.Documents()) {
         std::wstring path;
         document->GetDocTempPath(path);
         const bool there = GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
@@ -71,8 +67,7 @@ void PrintDocuments(const CStoreEntry& store)
 }
 } // namespace
 
-ExitCode RunSave(const std::wstring& stateName, const std::wstring& appsFile)
-{
+ExitCode RunSave(const std::wstring& stateName, const std::wstring& appsFile) {
     const _STATE_CHANGE_TYPE state = StateChangeFromName(stateName);
     const ProtectedApps apps = ReadAppsFile(appsFile);
     const CHostApartment apartment;
@@ -87,10 +82,8 @@ ExitCode RunSave(const std::wstring& stateName, const std::wstring& appsFile)
     CSaveOp op;
     op.SetScripts(&scripts);
     op.SetStateChangeInstance(change);
-    CAsyncRunner runner;
     PrintLine(L"state      " + stateName);
-    runner.Start(&op);
-    runner.WaitForFinish();
+    RunOnWorker(op);
 
     PrintRuns(recorder);
     if (const auto store = recorder.Complete(TimeOf(change)))
@@ -102,8 +95,7 @@ ExitCode RunSave(const std::wstring& stateName, const std::wstring& appsFile)
     change->get_Vetoed(&vetoed);
     if (hasError != VARIANT_FALSE)
         PrintLine(L"failed     " + TakeError(op).Describe());
-    if (vetoed != VARIANT_FALSE)
-    {
+    if (vetoed != VARIANT_FALSE) {
         PrintLine(L"vetoed     the machine must not enter " + stateName);
         return ExitCode::Vetoed;
     }

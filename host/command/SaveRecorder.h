@@ -12,12 +12,10 @@
 #include <string>
 #include <vector>
 
-class CSaveRecorder : public ISessionObserver
-{
+class CSaveRecorder : public ISessionObserver {
 public:
     /// One run of a save script.
-    struct CRun
-    {
+    struct CRun {
         DWORD processId;
         std::wstring path;          ///< of the process's executable
         const CDocumentScript* app; ///< whose script ran; null when it cannot be told

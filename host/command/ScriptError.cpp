@@ -1,7 +1,6 @@
 #include "ScriptError.h"
 
-std::wstring CScriptError::Describe() const
-{
+std::wstring CScriptError::Describe() const {
     std::wstring text = L"'" + script + L"'";
     if (line != 0)
         text += L", line " + std::to_wstring(line) + L", character " + std::to_wstring(character + 1);

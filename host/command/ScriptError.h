@@ -4,8 +4,7 @@
 
 #include <string>
 
-struct CScriptError
-{
+struct CScriptError {
     std::wstring script;
     std::wstring source;
     std::wstring description;

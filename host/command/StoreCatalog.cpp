@@ -11,20 +11,19 @@
 #include "ScriptExecution/DocumentStoreXMLWriter.h"
 #include "logging/Exceptions.h"
 
-namespace
-{
+namespace {
 const std::wstring InfoName = L"info.xml";
 
-bool IsFile(const std::wstring& path)
-{
+bool IsFile(const std::wstring& path) {
     const DWORD attributes = GetFileAttributesW(path.c_str());
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
 }
 
-bool HasTime(const FILETIME& time) { return time.dwLowDateTime != 0 || time.dwHighDateTime != 0; }
+bool HasTime(const FILETIME& time) {
+    return time.dwLowDateTime != 0 || time.dwHighDateTime != 0;
+}
 
-std::unique_ptr<CDocumentStoreInfo> ParseInfoFile(const std::wstring& path)
-{
+std::unique_ptr<CDocumentStoreInfo> ParseInfoFile(const std::wstring& path) {
     auto info = std::make_unique<CDocumentStoreInfo>();
     CDocumentStoreXMLReader(path).ReadDocumentStore(*info);
     return info;
@@ -32,54 +31,52 @@ std::unique_ptr<CDocumentStoreInfo> ParseInfoFile(const std::wstring& path)
 
 /// The info file is written without escapes, so that a document called "R&D" makes it malformed. What was meant is
 /// still plain from the layout; reading it so keeps such a store from being lost.
-std::unique_ptr<CDocumentStoreInfo> ParseMended(const std::wstring& path)
-{
+std::unique_ptr<CDocumentStoreInfo> ParseMended(const std::wstring& path) {
     const std::wstring mended = path + L".mended";
     if (!WriteMendedInfoFile(path, mended))
         return nullptr;
-    struct CRemoved
-    {
+    struct CRemoved {
         const std::wstring& path;
         ~CRemoved() { DeleteFileW(path.c_str()); }
     } removed{mended};
-    try
-    {
+    try {
         return ParseInfoFile(mended);
-    }
-    catch (const CMorvaneException&)
-    {
+    } catch (const CMorvaneException&) {
         return nullptr;
     }
 }
 } // namespace
 
-std::vector<CInternalSavedDocument*> CStoreEntry::Documents() const
-{
-    const auto* list = info ? info->GetInternalDocumentStore()->GetSavedDocumentList() : nullptr;
-    return list != nullptr ? *list : std::vector<CInternalSavedDocument*>();
+std::vector<CInternalSavedDocument*> CStoreEntry::Documents() const {
+    std::vector<CInternalSavedDocument*> documents;
+    if (info)
+        for (const auto& document : *info->GetInternalDocumentStore()->GetSavedDocumentList())
+            documents.push_back(document.get());
+    return documents;
 }
 
-bool CStoreEntry::HasStateChange() const { return info && HasTime(info->GetStateChangeInstance()->GetUTCTimestamp()); }
+bool CStoreEntry::HasStateChange() const {
+    return info && HasTime(info->GetStateChangeInstance()->GetUTCTimestamp());
+}
 
-std::wstring CStoreEntry::InfoPath() const { return JoinPath(directory, InfoName); }
+std::wstring CStoreEntry::InfoPath() const {
+    return JoinPath(directory, InfoName);
+}
 
-std::wstring StoresDirectory()
-{
+std::wstring StoresDirectory() {
     std::wstring base;
     CInternalDocumentStore::GetBaseDirectory(base);
     return base;
 }
 
-std::vector<std::wstring> ListStores()
-{
+std::vector<std::wstring> ListStores() {
     std::vector<std::wstring> names;
     const std::wstring base = StoresDirectory();
     WIN32_FIND_DATAW found{};
     const CUniqueFindHandle search(FindFirstFileW(JoinPath(base, L"*").c_str(), &found));
     if (!search)
         return names;
-    do
-    {
+    do {
         const std::wstring name = found.cFileName;
         if (name != L"." && name != L".." && (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0 &&
             IsFile(JoinPath(JoinPath(base, name), InfoName)))
@@ -88,30 +85,23 @@ std::vector<std::wstring> ListStores()
     return names;
 }
 
-CStoreEntry ReadStore(const std::wstring& name)
-{
+CStoreEntry ReadStore(const std::wstring& name) {
     CStoreEntry entry;
     entry.name = name;
     entry.directory = JoinPath(StoresDirectory(), name);
-    try
-    {
+    try {
         entry.info = ParseInfoFile(entry.InfoPath());
-    }
-    catch (const CXmlParseException& error)
-    {
+    } catch (const CXmlParseException& error) {
         entry.info = ParseMended(entry.InfoPath());
         if (!entry.info)
             entry.problem = DescribeException(error);
-    }
-    catch (const std::exception& error)
-    {
+    } catch (const std::exception& error) {
         entry.problem = DescribeException(error);
     }
     return entry;
 }
 
-void WriteStore(const CStoreEntry& store)
-{
+void WriteStore(const CStoreEntry& store) {
     CStateChangeInstance* change = store.info->GetStateChangeInstance();
     // A forced shutdown is written with a name that does not read back; a time without a type can be nothing else,
     // because only the two kinds of shutdown are ever written.
@@ -120,29 +110,24 @@ void WriteStore(const CStoreEntry& store)
 
     const std::wstring fresh = store.InfoPath() + L".new";
     const std::wstring failure = L"the info file of the store '" + store.name + L"' could not be written: ";
-    try
-    {
+    try {
         const CWritableRecords writable(store.Documents());
         CDocumentStoreInfo info(store.HasStateChange() ? change : nullptr, store.info->GetInternalDocumentStore());
         CDocumentStoreXMLWriter writer(fresh);
         writer.WriteDocumentStore(info);
         writer.Close();
-    }
-    catch (const std::exception& error)
-    {
+    } catch (const std::exception& error) {
         DeleteFileW(fresh.c_str());
         throw CCommandError(ExitCode::Failed, failure + DescribeException(error));
     }
-    if (!MoveFileExW(fresh.c_str(), store.InfoPath().c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
-    {
+    if (!MoveFileExW(fresh.c_str(), store.InfoPath().c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
         const DWORD code = GetLastError();
         DeleteFileW(fresh.c_str());
         throw CCommandError(ExitCode::Failed, failure + L"error " + std::to_wstring(code) + L".");
     }
 }
 
-std::wstring DescribeException(const std::exception& error)
-{
+std::wstring DescribeException(const std::exception& error) {
     std::wstring text;
     if (const auto* parse = dynamic_cast<const CXmlParseException*>(&error))
         text = parse->GetText();

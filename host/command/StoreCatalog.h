@@ -2,14 +2,15 @@
 
 // The document stores on disk, each with the directory it was found in. One unreadable store does not hide the others.
 
+#include "InternalSavedDocument.h"
 #include "ScriptExecution/DocumentStoreInfo.h"
+#include "ScriptExecution/StateChangeInstance.h"
 
 #include <memory>
 #include <string>
 #include <vector>
 
-struct CStoreEntry
-{
+struct CStoreEntry {
     std::wstring name;                        ///< of the directory: the local time of the change
     std::wstring directory;                   ///< full path
     std::unique_ptr<CDocumentStoreInfo> info; ///< null when the info file cannot be read

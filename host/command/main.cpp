@@ -8,14 +8,19 @@
 #include <CLI/CLI.hpp>
 
 #include <functional>
+#include <sstream>
 
-namespace
-{
+namespace {
 /// The command that was chosen, run after the whole line has been understood.
 using Action = std::function<ExitCode()>;
 
-void AddSave(CLI::App& app, Action& action)
-{
+void ForEachLine(const std::wstring& text, void (*print)(std::wstring_view)) {
+    std::wistringstream lines(text);
+    for (std::wstring line; std::getline(lines, line);)
+        print(line);
+}
+
+void AddSave(CLI::App& app, Action& action) {
     auto* command = app.add_subcommand("save", "Run the save scripts of the running protected applications");
     auto state = std::make_shared<std::string>();
     auto apps = std::make_shared<std::string>();
@@ -24,16 +29,14 @@ void AddSave(CLI::App& app, Action& action)
     command->callback([=, &action] { action = [=] { return RunSave(FromUtf8(*state), FromUtf8(*apps)); }; });
 }
 
-void AddHistory(CLI::App& app, Action& action)
-{
+void AddHistory(CLI::App& app, Action& action) {
     auto* command = app.add_subcommand("history", "List the saved documents, those not yet recovered first");
     auto json = std::make_shared<bool>(false);
     command->add_flag("--json", *json, "Print JSON");
     command->callback([=, &action] { action = [=] { return RunHistory(*json); }; });
 }
 
-void AddRestore(CLI::App& app, Action& action)
-{
+void AddRestore(CLI::App& app, Action& action) {
     auto* command = app.add_subcommand("restore", "Run the restore scripts of saved documents");
     auto all = std::make_shared<bool>(false);
     auto target = std::make_shared<std::string>();
@@ -49,16 +52,46 @@ void AddRestore(CLI::App& app, Action& action)
     });
 }
 
-std::vector<std::string> Utf8Arguments(int count, wchar_t** values)
-{
+/// The signing commands read their arguments themselves.
+void AddSigning(CLI::App& app, Action& action) {
+    struct CSigningCommand {
+        const char* name;
+        const char* description;
+        int (*run)(const CArguments&, std::wostream&, std::wostream&);
+    };
+    constexpr CSigningCommand Commands[] = {
+        {"sign", "Sign scripts: SCRIPT... [--cert FILE.pfx | --thumbprint T]", &RunSign},
+        {"verify", "Tell whether scripts are signed, unchanged and trusted: SCRIPT...", &RunVerify},
+        {"trust", "Trust a certificate on this machine: CERT", &RunTrust},
+        {"cert", "Make a development certificate: --new-development [--out FILE]", &RunCert}};
+    for (const auto& signing : Commands) {
+        auto* command = app.add_subcommand(signing.name, signing.description);
+        command->prefix_command();
+        command->set_help_flag();
+        command->callback([=, &action] {
+            action = [=] {
+                CArguments arguments;
+                for (const auto& argument : command->remaining())
+                    arguments.push_back(FromUtf8(argument));
+                std::wostringstream out;
+                std::wostringstream err;
+                const int result = signing.run(arguments, out, err);
+                ForEachLine(out.str(), &PrintLine);
+                ForEachLine(err.str(), &PrintError);
+                return static_cast<ExitCode>(result);
+            };
+        });
+    }
+}
+
+std::vector<std::string> Utf8Arguments(int count, wchar_t** values) {
     std::vector<std::string> arguments;
     for (int i = count - 1; i > 0; --i) // CLI11 takes them last first
         arguments.push_back(ToUtf8(values[i]));
     return arguments;
 }
 
-int Run(int count, wchar_t** values)
-{
+int Run(int count, wchar_t** values) {
     CLI::App app("Saves the open documents of protected applications before a power state change and restores them.",
                  "quorline");
     app.require_subcommand(1);
@@ -66,13 +99,10 @@ int Run(int count, wchar_t** values)
     AddSave(app, action);
     AddHistory(app, action);
     AddRestore(app, action);
-    AddSignerCommands(app, action);
-    try
-    {
+    AddSigning(app, action);
+    try {
         app.parse(Utf8Arguments(count, values));
-    }
-    catch (const CLI::ParseError& error)
-    {
+    } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success))
             return app.exit(error); // help
         PrintError(FromUtf8(error.what()));
@@ -82,19 +112,13 @@ int Run(int count, wchar_t** values)
 }
 } // namespace
 
-int wmain(int count, wchar_t** values)
-{
-    try
-    {
+int wmain(int count, wchar_t** values) {
+    try {
         return Run(count, values);
-    }
-    catch (const CCommandError& error)
-    {
+    } catch (const CCommandError& error) {
         PrintError(error.GetText());
         return static_cast<int>(error.GetCode());
-    }
-    catch (const std::exception& error)
-    {
+    } catch (const std::exception& error) {
         PrintError(L"unexpected failure: " + FromUtf8(error.what()));
         return static_cast<int>(ExitCode::Failed);
     }

@@ -9,8 +9,7 @@
 #include <string>
 
 /// Hands a text to the caller, who frees it with SysFreeString.
-inline HRESULT ReturnText(const std::wstring& text, BSTR* result)
-{
+inline HRESULT ReturnText(const std::wstring& text, BSTR* result) {
     if (result == nullptr)
         return E_POINTER;
     *result = SysAllocStringLen(text.data(), static_cast<UINT>(text.size()));

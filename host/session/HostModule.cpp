@@ -7,19 +7,16 @@
 #include <atlbase.h>
 #include <atlcom.h>
 
-extern "C"
-{
-    BOOL WINAPI PrxDllMain(HINSTANCE instance, DWORD reason, LPVOID reserved);
-    HRESULT STDAPICALLTYPE PrxDllGetClassObject(REFCLSID clsid, REFIID iid, void** object);
-    HRESULT STDAPICALLTYPE PrxDllCanUnloadNow();
-    HRESULT STDAPICALLTYPE PrxDllRegisterServer();
-    HRESULT STDAPICALLTYPE PrxDllUnregisterServer();
+extern "C" {
+BOOL WINAPI PrxDllMain(HINSTANCE instance, DWORD reason, LPVOID reserved);
+HRESULT STDAPICALLTYPE PrxDllGetClassObject(REFCLSID clsid, REFIID iid, void** object);
+HRESULT STDAPICALLTYPE PrxDllCanUnloadNow();
+HRESULT STDAPICALLTYPE PrxDllRegisterServer();
+HRESULT STDAPICALLTYPE PrxDllUnregisterServer();
 }
 
-namespace
-{
-class CSessionHostModule : public CAtlDllModuleT<CSessionHostModule>
-{
+namespace {
+class CSessionHostModule : public CAtlDllModuleT<CSessionHostModule> {
 public:
     DECLARE_LIBID(LIBID_TalvinorSessionLib)
     DECLARE_REGISTRY_APPID_RESOURCEID(IDR_SESSIONHOST, "{6F9A3B1C-1D7E-4C58-8B0E-52A4D7C96E35}")
@@ -30,27 +27,27 @@ CSessionHostModule g_module;
 
 OBJECT_ENTRY_AUTO(CLSID_Session, CSession)
 
-extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID reserved)
-{
+extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID reserved) {
+    if (reason == DLL_PROCESS_ATTACH)
+        DisableThreadLibraryCalls(instance);
     PrxDllMain(instance, reason, reserved);
-    return g_module.DllMain(reason, reserved);
+    return TRUE;
 }
 
-STDAPI DllGetClassObject(REFCLSID clsid, REFIID iid, LPVOID* object)
-{
+STDAPI DllGetClassObject(REFCLSID clsid, REFIID iid, LPVOID* object) {
     return PrxDllGetClassObject(clsid, iid, object) == S_OK ? S_OK : g_module.DllGetClassObject(clsid, iid, object);
 }
 
-STDAPI DllCanUnloadNow() { return PrxDllCanUnloadNow() == S_OK ? g_module.DllCanUnloadNow() : S_FALSE; }
+STDAPI DllCanUnloadNow() {
+    return PrxDllCanUnloadNow() == S_OK ? g_module.DllCanUnloadNow() : S_FALSE;
+}
 
-STDAPI DllRegisterServer()
-{
+STDAPI DllRegisterServer() {
     const HRESULT hr = g_module.DllRegisterServer();
     return FAILED(hr) ? hr : PrxDllRegisterServer();
 }
 
-STDAPI DllUnregisterServer()
-{
+STDAPI DllUnregisterServer() {
     const HRESULT hr = g_module.DllUnregisterServer();
     return FAILED(hr) ? hr : PrxDllUnregisterServer();
 }

@@ -8,8 +8,7 @@
 
 #include <vector>
 
-std::wstring CProcess::ReadPath(DWORD processId)
-{
+std::wstring CProcess::ReadPath(DWORD processId) {
     const CUniqueHandle process(OpenProcess(PROCESS_QUERY_INFORMATION | PROCESS_VM_READ, FALSE, processId));
     if (!process)
         return {};
@@ -18,8 +17,7 @@ std::wstring CProcess::ReadPath(DWORD processId)
     return std::wstring(path.data(), length);
 }
 
-HRESULT CProcess::Create(DWORD processId, const std::wstring& path, IDispatch** ppProcess)
-{
+HRESULT CProcess::Create(DWORD processId, const std::wstring& path, IDispatch** ppProcess) {
     CComObject<CProcess>* object = nullptr;
     const HRESULT hr = CComObject<CProcess>::CreateInstance(&object);
     if (FAILED(hr))
@@ -30,22 +28,21 @@ HRESULT CProcess::Create(DWORD processId, const std::wstring& path, IDispatch** 
     return owner->QueryInterface(IID_IDispatch, reinterpret_cast<void**>(ppProcess));
 }
 
-STDMETHODIMP CProcess::get_Id(unsigned long* pId)
-{
+STDMETHODIMP CProcess::get_Id(unsigned long* pId) {
     if (pId == nullptr)
         return E_POINTER;
     *pId = m_id;
     return S_OK;
 }
 
-STDMETHODIMP CProcess::get_ImageName(BSTR* pName)
-{
+STDMETHODIMP CProcess::get_ImageName(BSTR* pName) {
     return ReturnText(m_path.substr(m_path.find_last_of(L'\\') + 1), pName);
 }
 
-STDMETHODIMP CProcess::get_Path(BSTR* pPath) { return ReturnText(m_path, pPath); }
+STDMETHODIMP CProcess::get_Path(BSTR* pPath) {
+    return ReturnText(m_path, pPath);
+}
 
-STDMETHODIMP CProcess::get_Windows(IProcessWindows** ppWindows)
-{
+STDMETHODIMP CProcess::get_Windows(IProcessWindows** ppWindows) {
     return ppWindows == nullptr ? E_POINTER : CProcessWindows::Create(m_id, ppWindows);
 }

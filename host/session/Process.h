@@ -9,9 +9,8 @@
 
 #include <string>
 
-class ATL_NO_VTABLE CProcess : public CComObjectRootEx<CComSingleThreadModel>,
-                               public IDispatchImpl<IProcess, &IID_IProcess, &LIBID_TalvinorSessionLib, 1, 0>
-{
+class CProcess : public CComObjectRootEx<CComSingleThreadModel>,
+                 public IDispatchImpl<IProcess, &IID_IProcess, &LIBID_TalvinorSessionLib, 1, 0> {
 public:
     BEGIN_COM_MAP(CProcess)
     COM_INTERFACE_ENTRY(IProcess)

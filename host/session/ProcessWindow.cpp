@@ -5,19 +5,16 @@
 #include <array>
 #include <string>
 
-namespace
-{
+namespace {
 constexpr UINT AnswerTimeout = 10000; // milliseconds
 
-std::wstring ReadClassName(HWND window)
-{
+std::wstring ReadClassName(HWND window) {
     std::array<wchar_t, 257> name{};
     const int length = GetClassNameW(window, name.data(), static_cast<int>(name.size()));
     return std::wstring(name.data(), static_cast<std::size_t>(length));
 }
 
-BOOL CALLBACK FindEditControl(HWND window, LPARAM context)
-{
+BOOL CALLBACK FindEditControl(HWND window, LPARAM context) {
     const std::wstring name = ReadClassName(window);
     const bool isEdit = _wcsicmp(name.c_str(), L"Edit") == 0 || _wcsnicmp(name.c_str(), L"RichEdit", 8) == 0;
     if (!isEdit || !IsWindowVisible(window))
@@ -26,8 +23,7 @@ BOOL CALLBACK FindEditControl(HWND window, LPARAM context)
     return FALSE;
 }
 
-HRESULT Ask(HWND window, UINT message, WPARAM wParam, LPARAM lParam, DWORD_PTR& answer)
-{
+HRESULT Ask(HWND window, UINT message, WPARAM wParam, LPARAM lParam, DWORD_PTR& answer) {
     SetLastError(ERROR_SUCCESS);
     if (SendMessageTimeoutW(window, message, wParam, lParam, SMTO_ABORTIFHUNG, AnswerTimeout, &answer) != 0)
         return S_OK;
@@ -36,8 +32,7 @@ HRESULT Ask(HWND window, UINT message, WPARAM wParam, LPARAM lParam, DWORD_PTR& 
 }
 
 /// WM_GETTEXT works across processes, unlike GetWindowText on a control.
-HRESULT ReadText(HWND window, std::wstring& text)
-{
+HRESULT ReadText(HWND window, std::wstring& text) {
     DWORD_PTR length = 0;
     HRESULT hr = Ask(window, WM_GETTEXTLENGTH, 0, 0, length);
     if (FAILED(hr))
@@ -50,8 +45,7 @@ HRESULT ReadText(HWND window, std::wstring& text)
 }
 } // namespace
 
-HRESULT CProcessWindow::Create(HWND window, IProcessWindow** ppWindow)
-{
+HRESULT CProcessWindow::Create(HWND window, IProcessWindow** ppWindow) {
     CComObject<CProcessWindow>* object = nullptr;
     const HRESULT hr = CComObject<CProcessWindow>::CreateInstance(&object);
     if (FAILED(hr))
@@ -61,16 +55,14 @@ HRESULT CProcessWindow::Create(HWND window, IProcessWindow** ppWindow)
     return owner.CopyTo(ppWindow);
 }
 
-STDMETHODIMP CProcessWindow::get_Handle(long* pHandle)
-{
+STDMETHODIMP CProcessWindow::get_Handle(long* pHandle) {
     if (pHandle == nullptr)
         return E_POINTER;
     *pHandle = HandleToLong(m_window); // window handles carry 32 significant bits
     return S_OK;
 }
 
-STDMETHODIMP CProcessWindow::get_Title(BSTR* pTitle)
-{
+STDMETHODIMP CProcessWindow::get_Title(BSTR* pTitle) {
     if (pTitle == nullptr)
         return E_POINTER;
     std::wstring title;
@@ -78,10 +70,11 @@ STDMETHODIMP CProcessWindow::get_Title(BSTR* pTitle)
     return FAILED(hr) ? hr : ReturnText(title, pTitle);
 }
 
-STDMETHODIMP CProcessWindow::get_ClassName(BSTR* pClassName) { return ReturnText(ReadClassName(m_window), pClassName); }
+STDMETHODIMP CProcessWindow::get_ClassName(BSTR* pClassName) {
+    return ReturnText(ReadClassName(m_window), pClassName);
+}
 
-STDMETHODIMP CProcessWindow::get_Text(BSTR* pText)
-{
+STDMETHODIMP CProcessWindow::get_Text(BSTR* pText) {
     if (pText == nullptr)
         return E_POINTER;
     HWND source = m_window;
@@ -91,8 +84,7 @@ STDMETHODIMP CProcessWindow::get_Text(BSTR* pText)
     return FAILED(hr) ? hr : ReturnText(text, pText);
 }
 
-STDMETHODIMP CProcessWindow::get_Visible(VARIANT_BOOL* pVisible)
-{
+STDMETHODIMP CProcessWindow::get_Visible(VARIANT_BOOL* pVisible) {
     if (pVisible == nullptr)
         return E_POINTER;
     *pVisible = IsWindowVisible(m_window) ? VARIANT_TRUE : VARIANT_FALSE;

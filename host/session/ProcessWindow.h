@@ -7,10 +7,8 @@
 #include <atlbase.h>
 #include <atlcom.h>
 
-class ATL_NO_VTABLE CProcessWindow
-    : public CComObjectRootEx<CComSingleThreadModel>,
-      public IDispatchImpl<IProcessWindow, &IID_IProcessWindow, &LIBID_TalvinorSessionLib, 1, 0>
-{
+class CProcessWindow : public CComObjectRootEx<CComSingleThreadModel>,
+                       public IDispatchImpl<IProcessWindow, &IID_IProcessWindow, &LIBID_TalvinorSessionLib, 1, 0> {
 public:
     BEGIN_COM_MAP(CProcessWindow)
     COM_INTERFACE_ENTRY(IProcessWindow)

@@ -3,16 +3,13 @@
 #include "ProcessWindow.h"
 #include "VariantEnumerator.h"
 
-namespace
-{
-struct CWindowSearch
-{
+namespace {
+struct CWindowSearch {
     DWORD processId;
     std::vector<HWND> found;
 };
 
-BOOL CALLBACK CollectWindow(HWND window, LPARAM context)
-{
+BOOL CALLBACK CollectWindow(HWND window, LPARAM context) {
     auto& search = *reinterpret_cast<CWindowSearch*>(context);
     DWORD owner = 0;
     GetWindowThreadProcessId(window, &owner);
@@ -22,8 +19,7 @@ BOOL CALLBACK CollectWindow(HWND window, LPARAM context)
 }
 } // namespace
 
-HRESULT CProcessWindows::Create(DWORD processId, IProcessWindows** ppWindows)
-{
+HRESULT CProcessWindows::Create(DWORD processId, IProcessWindows** ppWindows) {
     CWindowSearch search{processId, {}};
     if (!EnumWindows(CollectWindow, reinterpret_cast<LPARAM>(&search)))
         return HRESULT_FROM_WIN32(GetLastError());
@@ -33,8 +29,7 @@ HRESULT CProcessWindows::Create(DWORD processId, IProcessWindows** ppWindows)
     if (FAILED(hr))
         return hr;
     const CComPtr<IProcessWindows> owner(object);
-    for (HWND window : search.found)
-    {
+    for (HWND window : search.found) {
         CComPtr<IProcessWindow> item;
         hr = CProcessWindow::Create(window, &item);
         if (FAILED(hr))
@@ -44,8 +39,7 @@ HRESULT CProcessWindows::Create(DWORD processId, IProcessWindows** ppWindows)
     return owner.CopyTo(ppWindows);
 }
 
-STDMETHODIMP CProcessWindows::get_Item(unsigned long index, IProcessWindow** ppWindow)
-{
+STDMETHODIMP CProcessWindows::get_Item(unsigned long index, IProcessWindow** ppWindow) {
     if (ppWindow == nullptr)
         return E_POINTER;
     *ppWindow = nullptr;
@@ -54,16 +48,14 @@ STDMETHODIMP CProcessWindows::get_Item(unsigned long index, IProcessWindow** ppW
     return m_windows[index].CopyTo(ppWindow);
 }
 
-STDMETHODIMP CProcessWindows::get_Count(unsigned long* pCount)
-{
+STDMETHODIMP CProcessWindows::get_Count(unsigned long* pCount) {
     if (pCount == nullptr)
         return E_POINTER;
     *pCount = static_cast<unsigned long>(m_windows.size());
     return S_OK;
 }
 
-STDMETHODIMP CProcessWindows::get__NewEnum(IUnknown** ppEnum)
-{
+STDMETHODIMP CProcessWindows::get__NewEnum(IUnknown** ppEnum) {
     if (ppEnum == nullptr)
         return E_POINTER;
     std::vector<CComPtr<IDispatch>> items(m_windows.begin(), m_windows.end());

@@ -10,10 +10,8 @@
 
 #include <vector>
 
-class ATL_NO_VTABLE CProcessWindows
-    : public CComObjectRootEx<CComSingleThreadModel>,
-      public IDispatchImpl<IProcessWindows, &IID_IProcessWindows, &LIBID_TalvinorSessionLib, 1, 0>
-{
+class CProcessWindows : public CComObjectRootEx<CComSingleThreadModel>,
+                        public IDispatchImpl<IProcessWindows, &IID_IProcessWindows, &LIBID_TalvinorSessionLib, 1, 0> {
 public:
     BEGIN_COM_MAP(CProcessWindows)
     COM_INTERFACE_ENTRY(IProcessWindows)

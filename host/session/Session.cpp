@@ -7,15 +7,15 @@
 #include <array>
 #include <atomic>
 
-namespace
-{
+namespace {
 std::atomic<ISessionObserver*> g_observer{nullptr};
 }
 
-void SetSessionObserver(ISessionObserver* observer) noexcept { g_observer = observer; }
+void SetSessionObserver(ISessionObserver* observer) noexcept {
+    g_observer = observer;
+}
 
-STDMETHODIMP CSession::get_UserName(BSTR* pName)
-{
+STDMETHODIMP CSession::get_UserName(BSTR* pName) {
     std::array<wchar_t, 257> name{};
     DWORD size = static_cast<DWORD>(name.size());
     if (pName == nullptr)
@@ -25,8 +25,7 @@ STDMETHODIMP CSession::get_UserName(BSTR* pName)
     return ReturnText(name.data(), pName);
 }
 
-STDMETHODIMP CSession::get_ComputerName(BSTR* pName)
-{
+STDMETHODIMP CSession::get_ComputerName(BSTR* pName) {
     std::array<wchar_t, MAX_COMPUTERNAME_LENGTH + 1> name{};
     DWORD size = static_cast<DWORD>(name.size());
     if (pName == nullptr)
@@ -36,23 +35,20 @@ STDMETHODIMP CSession::get_ComputerName(BSTR* pName)
     return ReturnText(name.data(), pName);
 }
 
-STDMETHODIMP CSession::get_SessionId(unsigned long* pId)
-{
+STDMETHODIMP CSession::get_SessionId(unsigned long* pId) {
     if (pId == nullptr)
         return E_POINTER;
     return ProcessIdToSessionId(GetCurrentProcessId(), pId) ? S_OK : HRESULT_FROM_WIN32(GetLastError());
 }
 
-STDMETHODIMP CSession::get_IsRemote(VARIANT_BOOL* pRemote)
-{
+STDMETHODIMP CSession::get_IsRemote(VARIANT_BOOL* pRemote) {
     if (pRemote == nullptr)
         return E_POINTER;
     *pRemote = GetSystemMetrics(SM_REMOTESESSION) != 0 ? VARIANT_TRUE : VARIANT_FALSE;
     return S_OK;
 }
 
-STDMETHODIMP CSession::GetProcess(unsigned long processId, IDispatch** ppProcess)
-{
+STDMETHODIMP CSession::GetProcess(unsigned long processId, IDispatch** ppProcess) {
     if (ppProcess == nullptr)
         return E_POINTER;
     *ppProcess = nullptr;

@@ -8,10 +8,9 @@
 #include <atlbase.h>
 #include <atlcom.h>
 
-class ATL_NO_VTABLE CSession : public CComObjectRootEx<CComSingleThreadModel>,
-                               public CComCoClass<CSession, &CLSID_Session>,
-                               public IDispatchImpl<ISession, &IID_ISession, &LIBID_TalvinorSessionLib, 1, 0>
-{
+class CSession : public CComObjectRootEx<CComSingleThreadModel>,
+                 public CComCoClass<CSession, &CLSID_Session>,
+                 public IDispatchImpl<ISession, &IID_ISession, &LIBID_TalvinorSessionLib, 1, 0> {
 public:
     DECLARE_REGISTRY_RESOURCEID(IDR_SESSION)
     DECLARE_NOT_AGGREGATABLE(CSession)

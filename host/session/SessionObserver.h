@@ -11,8 +11,7 @@
 #define QUORLINEHOST_API __declspec(dllimport)
 #endif
 
-class ISessionObserver
-{
+class ISessionObserver {
 public:
     /// Called on the thread that runs the scripts. Must not throw.
     /// The path is the executable's, empty when the process is gone or may not be looked into.

@@ -2,8 +2,7 @@
 
 #include <algorithm>
 
-HRESULT CVariantEnumerator::Create(std::vector<CComPtr<IDispatch>> items, std::size_t position, IUnknown** ppEnum)
-{
+HRESULT CVariantEnumerator::Create(std::vector<CComPtr<IDispatch>> items, std::size_t position, IUnknown** ppEnum) {
     CComObject<CVariantEnumerator>* object = nullptr;
     const HRESULT hr = CComObject<CVariantEnumerator>::CreateInstance(&object);
     if (FAILED(hr))
@@ -14,13 +13,11 @@ HRESULT CVariantEnumerator::Create(std::vector<CComPtr<IDispatch>> items, std::s
     return owner->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(ppEnum));
 }
 
-STDMETHODIMP CVariantEnumerator::Next(ULONG count, VARIANT* items, ULONG* fetched)
-{
+STDMETHODIMP CVariantEnumerator::Next(ULONG count, VARIANT* items, ULONG* fetched) {
     if (items == nullptr || (fetched == nullptr && count != 1))
         return E_POINTER;
     const auto given = static_cast<ULONG>(std::min<std::size_t>(count, m_items.size() - m_position));
-    for (ULONG i = 0; i < given; ++i)
-    {
+    for (ULONG i = 0; i < given; ++i) {
         items[i].vt = VT_DISPATCH;
         items[i].pdispVal = CComPtr<IDispatch>(m_items[m_position++]).Detach();
     }
@@ -29,21 +26,18 @@ STDMETHODIMP CVariantEnumerator::Next(ULONG count, VARIANT* items, ULONG* fetche
     return given == count ? S_OK : S_FALSE;
 }
 
-STDMETHODIMP CVariantEnumerator::Skip(ULONG count)
-{
+STDMETHODIMP CVariantEnumerator::Skip(ULONG count) {
     const auto skipped = std::min<std::size_t>(count, m_items.size() - m_position);
     m_position += skipped;
     return skipped == count ? S_OK : S_FALSE;
 }
 
-STDMETHODIMP CVariantEnumerator::Reset()
-{
+STDMETHODIMP CVariantEnumerator::Reset() {
     m_position = 0;
     return S_OK;
 }
 
-STDMETHODIMP CVariantEnumerator::Clone(IEnumVARIANT** ppEnum)
-{
+STDMETHODIMP CVariantEnumerator::Clone(IEnumVARIANT** ppEnum) {
     if (ppEnum == nullptr)
         return E_POINTER;
     *ppEnum = nullptr;

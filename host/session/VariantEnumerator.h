@@ -9,8 +9,7 @@
 
 #include <vector>
 
-class ATL_NO_VTABLE CVariantEnumerator : public CComObjectRootEx<CComSingleThreadModel>, public IEnumVARIANT
-{
+class CVariantEnumerator : public CComObjectRootEx<CComSingleThreadModel>, public IEnumVARIANT {
 public:
     BEGIN_COM_MAP(CVariantEnumerator)
     COM_INTERFACE_ENTRY(IEnumVARIANT)

@@ -9,52 +9,42 @@
 #include <filesystem>
 #include <fstream>
 
-namespace
-{
+namespace {
 using testing::HasSubstr;
 
 const std::string Good = R"({"applications":[{"friendlyName":"Letters","executables":["letter*.exe"],
     "windowTitles":["*Letter*"],"windowClasses":["LetterFrame"],"stateChanges":["standby","hibernate"],
     "saveScript":"save.vbs","restoreScript":"restore.js"}]})";
 
-class AppsFileTest : public testing::Test
-{
+class AppsFileTest : public testing::Test {
 protected:
-    void SetUp() override
-    {
+    void SetUp() override {
         Put(L"save.vbs", "x = 1");
         Put(L"restore.js", "var x = 1;");
     }
 
-    void Put(const std::wstring& name, const std::string& bytes)
-    {
+    void Put(const std::wstring& name, const std::string& bytes) {
         std::ofstream(std::filesystem::path(Path(name)), std::ios::binary) << bytes;
     }
 
     std::wstring Path(const std::wstring& name) const { return m_folder.Path() + L"\\" + name; }
 
-    ProtectedApps Read(const std::string& json)
-    {
+    ProtectedApps Read(const std::string& json) {
         Put(L"apps.json", json);
         return ReadAppsFile(Path(L"apps.json"));
     }
 
-    std::string Refusal(const std::string& json)
-    {
-        try
-        {
+    std::string Refusal(const std::string& json) {
+        try {
             Read(json);
-        }
-        catch (const CCommandError& error)
-        {
+        } catch (const CCommandError& error) {
             EXPECT_EQ(error.GetCode(), ExitCode::BadInput);
             return ToUtf8(error.GetText());
         }
         return "accepted";
     }
 
-    static std::string Replaced(std::string text, const std::string& what, const std::string& with)
-    {
+    static std::string Replaced(std::string text, const std::string& what, const std::string& with) {
         return text.replace(text.find(what), what.size(), with);
     }
 
@@ -62,8 +52,7 @@ protected:
 };
 } // namespace
 
-TEST_F(AppsFileTest, AnEntryBecomesADocumentScriptWithBothScriptsLoaded)
-{
+TEST_F(AppsFileTest, AnEntryBecomesADocumentScriptWithBothScriptsLoaded) {
     const ProtectedApps apps = Read(Good);
     ASSERT_EQ(apps.size(), 1u);
     CDocumentScript& app = *apps.front();
@@ -77,18 +66,17 @@ TEST_F(AppsFileTest, AnEntryBecomesADocumentScriptWithBothScriptsLoaded)
     EXPECT_EQ(app.GetStateChanges(), static_cast<unsigned long>(Standby | Hibernate));
 }
 
-TEST_F(AppsFileTest, ARestoreScriptMayBeLeftOut)
-{
+TEST_F(AppsFileTest, ARestoreScriptMayBeLeftOut) {
     const ProtectedApps apps = Read(Replaced(Good, R"(,"restoreScript":"restore.js")", ""));
     EXPECT_TRUE(apps.front()->GetRestoreScript().GetScriptName().empty());
 }
 
-TEST_F(AppsFileTest, NoApplicationsAreNoError) { EXPECT_TRUE(Read(R"({"applications":[]})").empty()); }
+TEST_F(AppsFileTest, NoApplicationsAreNoError) {
+    EXPECT_TRUE(Read(R"({"applications":[]})").empty());
+}
 
-TEST_F(AppsFileTest, EachMistakeIsNamed)
-{
-    const struct
-    {
+TEST_F(AppsFileTest, EachMistakeIsNamed) {
+    const struct {
         std::string json;
         const char* text;
     } cases[] = {
@@ -113,21 +101,16 @@ TEST_F(AppsFileTest, EachMistakeIsNamed)
         EXPECT_THAT(Refusal(c.json), HasSubstr(c.text)) << c.json;
 }
 
-TEST_F(AppsFileTest, AMissingFileIsNamed)
-{
-    try
-    {
+TEST_F(AppsFileTest, AMissingFileIsNamed) {
+    try {
         ReadAppsFile(Path(L"none.json"));
         FAIL();
-    }
-    catch (const CCommandError& error)
-    {
+    } catch (const CCommandError& error) {
         EXPECT_THAT(ToUtf8(error.GetText()), HasSubstr("none.json' cannot be opened"));
     }
 }
 
-TEST(StateChangeFromName, CaseAndHyphensDoNotCount)
-{
+TEST(StateChangeFromName, CaseAndHyphensDoNotCount) {
     EXPECT_EQ(StateChangeFromName(L"Standby"), Standby);
     EXPECT_EQ(StateChangeFromName(L"standby-resume"), StandbyResume);
     EXPECT_EQ(StateChangeFromName(L"HIBERNATE"), Hibernate);

@@ -1,0 +1,123 @@
+#include "ChildProgram.h"
+#include "Console.h"
+#include "DocumentsFolder.h"
+#include "ExitCode.h"
+#include "InternalDocumentStore.h"
+#include "StoreCatalog.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace {
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+class StoreCatalogTest : public testing::Test {
+protected:
+    void PutInfo(const std::wstring& store, const std::string& bytes) {
+        std::filesystem::create_directories(m_documents.Base() / store);
+        std::ofstream(m_documents.Base() / store / L"info.xml", std::ios::binary) << bytes;
+    }
+
+    /// A store as the library leaves it after one reservation; its name.
+    std::wstring Reserve(const wchar_t* document) {
+        CInternalDocumentStore store;
+        std::wstring path;
+        EXPECT_EQ(store.GetNewDocumentPath(document, L"C:\\R&D\\100%.txt", L".txt", path), S_OK);
+        std::wstring directory;
+        store.GetStorageDirectory(directory, false);
+        return directory.substr(directory.find_last_of(L'\\') + 1);
+    }
+
+    static std::wstring Original(const CStoreEntry& store) {
+        std::wstring value;
+        store.Documents().at(0)->GetDocOriginalPath(value);
+        return value;
+    }
+
+    CDocumentsFolder m_documents;
+};
+} // namespace
+
+TEST_F(StoreCatalogTest, WithoutTheFolderThereAreNoStores) {
+    EXPECT_THAT(ListStores(), IsEmpty());
+}
+
+TEST_F(StoreCatalogTest, OnlyDirectoriesWithAnInfoFileAreStores) {
+    PutInfo(L"b", "");
+    PutInfo(L"a", "");
+    std::filesystem::create_directories(m_documents.Base() / L"empty");
+    std::filesystem::create_directories(m_documents.Base() / L"odd" / L"info.xml");
+    std::ofstream(m_documents.Base() / L"file") << "x";
+    EXPECT_THAT(ListStores(), ElementsAre(L"a", L"b"));
+}
+
+TEST_F(StoreCatalogTest, AnUnreadableStoreSaysWhyAndHidesNoOther) {
+    PutInfo(L"broken", "<?xml version=\"1.0\"?>\n<Nothing");
+    const CStoreEntry store = ReadStore(L"broken");
+    EXPECT_EQ(store.info, nullptr);
+    EXPECT_FALSE(store.problem.empty());
+    EXPECT_THAT(store.Documents(), IsEmpty());
+}
+
+TEST_F(StoreCatalogTest, ValuesThatTheWriterLeavesRawAreReadAsTheyWereMeant) {
+    const CStoreEntry store = ReadStore(Reserve(L"R&D <draft>"));
+    ASSERT_NE(store.info, nullptr) << ToUtf8(store.problem);
+    std::wstring name;
+    store.Documents().at(0)->GetDocName(name);
+    EXPECT_EQ(name, L"R&D <draft>");
+    EXPECT_THAT(Original(store), HasSubstr(L"R&D"));
+    EXPECT_FALSE(std::filesystem::exists(store.InfoPath() + L".mended"));
+}
+
+TEST_F(StoreCatalogTest, WhatIsWrittenComesBackWhole) {
+    CStoreEntry store = ReadStore(Reserve(L"Bericht"));
+    ASSERT_NE(store.info, nullptr) << ToUtf8(store.problem);
+    const std::wstring odd = L"C:\\R&D <\u00e9t\u00e9>\\100% %n %s \u6587.txt";
+    store.Documents().at(0)->SetDocOriginalPath(odd);
+    store.Documents().at(0)->SetStatus(TEMP_DOCUMENT_RECOVERED);
+    WriteStore(store);
+    EXPECT_EQ(Original(store), odd) << "writing changed the record";
+
+    const CStoreEntry again = ReadStore(store.name);
+    ASSERT_NE(again.info, nullptr) << ToUtf8(again.problem);
+    EXPECT_EQ(Original(again), odd);
+    EXPECT_EQ(again.Documents().at(0)->GetStatus(), TEMP_DOCUMENT_RECOVERED);
+    EXPECT_FALSE(again.HasStateChange());
+}
+
+TEST_F(StoreCatalogTest, TheStateChangeOfAShutdownSurvivesRewriting) {
+    for (const auto type : {Shutdown, ForceShutdown}) {
+        CStoreEntry store = ReadStore(Reserve(L"letter"));
+        ASSERT_NE(store.info, nullptr) << ToUtf8(store.problem);
+        FILETIME time{};
+        const SYSTEMTIME moment{2024, 5, 0, 17, 18, 30, 15, 0};
+        ASSERT_TRUE(SystemTimeToFileTime(&moment, &time));
+        store.info->GetStateChangeInstance()->SetStateChangeType(type);
+        store.info->GetStateChangeInstance()->SetUTCTimestamp(time);
+        WriteStore(store);
+        const CStoreEntry once = ReadStore(store.name);
+        ASSERT_NE(once.info, nullptr) << ToUtf8(once.problem);
+        EXPECT_TRUE(once.HasStateChange());
+        const std::string bytes = ReadBytes(once.InfoPath());
+        WriteStore(once);
+        EXPECT_EQ(ReadBytes(once.InfoPath()), bytes);
+        std::filesystem::remove_all(store.directory);
+    }
+}
+
+TEST_F(StoreCatalogTest, AWriteThatFailsLeavesTheOldFile) {
+    const CStoreEntry store = ReadStore(Reserve(L"letter"));
+    ASSERT_NE(store.info, nullptr) << ToUtf8(store.problem);
+    const std::string before = ReadBytes(store.InfoPath());
+    std::filesystem::create_directories(store.InfoPath() + L".new");
+    try {
+        WriteStore(store);
+        FAIL();
+    } catch (const CCommandError& error) {
+        EXPECT_EQ(error.GetCode(), ExitCode::Failed);
+        EXPECT_THAT(ToUtf8(error.GetText()), HasSubstr("could not be written"));
+    }
+    EXPECT_EQ(ReadBytes(store.InfoPath()), before);
+}
