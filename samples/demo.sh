@@ -113,10 +113,12 @@ sign_scripts() {
     mkdir -p "$OUT/scripts"
     cp "$ROOT"/samples/*.vbs "$ROOT"/samples/*.js "$ROOT"/samples/*.json "$OUT/scripts/"
     rm "$OUT/scripts/read-windows.vbs"
-    quorline cert --new-development
-    for script in "$OUT"/scripts/*.vbs "$OUT"/scripts/*.js; do
-        quorline sign "$(windows_path "$script")"
-    done
+    local certificate scripts=() script
+    certificate=$(windows_path "$OUT/development.cer")
+    quorline cert --new-development --out "$certificate"
+    quorline trust "$certificate"
+    for script in "$OUT"/scripts/*.vbs "$OUT"/scripts/*.js; do scripts+=("$(windows_path "$script")"); done
+    quorline sign "${scripts[@]}"
 }
 
 # What the save printed says where the store is.

@@ -41,9 +41,10 @@ protected:
     static void SetUpTestSuite() {
         Register(L"");
         const CTempFolder folder;
-        const CProgramResult made =
-            RunQuorline(L"cert --new-development --out \"" + folder.Path() + L"\\development.cer\"");
+        const std::wstring certificate = L"\"" + folder.Path() + L"\\development.cer\"";
+        const CProgramResult made = RunQuorline(L"cert --new-development --out " + certificate);
         ASSERT_EQ(made.exitCode, 0u) << made.err;
+        ASSERT_EQ(RunQuorline(L"trust " + certificate).exitCode, 0u);
     }
     static void TearDownTestSuite() { Register(L"/u "); }
 
