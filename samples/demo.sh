@@ -194,7 +194,8 @@ restore_documents() { # applications file, screenshot
 collect_log() {
     local log
     log=$(find "$WINEPREFIX/drive_c/users" -path '*Morvane/Talvinor/Logs/TalvinorSession.log' -print -quit)
-    [ -n "$log" ] && cp "$log" "$OUT/quorline.log" || fail "there is no log"
+    [ -n "$log" ] || fail "there is no log"
+    cp "$log" "$OUT/quorline.log"
 }
 
 rm -rf "$OUT"
