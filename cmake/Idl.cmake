@@ -33,7 +33,9 @@ function(quorline_idl name idl)
         "HRESULT STDMETHODCALLTYPE IUnknown_QueryInterface_Proxy(IUnknown*, REFIID, void**);\n"
         "ULONG STDMETHODCALLTYPE IUnknown_AddRef_Proxy(IUnknown*);\n"
         "ULONG STDMETHODCALLTYPE IUnknown_Release_Proxy(IUnknown*);\n")
-    target_compile_definitions(${name}Proxies PRIVATE REGISTER_PROXY_DLL PROXY_DELEGATION ENTRY_PREFIX=Prx)
+    # The generated code asks for stubless proxies too late for a header that came first.
+    target_compile_definitions(${name}Proxies PRIVATE REGISTER_PROXY_DLL PROXY_DELEGATION ENTRY_PREFIX=Prx
+                               USE_STUBLESS_PROXY=)
     target_compile_options(${name}Proxies PRIVATE -w -include ${dir}/proxy-prelude.h)
     set(${name}_TLB ${dir}/${name}.tlb PARENT_SCOPE)
     set(${name}_IDL_DIR ${dir} PARENT_SCOPE)

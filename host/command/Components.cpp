@@ -24,8 +24,9 @@ namespace {
 } // namespace
 
 void RequireComponents() {
-    CComPtr<ITypeLib> library;
-    if (FAILED(LoadRegTypeLib(LIBID_QuorlineLib, 5, 0, LOCALE_NEUTRAL, &library)))
+    CComPtr<IClassFactory> store;
+    if (FAILED(CoGetClassObject(CLSID_DocumentStore, CLSCTX_INPROC_SERVER, nullptr, IID_IClassFactory,
+                                reinterpret_cast<void**>(&store))))
         Missing(L"the scripting library", L"Quorline.dll");
     CLSID proxy{};
     CComPtr<IClassFactory> session;

@@ -1,6 +1,5 @@
 #include "StoreCatalog.h"
 
-#include "Common/PathHelper.h"
 #include "Common/UniqueHandle.h"
 #include "Console.h"
 #include "ExitCode.h"
@@ -60,7 +59,7 @@ bool CStoreEntry::HasStateChange() const {
 }
 
 std::wstring CStoreEntry::InfoPath() const {
-    return JoinPath(directory, InfoName);
+    return directory + L"\\" + InfoName;
 }
 
 std::wstring StoresDirectory() {
@@ -73,13 +72,13 @@ std::vector<std::wstring> ListStores() {
     std::vector<std::wstring> names;
     const std::wstring base = StoresDirectory();
     WIN32_FIND_DATAW found{};
-    const CUniqueFindHandle search(FindFirstFileW(JoinPath(base, L"*").c_str(), &found));
+    const CUniqueFindHandle search(FindFirstFileW((base + L"\\*").c_str(), &found));
     if (!search)
         return names;
     do {
         const std::wstring name = found.cFileName;
         if (name != L"." && name != L".." && (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0 &&
-            IsFile(JoinPath(JoinPath(base, name), InfoName)))
+            IsFile(base + L"\\" + name + L"\\" + InfoName))
             names.push_back(name);
     } while (FindNextFileW(search.Get(), &found));
     return names;
@@ -88,7 +87,7 @@ std::vector<std::wstring> ListStores() {
 CStoreEntry ReadStore(const std::wstring& name) {
     CStoreEntry entry;
     entry.name = name;
-    entry.directory = JoinPath(StoresDirectory(), name);
+    entry.directory = StoresDirectory() + L"\\" + name;
     try {
         entry.info = ParseInfoFile(entry.InfoPath());
     } catch (const CXmlParseException& error) {

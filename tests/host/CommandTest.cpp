@@ -125,7 +125,7 @@ TEST_F(CommandTest, BadInputGetsOneLineAndItsOwnExitCode) {
         const char* text;
     } cases[] = {
         {L"", "subcommand"},
-        {L"hibernate", "hibernate"},
+        {L"hibernate", "subcommand"},
         {L"save --apps x", "--state"},
         {L"save --state hibernate", "--apps"},
         {L"save --state hibernate --apps " + Quoted(L"none.json"), "cannot be opened"},
