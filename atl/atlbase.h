@@ -76,8 +76,8 @@ inline HRESULT AtlUnRegisterTypeLib(HINSTANCE module, LPCOLESTR index) {
     const TLIBATTR copy = *attributes;
     library->ReleaseTLibAttr(attributes);
     hr = UnRegisterTypeLib(copy.guid, copy.wMajorVerNum, copy.wMinorVerNum, copy.lcid, copy.syskind);
-    // A library that was not registered is gone already.
-    return hr == TYPE_E_REGISTRYACCESS ? S_OK : hr;
+    // A library that was not registered is gone already. Windows and Wine say so in different ways.
+    return hr == TYPE_E_REGISTRYACCESS || hr == E_INVALIDARG ? S_OK : hr;
 }
 
 class CAtlModule;
