@@ -161,7 +161,7 @@ private:
         if (FAILED(hr) || !typeLib)
             return hr;
         try {
-            const HINSTANCE module = _AtlBaseModule.GetModuleInstance();
+            HINSTANCE__* const module = _AtlBaseModule.GetModuleInstance();
             return registering ? AtlRegisterTypeLib(module, nullptr) : AtlUnRegisterTypeLib(module, nullptr);
         } catch (const CAtlException& e) {
             return e;

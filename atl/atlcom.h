@@ -208,16 +208,18 @@ public:                                                                         
     static const ATL::_ATL_INTMAP_ENTRY* _GetEntries() noexcept {                                                      \
         static const ATL::_ATL_INTMAP_ENTRY entries[] = {
 
+// NOLINTBEGIN(bugprone-macro-parentheses): these arguments are names of types, which take no parentheses.
 #define offsetofclass(base, derived)                                                                                   \
     (reinterpret_cast<DWORD_PTR>(static_cast<base*>(reinterpret_cast<derived*>(0x1000))) - 0x1000)
 
 #define COM_INTERFACE_ENTRY(x) {&__uuidof(x), offsetofclass(x, _ComMapClass)},
-#define COM_INTERFACE_ENTRY_IID(iid, x) {&iid, offsetofclass(x, _ComMapClass)},
+#define COM_INTERFACE_ENTRY_IID(iid, x) {&(iid), offsetofclass(x, _ComMapClass)},
 /// For an interface that is reached through more than one base: x by way of x2.
 #define COM_INTERFACE_ENTRY2(x, x2)                                                                                    \
     {&__uuidof(x),                                                                                                     \
      reinterpret_cast<DWORD_PTR>(static_cast<x*>(static_cast<x2*>(reinterpret_cast<_ComMapClass*>(0x1000)))) -         \
          0x1000},
+// NOLINTEND(bugprone-macro-parentheses)
 
 #define END_COM_MAP()                                                                                                  \
     { nullptr, 0 }                                                                                                     \
@@ -226,10 +228,12 @@ public:                                                                         
     return entries;                                                                                                    \
     }
 
+// NOLINTBEGIN(bugprone-macro-parentheses): the argument is the name of a type.
 #define DECLARE_NOT_AGGREGATABLE(x)                                                                                    \
 public:                                                                                                                \
     using _CreatorClass =                                                                                              \
         ATL::CComCreator2<ATL::CComCreator<ATL::CComObject<x>>, ATL::CComFailCreator<CLASS_E_NOAGGREGATION>>;
+// NOLINTEND(bugprone-macro-parentheses)
 
 /// Objects are safe during FinalConstruct without it; kept so that classes read the same everywhere.
 #define DECLARE_PROTECT_FINAL_CONSTRUCT()

@@ -29,7 +29,10 @@ public:
     CComPtr(CComPtr&& other) noexcept : p(other.Detach()) {}
     ~CComPtr() { Release(); }
 
-    CComPtr& operator=(const CComPtr& other) noexcept { return *this = other.p; }
+    CComPtr& operator=(const CComPtr& other) noexcept {
+        CComPtr(other).Swap(*this);
+        return *this;
+    }
     CComPtr& operator=(CComPtr&& other) noexcept {
         Attach(other.Detach());
         return *this;
@@ -158,7 +161,7 @@ public:
 
     HRESULT Append(const OLECHAR* text) noexcept {
         const UINT added = text != nullptr ? static_cast<UINT>(std::wcslen(text)) : 0;
-        const BSTR joined = SysAllocStringLen(nullptr, Length() + added);
+        OLECHAR* const joined = SysAllocStringLen(nullptr, Length() + added);
         if (joined == nullptr)
             return E_OUTOFMEMORY;
         if (m_str != nullptr)

@@ -12,7 +12,7 @@ declare -A PACKAGES=(
     [run]="wine wine64 libwine openssl
         libgnutls30 fonts-liberation fonts-wine libgl1 libxcomposite1 libxcursor1 libxfixes3 libxi6 libxinerama1
         libxrandr2 libxrender1 libxxf86vm1"
-    [demo]="xvfb xauth x11-apps imagemagick"
+    [demo]="xvfb xauth xdotool imagemagick"
     [lint]="clang-format clang-tidy shellcheck git python3"
     [coverage]="python3"
 )
