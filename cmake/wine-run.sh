@@ -62,4 +62,25 @@ if wine_server -p60 >/dev/null 2>&1 </dev/null; then
     wine cmd /c exit >/dev/null 2>&1 </dev/null || true
 fi
 
+# The desktop's process is handed the standard error output of whichever program opens the first window, and outlives it
+# as long as other programs have windows. A caller that reads a pipe to its end would wait for that: the program gets a
+# file instead, from which this passes on what comes, until the process (a dead one is a zombie until it is waited for)
+# has ended.
+relay_errors() { # pid; reads descriptor 3, writes descriptor 4
+    local state
+    while read -r state <"/proc/$1/stat" && [[ ${state##*) } != Z* ]]; do
+        sleep 0.1
+        cat <&3
+    done
+    cat <&3
+} 2>/dev/null >&4
+
+if [ -p /dev/stderr ]; then
+    errors=$(mktemp)
+    exec 3<"$errors" 4>&2
+    exec 2>>"$errors"
+    rm "$errors"
+    (relay_errors $$ </dev/null >/dev/null &)
+    exec 3<&- 4>&-
+fi
 exec wine "$@"

@@ -28,7 +28,7 @@ bool IsMatch(std::wstring_view pattern, std::wstring_view value) {
                 const std::wstring_view run = pattern.substr(at, pattern.find(L'*', at) - at);
                 const std::size_t found = value.find(run, pos);
                 // kept: the first occurrence is final, nothing is tried again further on.
-                if (found == value.npos)
+                if (found == std::wstring_view::npos)
                     return false;
                 pos = found + run.size();
                 at += run.size();
@@ -191,7 +191,7 @@ HRESULT CDocumentScript::SetFromSAFEARRAY(SAFEARRAY* array, CAddOperation add) {
     const LONG count = static_cast<LONG>(strings.GetCount());
     // kept: indices start at 0 whatever the lower bound, so that an array with any other lower bound is refused.
     for (LONG index = 0; index < count; ++index) {
-        const BSTR text = strings.GetAt(index);
+        OLECHAR* const text = strings.GetAt(index);
         (this->*add)(text ? std::wstring(text, SysStringLen(text)) : std::wstring());
     }
     return S_OK;
