@@ -11,7 +11,7 @@ struct CAccessor {
     void (CInternalSavedDocument::*set)(const std::wstring&);
 };
 
-constexpr std::array<CAccessor, 7> Texts{{
+const std::array<CAccessor, 7> Texts{{
     {&CInternalSavedDocument::GetDocName, &CInternalSavedDocument::SetDocName},
     {&CInternalSavedDocument::GetDocOriginalPath, &CInternalSavedDocument::SetDocOriginalPath},
     {&CInternalSavedDocument::GetDocTempPath, &CInternalSavedDocument::SetDocTempPath},

@@ -27,8 +27,8 @@ void RunOnWorker(IAsyncOp& operation) {
     auto runner = std::make_unique<CAsyncRunner>(true);
     auto listener = std::make_unique<CEndListener>(ended.Get());
     runner->AttachListener(listener.get());
-    listener.release(); // the runner's now
+    static_cast<void>(listener.release()); // the runner's now
     runner->Start(&operation);
-    runner.release(); // its worker's now
+    static_cast<void>(runner.release()); // its worker's now
     WaitForSingleObject(ended.Get(), INFINITE);
 }
