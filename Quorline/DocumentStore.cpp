@@ -4,6 +4,8 @@
 #include "logging/Checks.h"
 #include "logging/Logging.h"
 
+#include <utility>
+
 OBJECT_ENTRY_AUTO(CLSID_DocumentStore, CDocumentStore)
 
 namespace {
@@ -14,6 +16,13 @@ bool IsMissing(const VARIANT& argument) {
 
 const wchar_t* TextOf(BSTR text) {
     return text != nullptr ? text : L"";
+}
+
+// kept: the message is a format of its own. Zeros stand ready for inserts that it may hold, so that none of them reads
+// what was never passed.
+template <std::size_t... Slot>
+void LogScriptMessage(const log4cxx::LevelPtr& level, const wchar_t* message, std::index_sequence<Slot...>) {
+    LogToNamedLogger(L"Quorline.Scripts", level, message, (static_cast<void>(Slot), 0LL)...);
 }
 
 } // namespace
@@ -60,10 +69,7 @@ STDMETHODIMP CDocumentStore::GetNew(BSTR bstrDocName, BSTR bstrOriginalDocPath, 
 
 STDMETHODIMP CDocumentStore::LogMessage(unsigned short uLevel, BSTR* strMessage) {
     const wchar_t* const message = strMessage != nullptr ? TextOf(*strMessage) : L"";
-    // kept: the message is a format of its own. Zeros stand ready for inserts that it may hold, so that none of them
-    // reads what was never passed.
-    LogToNamedLogger(L"Quorline.Scripts", LevelFromNumber(uLevel), message, 0LL, 0LL, 0LL, 0LL, 0LL, 0LL, 0LL, 0LL, 0LL,
-                     0LL);
+    LogScriptMessage(LevelFromNumber(uLevel), message, std::make_index_sequence<1024>());
     return S_OK;
 }
 

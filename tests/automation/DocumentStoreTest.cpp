@@ -210,6 +210,18 @@ TEST_F(DocumentStoreTest, ReadsAMessageAsAFormatWithoutArguments) {
     EXPECT_TRUE(log.HasPrefix(L"INFO Quorline.Scripts: who: "));
 }
 
+TEST_F(DocumentStoreTest, ReadsZerosForHoweverManyInsertsAMessageHolds) {
+    std::wstring format;
+    std::wstring line = L"INFO Quorline.Scripts: ";
+    for (int i = 0; i < 600; ++i) {
+        format += L'{' + std::to_wstring(i) + L":%d}";
+        line += L'0';
+    }
+    CComBSTR message(format.c_str());
+    EXPECT_EQ(object->LogMessage(2, &message), S_OK);
+    EXPECT_EQ(log.Get().back(), line);
+}
+
 TEST_F(DocumentStoreTest, VetoesTheStateChangeOfItsStore) {
     CStateChange change;
     store.SetStateChangeInstance(&change);

@@ -166,7 +166,8 @@ for (var i = 0; i < docs.Count; ++i) {
     all += doc.Name + "|" + doc.TempPath + "|" + doc.IsRecovered + ";";
 })")) << engine.Error().line;
     EXPECT_EQ(engine.Value(L"all"), L"Doc1|C:\\store\\Doc1|0;Doc2|C:\\store\\Doc2|0;");
-    EXPECT_FALSE(engine.Run(vbScript ? L"docs.Item(docs.Count).Name" : L"docs.Item(docs.Count).Name;"));
+    EXPECT_FALSE(engine.Run(L"docs.Item(docs.Count).Name"));
+    EXPECT_FALSE(engine.Run(L"docs.Item(-1).Name"));
     engine.Close();
     ISavedDocumentCollection* const docs = Docs();
     CComPtr<ISavedDocument> item;

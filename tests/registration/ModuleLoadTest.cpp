@@ -1,16 +1,16 @@
 // Loading and freeing the library: what it sets up, and that it leaves nothing behind.
 
-#include "Common/UniqueHandle.h"
+#include "ProcessUse.h"
 
 #include <windows.h>
+
+#include <log4cxx/ndc.h>
 
 #include <gtest/gtest.h>
 
 #include <clocale>
-#include <functional>
 #include <string>
 #include <thread>
-#include <vector>
 
 namespace {
 
@@ -29,29 +29,6 @@ public:
 private:
     HMODULE m_module;
 };
-
-/// Bytes in use in all of the process's heaps.
-std::size_t BytesInUse() {
-    std::vector<HANDLE> heaps(GetProcessHeaps(0, nullptr));
-    heaps.resize(GetProcessHeaps(static_cast<DWORD>(heaps.size()), heaps.data()));
-    std::size_t sum = 0;
-    for (const HANDLE heap : heaps) {
-        HeapLock(heap);
-        PROCESS_HEAP_ENTRY entry{};
-        while (HeapWalk(heap, &entry)) {
-            if ((entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0)
-                sum += entry.cbData;
-        }
-        HeapUnlock(heap);
-    }
-    return sum;
-}
-
-DWORD Handles() {
-    DWORD count = 0;
-    GetProcessHandleCount(GetCurrentProcess(), &count);
-    return count;
-}
 
 } // namespace
 
@@ -87,11 +64,24 @@ TEST(ModuleLoad, LeavesNothingBehindInFiveHundredRounds) {
         }
     };
     rounds(50);
-    const DWORD handles = Handles();
-    const std::size_t bytes = BytesInUse();
+    const DWORD handles = HandlesInUse();
+    const std::size_t bytes = HeapBytesInUse();
     rounds(500);
-    EXPECT_LE(Handles(), handles + 2);
-    EXPECT_LE(BytesInUse(), bytes + 500 * 4096);
+    EXPECT_LE(HandlesInUse(), handles + 2);
+    EXPECT_LE(HeapBytesInUse(), bytes + 500 * 4096);
     RecordProperty("BytesPerRound",
-                   std::to_string((static_cast<double>(BytesInUse()) - static_cast<double>(bytes)) / 500));
+                   std::to_string((static_cast<double>(HeapBytesInUse()) - static_cast<double>(bytes)) / 500));
+}
+
+TEST(ModuleLoad, FreesTheContextOfAThreadThatEnds) {
+    const CLibrary library;
+    ASSERT_TRUE(library);
+    const auto threads = [](int count) {
+        for (int i = 0; i < count; ++i)
+            std::thread([] { log4cxx::NDC::push(std::wstring(200, L'x')); }).join();
+    };
+    threads(20);
+    const std::size_t bytes = HeapBytesInUse();
+    threads(300);
+    EXPECT_LE(HeapBytesInUse(), bytes + 300 * 100);
 }
