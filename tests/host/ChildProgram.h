@@ -48,7 +48,7 @@ inline CProgramResult RunProgram(std::wstring commandLine) {
     startup.hStdError = err.Get();
     PROCESS_INFORMATION started{};
     if (!CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &started))
-        throw std::runtime_error("a program could not be started");
+        throw std::runtime_error("a program could not be started, error " + std::to_string(GetLastError()));
     const CUniqueHandle process(started.hProcess);
     const CUniqueHandle thread(started.hThread);
     if (WaitForSingleObject(process.Get(), 60'000) != WAIT_OBJECT_0) {
