@@ -19,7 +19,7 @@ deps: ## install packages and cross-build the dependencies
 # Configures at the first build only; afterwards ninja does so itself when a CMake file has changed.
 define build_preset
 	@[ -f build/$(1)/build.ninja ] || cmake --preset $(1)
-	@cmake --build --preset $(1)
+	@cmake --build --preset $(1) $(if $(2),--target $(2))
 endef
 
 # The prefix is made before many programs ask for it at once.
@@ -28,7 +28,7 @@ define warm_prefix
 endef
 
 build: deps ## build what ships, into build/release/bin
-	$(call build_preset,release)
+	$(call build_preset,release,ship)
 
 test: deps ## build for debugging and run every test but the soak tests
 	$(call build_preset,debug)
@@ -37,7 +37,7 @@ test: deps ## build for debugging and run every test but the soak tests
 
 demo: deps ## save Notepad's unsaved text before hibernation, and show it
 	@$(PACKAGES) demo
-	$(call build_preset,release)
+	$(call build_preset,release,ship)
 	$(call warm_prefix)
 	@samples/demo.sh build/release
 
@@ -55,7 +55,7 @@ coverage: deps ## print the library's line coverage; fails under 90 %
 	@GCOV_PREFIX=Z: ctest --preset coverage -j1
 	@cmake/coverage.py build/coverage Quorline 90
 
-bench: deps ## build what ships and run the benchmarks
+bench: deps ## build and run the benchmarks
 	$(call build_preset,release)
 	$(call warm_prefix)
 	@programs=$$(find build/release -iname '*bench*.exe' | sort); \

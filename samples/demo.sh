@@ -19,7 +19,13 @@ SECOND='Dear Ana, the lamp & the key are under the third stone.'
 
 say() { printf '\n== %s\n' "$*"; }
 fail() { printf 'demo: %s\n' "$*" >&2; exit 1; }
-quorline() { "$WINE" "$BIN/quorline.exe" "$@" 2>&1 | tr -d '\r'; return "${PIPESTATUS[0]}"; }
+# Through a file: what a restore script starts holds a pipe open as long as it runs.
+quorline() {
+    local status=0
+    "$WINE" "$BIN/quorline.exe" "$@" >"$OUT/command.txt" 2>&1 || status=$?
+    tr -d '\r' <"$OUT/command.txt"
+    return "$status"
+}
 windows_path() { printf 'Z:%s' "${1//\//\\}"; }
 unix_path() { "$WINE" winepath -u "$1" 2>/dev/null | tr -d '\r'; }
 expect_exit() { # expected actual what
@@ -84,6 +90,7 @@ wait_for_text() { # each text must stand in a window of its own
         sleep 0.3
     done
     printf '%s\n' "$shown"
+    screenshot failure
     fail "the Notepad windows do not show what they should"
 }
 
@@ -91,6 +98,16 @@ open_and_type() { # which window, text
     "$WINE" notepad >/dev/null 2>&1 &
     wait_for_notepads "$1"
     xdotool type --delay 12 -- "$2"
+}
+
+# Apart, for the picture.
+place_notepads() {
+    local window place=10
+    for window in $(xdotool search --onlyvisible --name 'Notepad$'); do
+        xdotool windowmove "$window" "$place" $((place / 2))
+        place=$((place + 320))
+    done
+    sleep 0.5
 }
 
 close_notepads() {
@@ -103,7 +120,7 @@ close_notepads() {
 register_components() {
     say "Registering the library, the session server and the signer"
     for dll in Quorline QuorlineHost QuorlineSigner; do
-        "$WINE" regsvr32 /s "$BIN/$dll.dll" || fail "regsvr32 $dll.dll failed"
+        "$WINE" regsvr32 /s "$(windows_path "$BIN/$dll.dll")" || fail "regsvr32 $dll.dll failed"
         echo "registered $dll.dll"
     done
 }
@@ -144,7 +161,7 @@ check_saved_copies() { # where to keep them
         if [ "$(cat "$copy.utf8")" = "$FIRST" ] || [ "$(cat "$copy.utf8")" = "$SECOND" ]; then found=$((found + 1)); fi
     done
     [ "$found" = 2 ] || fail "the saved copies do not hold what was typed"
-    [ "$(cat "$OUT/$1"/*.utf8 | sort -u | wc -l)" = 2 ] || fail "one text was saved twice"
+    [ "$(md5sum "$OUT/$1"/*.utf8 | cut -c1-32 | sort -u | wc -l)" = 2 ] || fail "one text was saved twice"
     echo "both hold exactly what was typed"
 }
 
@@ -184,6 +201,7 @@ restore_documents() { # applications file, screenshot
     wait_for_notepads 2
     wait_for_text
     read_windows
+    place_notepads
     screenshot "$2"
     say "Restoring once more"
     quorline restore --all --apps "$(windows_path "$OUT/scripts/$1")" | tee "$OUT/again.txt"
@@ -200,6 +218,9 @@ collect_log() {
 
 rm -rf "$OUT"
 mkdir -p "$OUT"
+# What an earlier demo left in this scratch prefix would be listed and restored too.
+rm -rf "$WINEPREFIX"/drive_c/users/*/Documents/"Talvinor Saved Documents" \
+    "$WINEPREFIX"/drive_c/users/*/AppData/Local/Morvane
 trap finish EXIT
 start_desktop
 register_components
@@ -210,6 +231,7 @@ open_and_type 1 "$FIRST"
 open_and_type 2 "$SECOND"
 wait_for_text
 read_windows
+place_notepads
 screenshot before-hibernation
 
 say "The machine is about to hibernate"

@@ -28,10 +28,10 @@ HRESULT CProcess::Create(DWORD processId, const std::wstring& path, IDispatch** 
     return owner->QueryInterface(IID_IDispatch, reinterpret_cast<void**>(ppProcess));
 }
 
-STDMETHODIMP CProcess::get_Id(unsigned long* pId) {
+STDMETHODIMP CProcess::get_Id(long* pId) {
     if (pId == nullptr)
         return E_POINTER;
-    *pId = m_id;
+    *pId = static_cast<long>(m_id);
     return S_OK;
 }
 

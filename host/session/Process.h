@@ -22,7 +22,7 @@ public:
 
     static HRESULT Create(DWORD processId, const std::wstring& path, IDispatch** ppProcess);
 
-    STDMETHOD(get_Id)(unsigned long* pId) override;
+    STDMETHOD(get_Id)(long* pId) override;
     STDMETHOD(get_ImageName)(BSTR* pName) override;
     STDMETHOD(get_Path)(BSTR* pPath) override;
     STDMETHOD(get_Windows)(IProcessWindows** ppWindows) override;

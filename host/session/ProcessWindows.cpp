@@ -39,19 +39,19 @@ HRESULT CProcessWindows::Create(DWORD processId, IProcessWindows** ppWindows) {
     return owner.CopyTo(ppWindows);
 }
 
-STDMETHODIMP CProcessWindows::get_Item(unsigned long index, IProcessWindow** ppWindow) {
+STDMETHODIMP CProcessWindows::get_Item(long index, IProcessWindow** ppWindow) {
     if (ppWindow == nullptr)
         return E_POINTER;
     *ppWindow = nullptr;
-    if (index >= m_windows.size())
+    if (index < 0 || static_cast<std::size_t>(index) >= m_windows.size())
         return E_INVALIDARG;
-    return m_windows[index].CopyTo(ppWindow);
+    return m_windows[static_cast<std::size_t>(index)].CopyTo(ppWindow);
 }
 
-STDMETHODIMP CProcessWindows::get_Count(unsigned long* pCount) {
+STDMETHODIMP CProcessWindows::get_Count(long* pCount) {
     if (pCount == nullptr)
         return E_POINTER;
-    *pCount = static_cast<unsigned long>(m_windows.size());
+    *pCount = static_cast<long>(m_windows.size());
     return S_OK;
 }
 

@@ -21,8 +21,8 @@ public:
     static HRESULT Create(DWORD processId, IProcessWindows** ppWindows);
 
     /// E_INVALIDARG for an index at or above the count.
-    STDMETHOD(get_Item)(unsigned long index, IProcessWindow** ppWindow) override;
-    STDMETHOD(get_Count)(unsigned long* pCount) override;
+    STDMETHOD(get_Item)(long index, IProcessWindow** ppWindow) override;
+    STDMETHOD(get_Count)(long* pCount) override;
     STDMETHOD(get__NewEnum)(IUnknown** ppEnum) override;
 
 private:

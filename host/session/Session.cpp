@@ -35,10 +35,14 @@ STDMETHODIMP CSession::get_ComputerName(BSTR* pName) {
     return ReturnText(name.data(), pName);
 }
 
-STDMETHODIMP CSession::get_SessionId(unsigned long* pId) {
+STDMETHODIMP CSession::get_SessionId(long* pId) {
     if (pId == nullptr)
         return E_POINTER;
-    return ProcessIdToSessionId(GetCurrentProcessId(), pId) ? S_OK : HRESULT_FROM_WIN32(GetLastError());
+    DWORD id = 0;
+    if (!ProcessIdToSessionId(GetCurrentProcessId(), &id))
+        return HRESULT_FROM_WIN32(GetLastError());
+    *pId = static_cast<long>(id);
+    return S_OK;
 }
 
 STDMETHODIMP CSession::get_IsRemote(VARIANT_BOOL* pRemote) {

@@ -22,7 +22,7 @@ public:
 
     STDMETHOD(get_UserName)(BSTR* pName) override;
     STDMETHOD(get_ComputerName)(BSTR* pName) override;
-    STDMETHOD(get_SessionId)(unsigned long* pId) override;
+    STDMETHOD(get_SessionId)(long* pId) override;
     STDMETHOD(get_IsRemote)(VARIANT_BOOL* pRemote) override;
 
     /// S_OK with a null process when there is no such process or it cannot be looked into.
