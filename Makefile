@@ -38,7 +38,6 @@ test: deps ## build for debugging and run every test but the soak tests
 demo: deps ## save Notepad's unsaved text before hibernation, and show it
 	@$(PACKAGES) demo
 	$(call build_preset,release,ship)
-	$(call warm_prefix)
 	@samples/demo.sh build/release
 
 lint: deps ## check formatting, static analysis, scripts and wording

@@ -10,7 +10,8 @@ ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 BIN=$(cd "$1/bin" && pwd)
 OUT=$ROOT/build/demo
 WINE=$ROOT/cmake/wine-run.sh
-export WINEPREFIX=$ROOT/build/prefix
+# A prefix of its own: what is registered here, the tests must not meet.
+export WINEPREFIX=$ROOT/build/demo-prefix
 DRIVERS='HKCU\Software\Wine\Drivers'
 EXPLORER='HKCU\Software\Wine\Explorer'
 
