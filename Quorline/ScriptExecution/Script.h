@@ -26,7 +26,8 @@ public:
     CScript& operator=(const CScript& other);
     virtual ~CScript();
 
-    /// Replaces the text with that of a UTF-8 file, up to its first zero byte; a byte-order mark stays as U+FEFF.
+    /// Replaces the text with that of a UTF-8 file, up to its first zero byte; a byte-order mark stays as U+FEFF,
+    /// and of a text that begins with it VBScript runs nothing: save scripts without one.
     /// False, with the reason logged and the text unchanged, when the file cannot be read. Never throws.
     virtual bool LoadTextFromFile(const std::wstring& path);
 

@@ -95,7 +95,12 @@ TEST_P(ScriptEngineTest, TextEndsAtANul) {
     EXPECT_FALSE(m_runner.HasError());
 }
 
-TEST_P(ScriptEngineTest, AScriptMayRunAnotherOneThroughTheSameRunner) {
+TEST_P(ScriptEngineTest, OnlyJScriptRunsATextThatBeginsWithAByteOrderMark) {
+    Run(L"\xFEFFProbe.Note 1", L"\xFEFFProbe.Note(1);");
+    EXPECT_EQ(m_probe->notes.size(), IsVB() ? 0U : 1U);
+}
+
+TEST_P(ScriptEngineTest, AScriptRunDuringTheVerificationOfAnotherRunsBeforeIt) {
     const struct CNested {
         explicit CNested(CTestSigner& signer, std::function<void()> action) : m_signer(signer) {
             m_signer.onVerify = std::move(action);

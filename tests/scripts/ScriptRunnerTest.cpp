@@ -274,6 +274,52 @@ TEST_F(ScriptRunnerTest, AnEngineThatDoesNotStartRaisesItsHResultAndLeavesTheRun
     EXPECT_NO_THROW(Run(CScript::LangVBScript, L"x"));
 }
 
+HRESULT STDMETHODCALLTYPE RefuseInterface(IUnknown*, REFIID, void** object) {
+    *object = nullptr;
+    return E_NOINTERFACE;
+}
+
+/// Has an object of this process refuse every interface for a scope.
+class CRefusal {
+public:
+    explicit CRefusal(IUnknown* object) : m_slot(*reinterpret_cast<void***>(object)), m_original(*m_slot) {
+        Set(reinterpret_cast<void*>(&RefuseInterface));
+    }
+    ~CRefusal() { Set(m_original); }
+    CRefusal(const CRefusal&) = delete;
+    CRefusal& operator=(const CRefusal&) = delete;
+
+private:
+    void Set(void* function) {
+        DWORD protection = 0;
+        VirtualProtect(m_slot, sizeof function, PAGE_READWRITE, &protection);
+        *m_slot = function;
+        VirtualProtect(m_slot, sizeof function, protection, &protection);
+    }
+
+    void** m_slot; // of QueryInterface
+    void* m_original;
+};
+
+TEST_F(ScriptRunnerTest, ASiteThatIsNoScriptSiteRaisesItsHResultAndTheEngineIsReleased) {
+    CTestEngine engine(vbScript);
+    Run(CScript::LangVBScript, L"x");
+    ASSERT_NE(engine.site, nullptr);
+    engine.calls.clear();
+    m_log.Take();
+    {
+        const CRefusal refusal(engine.site);
+        EXPECT_THROW(Run(CScript::LangVBScript, L"x"), COSException);
+    }
+    const auto lines = m_log.Take();
+    ASSERT_EQ(lines.size(), 2U);
+    EXPECT_THAT(lines[1], HasSubstr(L"ERROR TalvinorGlobal: Failure HRESULT=0x80004002; \"Failed to query "
+                                    L"IActiveScriptSite interface\"; at ScriptExecution/ScriptRunner.cpp; line "));
+    EXPECT_EQ(engine.calls, std::vector<std::wstring>{L"engine released, site 0"});
+    EXPECT_FALSE(m_runner.HasError());
+    EXPECT_NO_THROW(Run(CScript::LangVBScript, L"x"));
+}
+
 TEST_F(ScriptRunnerTest, AFailedRunOrCloseIsLoggedAndTheEngineReleased) {
     CTestEngine engine(vbScript);
     engine.failure = static_cast<HRESULT>(0x80020101);

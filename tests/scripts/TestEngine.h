@@ -17,6 +17,7 @@ public:
     HRESULT failure = E_ACCESSDENIED;
     std::vector<std::wstring> calls; ///< with their flags; releases of parser and engine show the site's references
     int created = 0;
+    IActiveScriptSite* site = nullptr; ///< of the last run, alive as long as its runner
 
     explicit CTestEngine(const CLSID& engine) {
         CComObjectNoLock<CFactory>* factory = nullptr;
@@ -79,6 +80,7 @@ private:
 
         STDMETHODIMP SetScriptSite(IActiveScriptSite* site) override {
             m_site = site;
+            m_test->site = site;
             return m_test->Called(L"SetScriptSite");
         }
         STDMETHODIMP GetScriptSite(REFIID, void**) override { return E_NOTIMPL; }
