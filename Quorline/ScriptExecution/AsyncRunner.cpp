@@ -29,20 +29,19 @@ struct CApartment {
 };
 } // namespace
 
-CAsyncRunner::CListeners::~CListeners() {
-    for (const IAsyncRunnerListener* listener : *this)
+CAsyncRunner::CShared::~CShared() {
+    for (const IAsyncRunnerListener* listener : listeners)
         delete listener;
 }
 
 CAsyncRunner::CAsyncRunner(bool deleteWhenFinished)
-    : m_lock(std::make_shared<CCriticalSection>()), m_deleteWhenFinished(deleteWhenFinished),
-      m_listeners(std::make_shared<CListeners>()) {}
+    : m_lock(std::make_shared<CCriticalSection>()), m_shared(std::make_shared<CShared>(deleteWhenFinished)) {}
 
 // kept: the events stay open; somebody may still wait for the finished one.
 CAsyncRunner::~CAsyncRunner() = default;
 
 void CAsyncRunner::AttachListener(IAsyncRunnerListener* listener) {
-    m_listeners->push_back(listener);
+    m_shared->listeners.push_back(listener);
 }
 
 void CAsyncRunner::Start(IAsyncOp* operation) {
@@ -110,13 +109,16 @@ DWORD WINAPI CAsyncRunner::RunThread(void* parameter) {
         CheckWin32Error(QUORLINE_HERE, GetLastError(), L"SetEvent");
     { const std::lock_guard<CCriticalSection> pass(*runner->m_lock); }
 
+    std::shared_ptr<CShared> shared = runner->m_shared;
+    const HANDLE finished = runner->m_hFinished;
     runner->RunOperation(start->operation);
 
     const CApartment apartment; // left behind when the operation throws: the process ends then
-    for (IAsyncRunnerListener* listener : *runner->m_listeners)
+    for (IAsyncRunnerListener* listener : shared->listeners)
         listener->OnFinished();
-    const bool deleteRunner = runner->m_deleteWhenFinished;
-    SetEvent(runner->m_hFinished);
+    const bool deleteRunner = shared->deleteWhenFinished;
+    shared.reset();
+    SetEvent(finished);
     if (deleteRunner)
         delete runner;
     return 0;
@@ -128,8 +130,9 @@ void CAsyncRunner::RunOperation(IAsyncOp* operation) {
             SanityCheckFailed({__FILE__, __LINE__, "CAsyncRunner::RunThread"}, L"pOp is null");
         operation->Run();
     } catch (...) {
+        const HANDLE finished = m_hFinished;
         ForgetWorker();
-        SetEvent(m_hFinished);
+        SetEvent(finished);
         throw;
     }
     ForgetWorker();

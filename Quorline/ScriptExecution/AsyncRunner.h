@@ -17,20 +17,21 @@
 
 #include <windows.h>
 
+#include <atomic>
 #include <list>
 #include <memory>
 
 class QUORLINE_API CAsyncRunner {
 public:
     explicit CAsyncRunner(bool deleteWhenFinished = false);
-    // kept: a copy shares the lock, the events and the listeners.
+    // kept: a copy shares the lock, the events, the flag and the listeners.
     CAsyncRunner(const CAsyncRunner& other) = default;
     CAsyncRunner& operator=(const CAsyncRunner& other) = default;
     /// Deletes the listeners in the order in which they were attached. Does not wait for a worker.
     ~CAsyncRunner();
 
-    void SetDeleteWhenFinished(bool deleteWhenFinished) { m_deleteWhenFinished = deleteWhenFinished; }
-    bool GetDeleteWhenFinished() const { return m_deleteWhenFinished; }
+    void SetDeleteWhenFinished(bool deleteWhenFinished) { m_shared->deleteWhenFinished = deleteWhenFinished; }
+    bool GetDeleteWhenFinished() const { return m_shared->deleteWhenFinished; }
 
     /// Takes the listener over. Call before Start.
     void AttachListener(IAsyncRunnerListener* listener);
@@ -46,8 +47,16 @@ public:
 private:
     friend struct CAsyncRunnerPeer; // the tests' way to a worker that is started wrong
 
-    struct CListeners : std::list<IAsyncRunnerListener*> {
-        ~CListeners();
+    /// What the worker still needs when it has let go of the operation. From then on WaitForFinish returns at once, and
+    /// the owner may delete the runner.
+    struct CShared {
+        explicit CShared(bool deletes) : deleteWhenFinished(deletes) {}
+        ~CShared();
+        CShared(const CShared&) = delete;
+        CShared& operator=(const CShared&) = delete;
+
+        std::atomic<bool> deleteWhenFinished;
+        std::list<IAsyncRunnerListener*> listeners; // owned
     };
     struct CStartParameter {
         IAsyncOp* operation;
@@ -61,6 +70,5 @@ private:
     std::shared_ptr<CCriticalSection> m_lock;
     HANDLE m_hThreadStarted = nullptr; // not null while a worker runs
     HANDLE m_hFinished = nullptr;
-    bool m_deleteWhenFinished;
-    std::shared_ptr<CListeners> m_listeners;
+    std::shared_ptr<CShared> m_shared;
 };
