@@ -11,8 +11,7 @@ CRegistryReader::CRegistryReader(const std::wstring& path) {
 bool CRegistryReader::ReadString(const wchar_t* name, std::wstring& value) const {
     wchar_t buffer[LongestString + 1];
     DWORD size = sizeof(buffer);
-    if (!m_key || RegGetValueW(m_key.Get(), nullptr, name, RRF_RT_REG_SZ | RRF_RT_REG_EXPAND_SZ, nullptr, buffer,
-                               &size) != ERROR_SUCCESS)
+    if (!m_key || RegGetValueW(m_key.Get(), nullptr, name, RRF_RT_REG_SZ, nullptr, buffer, &size) != ERROR_SUCCESS)
         return false;
     value = buffer;
     return true;

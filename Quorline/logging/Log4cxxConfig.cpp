@@ -12,8 +12,11 @@
 #include <log4cxx/nt/nteventlogappender.h>
 #include <log4cxx/patternlayout.h>
 #include <log4cxx/propertyconfigurator.h>
+#include <log4cxx/rolling/fixedwindowrollingpolicy.h>
 #include <log4cxx/rolling/rollingfileappender.h>
 #include <log4cxx/simplelayout.h>
+
+#include <algorithm>
 
 namespace {
 struct CComponent {
@@ -50,6 +53,14 @@ void SetOption(log4cxx::Appender& appender, const char* name, const std::wstring
 void Activate(log4cxx::Appender& appender) {
     log4cxx::helpers::Pool pool;
     appender.activateOptions(pool);
+}
+
+log4cxx::rolling::RollingPolicyPtr MakeRollingPolicy(const std::wstring& file, unsigned long maxLogs) {
+    const auto policy = std::make_shared<log4cxx::rolling::FixedWindowRollingPolicy>();
+    policy->setOption("filenamepattern", ToLogString(file + L".%i"));
+    policy->setMinIndex(1);
+    policy->setMaxIndex(static_cast<int>(std::clamp(maxLogs, 2UL, 13UL)) - 1); // its own limits
+    return policy;
 }
 
 /// Zero for a file that is not there.
@@ -166,6 +177,10 @@ void CLog4cxxConfig::ConfigureLogFile() {
     SetOption(*appender, "maxfilesize", std::to_wstring(m_logSize));
     // MaxLogs counts the current file too.
     SetOption(*appender, "maxbackupindex", std::to_wstring(m_maxLogs > 1 ? m_maxLogs - 1 : 0));
+    // One that the properties file has already activated, without a name, rolls over to nowhere.
+    if (const auto rolling = std::dynamic_pointer_cast<log4cxx::rolling::RollingFileAppender>(appender);
+        rolling && !m_fileAppender)
+        rolling->setRollingPolicy(MakeRollingPolicy(m_logFile, m_maxLogs));
     Activate(*appender);
     if (m_fileAppender)
         root->addAppender(m_fileAppender);
