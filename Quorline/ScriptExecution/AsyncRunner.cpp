@@ -110,7 +110,7 @@ DWORD WINAPI CAsyncRunner::RunThread(void* parameter) {
     { const std::lock_guard<CCriticalSection> pass(*runner->m_lock); }
 
     std::shared_ptr<CShared> shared = runner->m_shared;
-    const HANDLE finished = runner->m_hFinished;
+    HANDLE finished = runner->m_hFinished;
     runner->RunOperation(start->operation);
 
     const CApartment apartment; // left behind when the operation throws: the process ends then
@@ -130,7 +130,7 @@ void CAsyncRunner::RunOperation(IAsyncOp* operation) {
             SanityCheckFailed({__FILE__, __LINE__, "CAsyncRunner::RunThread"}, L"pOp is null");
         operation->Run();
     } catch (...) {
-        const HANDLE finished = m_hFinished;
+        HANDLE finished = m_hFinished;
         ForgetWorker();
         SetEvent(finished);
         throw;
