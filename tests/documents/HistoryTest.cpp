@@ -219,3 +219,21 @@ TEST_F(HistoryTest, ADocumentWhoseStoreCannotBeLookedUpSaysWhy) {
     EXPECT_EQ(history.GetDocumentStoreInfoForDocument(&document, &found), HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND));
     EXPECT_EQ(found, untouched);
 }
+
+TEST_F(HistoryTest, AllDocumentsOfAllStoresMakeOneCollection) {
+    AddStore(L"2024-01-01", Docs({"<Name>a</Name>", "<Name>b</Name>"}));
+    AddStore(L"2024-01-02", Docs({"<Name>c</Name>"}));
+    history.Refresh();
+    EXPECT_EQ(history.CreateSavedDocumentCollectionCOMObject(nullptr), E_POINTER);
+    Microsoft::WRL::ComPtr<ISavedDocumentCollection> documents;
+    ASSERT_EQ(history.CreateSavedDocumentCollectionCOMObject(documents.GetAddressOf()), S_OK);
+    unsigned long count = 0;
+    EXPECT_EQ(documents->get_Count(&count), S_OK);
+    ASSERT_EQ(count, 3u);
+    Microsoft::WRL::ComPtr<ISavedDocument> last;
+    ASSERT_EQ(documents->get_Item(2, last.GetAddressOf()), S_OK);
+    BSTR name = nullptr;
+    EXPECT_EQ(last->get_Name(&name), S_OK);
+    EXPECT_STREQ(name, L"c");
+    SysFreeString(name);
+}

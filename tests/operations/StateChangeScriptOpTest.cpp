@@ -1,3 +1,4 @@
+#include "HostDoubles.h"
 #include "Support.h"
 
 #include "RunningApp.h"
@@ -15,145 +16,12 @@
 
 #include <functional>
 
-extern "C" HRESULT STDMETHODCALLTYPE PrxDllGetClassObject(REFCLSID clsid, REFIID iid, void** object);
-
 namespace {
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
-
-/// The announced change, whose answers a test chooses.
-class CChange : public CComObjectRootEx<CComMultiThreadModel>, public IStateChangeInstance {
-public:
-    BEGIN_COM_MAP(CChange)
-    COM_INTERFACE_ENTRY(IStateChangeInstance)
-    END_COM_MAP()
-
-    STDMETHODIMP get_NewState(long* state) override {
-        *state = static_cast<long>(newState);
-        return stateResult;
-    }
-    STDMETHODIMP get_Invoker(long*) override { return E_NOTIMPL; }
-    STDMETHODIMP get_Flags(long*) override { return E_NOTIMPL; }
-    STDMETHODIMP get_Timestamp(hyper*) override { return E_NOTIMPL; }
-    STDMETHODIMP get_Vetoed(VARIANT_BOOL* value) override {
-        *value = vetoed;
-        return S_OK;
-    }
-    STDMETHODIMP put_Vetoed(VARIANT_BOOL value) override {
-        vetoed = value;
-        return vetoResult;
-    }
-
-    _STATE_CHANGE_TYPE newState = Hibernate;
-    HRESULT stateResult = S_OK;
-    HRESULT vetoResult = S_OK;
-    VARIANT_BOOL vetoed = VARIANT_FALSE;
-};
-
-/// An automation object with no type library.
-template <class Interface> class CBareDispatch : public CComObjectRootEx<CComSingleThreadModel>, public Interface {
-public:
-    STDMETHODIMP GetTypeInfoCount(UINT* count) override { return *count = 0, S_OK; }
-    STDMETHODIMP GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
-    STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID* ids) override { return *ids = 1, S_OK; }
-    STDMETHODIMP Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT* result, EXCEPINFO*, UINT*) override {
-        if (result) {
-            V_VT(result) = VT_I4;
-            V_I4(result) = number;
-        }
-        return S_OK;
-    }
-    long number = 7;
-};
-
-/// What scripts see as "Process": every property is the process identifier.
-class CProcessObject : public CBareDispatch<IDispatch> {
-public:
-    BEGIN_COM_MAP(CProcessObject)
-    COM_INTERFACE_ENTRY(IDispatch)
-    END_COM_MAP()
-};
-
-/// The host's session class for the apartment of the test.
-class CSessionObject : public CBareDispatch<ISession> {
-public:
-    BEGIN_COM_MAP(CSessionObject)
-    COM_INTERFACE_ENTRY(ISession)
-    COM_INTERFACE_ENTRY(IDispatch)
-    END_COM_MAP()
-
-    STDMETHODIMP get_UserName(BSTR*) override { return E_NOTIMPL; }
-    STDMETHODIMP get_ComputerName(BSTR*) override { return E_NOTIMPL; }
-    STDMETHODIMP get_SessionId(long*) override { return E_NOTIMPL; }
-    STDMETHODIMP get_IsRemote(VARIANT_BOOL*) override { return E_NOTIMPL; }
-    STDMETHODIMP GetProcess(unsigned long processId, IDispatch** process) override {
-        asked.push_back(processId);
-        *process = nullptr;
-        if (!knowsProcesses)
-            return S_OK;
-        CComObjectNoLock<CProcessObject>* created = nullptr;
-        CComObjectNoLock<CProcessObject>::CreateInstance(&created);
-        created->number = static_cast<long>(processId);
-        return CComPtr<IDispatch>(created).CopyTo(process);
-    }
-
-    std::vector<unsigned long> asked;
-    bool knowsProcesses = true;
-};
-
-class CSessionServer {
-public:
-    CSessionServer() {
-        CComObjectNoLock<CSessionObject>* created = nullptr;
-        CComObjectNoLock<CSessionObject>::CreateInstance(&created);
-        session = created;
-        CComObjectNoLock<CFactory>* factory = nullptr;
-        CComObjectNoLock<CFactory>::CreateInstance(&factory);
-        factory->session = session;
-        CoRegisterClassObject(CLSID_Session, CComPtr<IClassFactory>(factory), CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE,
-                              &m_registration);
-    }
-    ~CSessionServer() { CoRevokeClassObject(m_registration); }
-    CSessionServer(const CSessionServer&) = delete;
-    CSessionServer& operator=(const CSessionServer&) = delete;
-
-    CComPtr<CComObjectNoLock<CSessionObject>> session;
-
-private:
-    class CFactory : public CComObjectRootEx<CComSingleThreadModel>, public IClassFactory {
-    public:
-        BEGIN_COM_MAP(CFactory)
-        COM_INTERFACE_ENTRY(IClassFactory)
-        END_COM_MAP()
-        STDMETHODIMP CreateInstance(IUnknown*, REFIID iid, void** object) override {
-            return session->QueryInterface(iid, object);
-        }
-        STDMETHODIMP LockServer(BOOL) override { return S_OK; }
-        CComPtr<CComObjectNoLock<CSessionObject>> session;
-    };
-    DWORD m_registration = 0;
-};
-
-/// The proxies of the host's interfaces, for the apartment of the thread that makes it.
-class CHostProxies {
-public:
-    CHostProxies() {
-        CComPtr<IUnknown> factory;
-        PrxDllGetClassObject(IID_IStateChangeInstance, IID_IPSFactoryBuffer, reinterpret_cast<void**>(&factory));
-        CoRegisterClassObject(IID_IStateChangeInstance, factory, CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE,
-                              &m_registration);
-        CoRegisterPSClsid(IID_IStateChangeInstance, IID_IStateChangeInstance);
-    }
-    ~CHostProxies() { CoRevokeClassObject(m_registration); }
-    CHostProxies(const CHostProxies&) = delete;
-    CHostProxies& operator=(const CHostProxies&) = delete;
-
-private:
-    DWORD m_registration = 0;
-};
 
 ULONG CountOf(IUnknown* object) {
     object->AddRef();

@@ -1,0 +1,123 @@
+#include "WriterFixture.h"
+
+#include "ImportHook.h"
+#include "ScriptExecution/DocumentStoreXMLReader.h"
+#include "ScriptExecution/InfoFileValue.h"
+#include "StorePeer.h"
+
+#include <climits>
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+TEST_F(WriterTest, TextOutsideAsciiIsUtf8AndComesBackWhole) {
+    const wchar_t* names[] = {L"\u00e9\u00df", L"\u65e5\u672c\u8a9e", L"\U0001F600\U0010FFFF", L"\u0416"};
+    for (const wchar_t* name : names)
+        Add(name);
+    Add(L"\xD83D half");
+    const std::string file = Write(nullptr);
+    EXPECT_THAT(file, HasSubstr("\t\xC3\xA9\xC3\x9F\t"));
+    EXPECT_THAT(file, HasSubstr("\t\xF0\x9F\x98\x80\xF4\x8F\xBF\xBF\t"));
+    EXPECT_THAT(file, HasSubstr("\t\xEF\xBF\xBD half\t"));
+    CDocumentStoreInfo info;
+    CDocumentStoreXMLReader(path.wstring()).ReadDocumentStore(info);
+    const auto& records = *info.GetInternalDocumentStore()->GetSavedDocumentList();
+    ASSERT_EQ(records.size(), 5u);
+    for (std::size_t i = 0; i < std::size(names); ++i)
+        EXPECT_EQ(Text(*records[i], &CInternalSavedDocument::GetDocName), names[i]);
+}
+
+TEST_F(WriterTest, ValuesArePrintedAsTheirOwnFormat) {
+    const std::pair<const wchar_t*, const wchar_t*> rows[] = {
+        {L"", L""},
+        {L"plain", L"plain"},
+        {L"%%", L"%"},
+        {L"100%%d", L"100%d"},
+        {L"%d", L"0"},
+        {L"a%5db", L"a    0b"},
+        {L"%-5d|", L"0    |"},
+        {L"%+d% d%05d", L"+0 000000"},
+        {L"%.3d", L"000"},
+        {L"%*d%.*d|", L"0|"},
+        {L"%x%X%o%u%i", L"00000"},
+        {L"%I64d%I32u%Ix%lld%ld%hd", L"000000"},
+        {L"%f", L"0.000000"},
+        {L"%.1e", L"0.0e+000"},
+        {L"%s%S%hs%ls%ws", L"(null)(null)(null)(null)(null)"},
+        {L"%8s|%-8s|%.2s", L"  (null)|(null)  |(n"},
+        {L"%Z", L"(null)"},
+        {L"%p", L"0000000000000000"},
+        {L"%c|%C|%3c|", L"||  |"},
+        {L"%n%hn%lln%5n|", L"|"},
+        {L"50% off", L"500ff"},
+        {L"%", L""},
+        {L"%5", L""},
+        {L"%I64", L""},
+        {L"%.", L""},
+        {L"%l", L""},
+        {L"%y%5!%k", L"y!k"},
+        {L"%\u00e9", L"\u00e9"},
+    };
+    for (const auto& [value, printed] : rows)
+        EXPECT_EQ(FormatInfoFileValue(value), printed) << value;
+    EXPECT_EQ(FormatInfoFileValue(std::wstring(L"a\0%d", 4)), L"a");
+}
+
+TEST_F(WriterTest, WidthsAndPrecisionsAreBounded) {
+    const std::pair<const wchar_t*, std::size_t> rows[] = {
+        {L"%999999999d", 512},   {L"%-2147483648s", 512},
+        {L"%.999999999d", 20},   {L"%.99999f", 514},
+        {L"%99999.99999f", 514}, {L"%99999999999999999999999x", 512},
+        {L"%9999.9999e", 0},     {L"%0000000000000000000000005d", 5},
+    };
+    for (const auto& [value, length] : rows) {
+        const auto printed = FormatInfoFileValue(value).size();
+        if (length)
+            EXPECT_EQ(printed, length) << value;
+        else
+            EXPECT_LE(printed, 520u) << value;
+    }
+}
+
+TEST_F(WriterTest, AnyTextPrintsWithoutHarm) {
+    // Every conversion behind every size, with flags, and random mixtures of all that a directive is made of.
+    const std::wstring alphabet = L"%%%%%%-+ 0#*.0123456789hlLwI64I32FNdiouxXcCeEfgGaAnpsSZ\\{}<>&";
+    unsigned seed = 12345;
+    for (int round = 0; round < 20000; ++round) {
+        std::wstring value;
+        for (int i = 0; i < 40; ++i) {
+            seed = seed * 1664525 + 1013904223;
+            value += alphabet[(seed >> 8) % alphabet.size()];
+        }
+        EXPECT_LE(FormatInfoFileValue(value).size(), 40u * 600u) << value;
+    }
+}
+
+TEST_F(WriterTest, APercentInAnyValueReachesTheFileAsAConversion) {
+    auto& record = Add(L"100%d.txt");
+    record.SetDocOriginalPath(L"%s");
+    record.SetAppPath(L"%n");
+    record.SetAppExeImageName(L"%%");
+    const std::string file = Write(nullptr);
+    EXPECT_THAT(file, HasSubstr("\t1000.txt\t"));
+    EXPECT_THAT(file, HasSubstr("\t(null)\t"));
+    EXPECT_THAT(file, HasSubstr("\t%\t"));
+}
+
+TEST_F(WriterTest, MarkupInAValueMakesAFileThatDoesNotReadBack) {
+    for (const wchar_t* name : {L"a&b", L"a<b"}) {
+        store.GetSavedDocumentList()->clear();
+        Add(name);
+        const std::string file = Write(nullptr);
+        EXPECT_THAT(file, HasSubstr(name[1] == L'&' ? "\ta&b\t" : "\ta<b\t"));
+        CDocumentStoreInfo info;
+        const auto failure =
+            Thrown<CXmlParseException>([&] { CDocumentStoreXMLReader(path.wstring()).ReadDocumentStore(info); });
+        EXPECT_TRUE(failure.GetText().starts_with(L"Parse error at line ")) << failure.GetText();
+    }
+}
+
+TEST_F(WriterTest, LineEndsInAValueGetTheTextStreamsForm) {
+    Add(L"a\nb\r\nc");
+    EXPECT_THAT(Write(nullptr), HasSubstr("\ta\r\nb\r\r\nc\t"));
+}
