@@ -68,7 +68,7 @@ protected:
         PutSigned(L"save.vbs", SaveScript);
         PutSigned(L"restore.js", RestoreScript);
         Put(L"apps.json", R"({"applications":[{"friendlyName":"Notepad","executables":["notepad.exe"],
-            "stateChanges":["hibernate"],"saveScript":")" +
+            "stateChanges":["hibernate","shutdown"],"saveScript":")" +
                               saveScript + R"(","restoreScript":"restore.js"}]})");
     }
 
@@ -201,6 +201,17 @@ TEST_F(CommandTest, ASavedDocumentIsListedRestoredOnceAndThenDone) {
     const CProgramResult again = Restore(L"--all");
     EXPECT_EQ(again.exitCode, 0u);
     EXPECT_THAT(again.out, HasSubstr("nothing to restore"));
+}
+
+TEST_F(CommandTest, AShutdownIsWrittenIntoTheStoresRecord) {
+    PutApps();
+    StartNotepad();
+    ASSERT_EQ(Save(L"shutdown").exitCode, 0u);
+    const std::string info = ReadBytes(Stored(L"info.xml").at(0).wstring());
+    EXPECT_THAT(info, HasSubstr("<StateChange>"));
+    EXPECT_THAT(info, HasSubstr("Shutdown"));
+    EXPECT_EQ(Restore(L"--all").exitCode, 0u);
+    EXPECT_THAT(ReadBytes(Stored(L"info.xml").at(0).wstring()), HasSubstr("<StateChange>"));
 }
 
 TEST_F(CommandTest, AStateThatNoScriptCaresAboutRunsNone) {
