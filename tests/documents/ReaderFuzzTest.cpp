@@ -2,6 +2,7 @@
 #include "ScriptExecution/DocumentStoreXMLReader.h"
 #include "ScriptExecution/DocumentStoreXMLWriter.h"
 
+#include "ProcessUse.h"
 #include "Support.h"
 
 #include <psapi.h>
@@ -98,14 +99,12 @@ TEST(ReaderFuzzTest, DamagedFilesAreReadOrRefused) {
         ASSERT_TRUE(std::filesystem::exists(path));
         if (round == 2000) {
             memory = PrivateBytes();
-            GetProcessHandleCount(GetCurrentProcess(), &handles);
+            handles = HandlesInUse();
         }
     }
     EXPECT_GT(accepted, 100);
     EXPECT_GT(refused, 1000);
-    DWORD handlesAfter = 0;
-    GetProcessHandleCount(GetCurrentProcess(), &handlesAfter);
-    EXPECT_LE(handlesAfter, handles + 2);
+    EXPECT_LE(HandlesInUse(), handles + 2);
     EXPECT_LE(PrivateBytes(), memory + (1 << 20));
     SetLoggingConfigured(false);
 }

@@ -1,5 +1,6 @@
 #include "InternalDocumentStore.h"
 
+#include "ProcessUse.h"
 #include "StoreFixture.h"
 #include "StorePeer.h"
 #include "logging/Logging.h"
@@ -34,13 +35,10 @@ TEST_F(StoreTest, TheBaseDirectoryIsInTheDocumentsFolder) {
 TEST_F(StoreTest, TheBaseDirectoryLeavesNoHandleOpen) {
     std::wstring base;
     CInternalDocumentStore::GetBaseDirectory(base);
-    DWORD before = 0;
-    GetProcessHandleCount(GetCurrentProcess(), &before);
+    const DWORD before = HandlesInUse();
     for (int i = 0; i < 100; ++i)
         CInternalDocumentStore::GetBaseDirectory(base);
-    DWORD after = 0;
-    GetProcessHandleCount(GetCurrentProcess(), &after);
-    EXPECT_LE(after, before + 2);
+    EXPECT_LE(HandlesInUse(), before + 2);
 }
 
 TEST_F(StoreTest, AMissingProcessTokenIsReportedAsOpenThreadTokenAndSurvived) {

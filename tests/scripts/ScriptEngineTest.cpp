@@ -1,6 +1,7 @@
 // The runner with the system's own engines.
 
 #include "BareEngine.h"
+#include "ProcessUse.h"
 #include "RunnerFixture.h"
 
 #include <windows.h>
@@ -117,23 +118,6 @@ TEST_P(ScriptEngineTest, AScriptRunDuringTheVerificationOfAnotherRunsBeforeIt) {
     EXPECT_THAT(m_probe->notes, ElementsAre(L"inner", L"outer"));
 }
 
-DWORD Handles() {
-    DWORD count = 0;
-    GetProcessHandleCount(GetCurrentProcess(), &count);
-    return count;
-}
-
-std::size_t BusyHeap() {
-    std::size_t bytes = 0;
-    PROCESS_HEAP_ENTRY entry{};
-    HeapLock(GetProcessHeap());
-    while (HeapWalk(GetProcessHeap(), &entry))
-        if ((entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0)
-            bytes += entry.cbData;
-    HeapUnlock(GetProcessHeap());
-    return bytes;
-}
-
 TEST_P(ScriptEngineTest, AThousandRunsLeaveNoMoreThanTheEngineItselfDoes) {
     const CLSID engine = IsVB() ? CLSID{0xB54F3741, 0x5B07, 0x11CF, {0xA4, 0xB0, 0x00, 0xAA, 0x00, 0x4A, 0x55, 0xE8}}
                                 : CLSID{0xF414C260, 0x6AC0, 0x11CF, {0xB6, 0xD1, 0x00, 0xAA, 0x00, 0xBB, 0xBB, 0x58}};
@@ -152,12 +136,12 @@ TEST_P(ScriptEngineTest, AThousandRunsLeaveNoMoreThanTheEngineItselfDoes) {
         const auto growth = [&](const auto& run) {
             for (int i = 0; i < 100; ++i, forget())
                 run();
-            const auto handles = Handles();
-            const auto heap = BusyHeap();
+            const auto handles = HandlesInUse();
+            const auto heap = HeapBytesInUse();
             for (int i = 0; i < 1000; ++i, forget())
                 run();
-            EXPECT_LE(Handles(), handles);
-            return static_cast<long long>(BusyHeap()) - static_cast<long long>(heap);
+            EXPECT_LE(HandlesInUse(), handles);
+            return static_cast<long long>(HeapBytesInUse()) - static_cast<long long>(heap);
         };
         const auto bare = growth([&] { RunBare(engine, IsVB() ? vb : js, m_probe); });
         const auto own = growth([&] { Run(vb, js); });

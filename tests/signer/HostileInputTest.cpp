@@ -1,3 +1,5 @@
+#include "CryptHandles.h"
+#include "ProcessUse.h"
 #include "ScriptVerifier.h"
 #include "SignatureBlock.h"
 #include "SignedDataEditor.h"
@@ -27,39 +29,25 @@ bool Accepted(const CBytes& signature) {
         .accepted;
 }
 
-struct CUse {
-    DWORD handles;
-    std::size_t bytes;
-
-    static CUse Now() {
-        CUse use{};
-        GetProcessHandleCount(GetCurrentProcess(), &use.handles);
-        HANDLE heaps[64];
-        const DWORD count = GetProcessHeaps(static_cast<DWORD>(std::size(heaps)), heaps);
-        for (DWORD i = 0; i < count && i < std::size(heaps); ++i) {
-            PROCESS_HEAP_ENTRY entry{};
-            HeapLock(heaps[i]);
-            while (HeapWalk(heaps[i], &entry)) {
-                if ((entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0)
-                    use.bytes += entry.cbData;
-            }
-            HeapUnlock(heaps[i]);
-        }
-        return use;
-    }
-};
-
-/// Runs an action many times; the heap and the handles must be as after the first rounds.
-void ExpectNothingLeft(int rounds, const std::function<void()>& action) {
-    for (int i = 0; i < 50; ++i)
-        action();
-    const CUse before = CUse::Now();
+DWORD HandleGrowth(int rounds, const std::function<void()>& action) {
+    const DWORD before = HandlesInUse();
     for (int i = 0; i < rounds; ++i)
         action();
-    const CUse after = CUse::Now();
-    EXPECT_LE(after.handles, before.handles + 2);
+    const DWORD after = HandlesInUse();
+    return after > before ? after - before : 0;
+}
+
+/// Runs an action many times; the heap and the handles must be as after the first rounds, apart from the handles that
+/// the same rounds of what the system itself does for it leave open.
+void ExpectNothingLeft(
+    int rounds, const std::function<void()>& action, const std::function<void()>& systemsPart = [] {}) {
+    for (int i = 0; i < 50; ++i)
+        action();
+    const DWORD systemsHandles = HandleGrowth(rounds, systemsPart);
+    const std::size_t bytes = HeapBytesInUse();
+    EXPECT_LE(HandleGrowth(rounds, action), systemsHandles + 2);
     // A leak of one small block a round would show.
-    EXPECT_LT(after.bytes, before.bytes + static_cast<std::size_t>(rounds) * 8 + 4096);
+    EXPECT_LT(HeapBytesInUse(), bytes + static_cast<std::size_t>(rounds) * 8 + 4096);
 }
 
 TEST(HostileInput, RandomBytesAreNeverASignature) {
@@ -167,7 +155,17 @@ TEST(HostileInput, AGoodScriptVerifiedOverAndOverLeavesNothingBehind) {
 }
 
 TEST(HostileInput, SigningOverAndOverLeavesNothingBehind) {
-    ExpectNothingLeft(Rounds(100, 2'000), [] { SignWith(Authority().Publisher(), Script); });
+    ExpectNothingLeft(
+        Rounds(100, 2'000), [] { SignWith(Authority().Publisher(), Script); },
+        // Wine leaves a handle open for each key container that is opened by name.
+        [] {
+            CUniqueProvider provider;
+            DWORD keySpec = 0;
+            BOOL owned = FALSE;
+            ASSERT_TRUE(CryptAcquireCertificatePrivateKey(Authority().Publisher(), CRYPT_ACQUIRE_SILENT_FLAG, nullptr,
+                                                          provider.Put(), &keySpec, &owned));
+            ASSERT_TRUE(owned);
+        });
 }
 
 } // namespace
