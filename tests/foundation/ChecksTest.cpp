@@ -1,3 +1,4 @@
+#include "ImportHook.h"
 #include "LogLines.h"
 #include "logging/Checks.h"
 #include "logging/Logging.h"
@@ -6,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <clocale>
 #include <cstring>
 
 namespace {
@@ -15,6 +17,15 @@ using testing::IsEmpty;
 constexpr CCodeLocation Here{"Area/Unit", 7, "CUnit::Run"};
 constexpr const wchar_t* Place = L"Area/Unit; line 7; CUnit::Run";
 constexpr DWORD UnknownError = 0x2fffffff;
+
+/// A system whose texts look like formats.
+DWORD WINAPI OddSystemText(DWORD, const void*, DWORD, DWORD, wchar_t* buffer, DWORD, va_list*) {
+    constexpr wchar_t Text[] = L"{0:%s} 100% \\{ %n\t \r\n";
+    auto* copy = static_cast<wchar_t*>(LocalAlloc(LMEM_FIXED, sizeof(Text)));
+    std::memcpy(copy, Text, sizeof(Text));
+    *reinterpret_cast<wchar_t**>(buffer) = copy;
+    return static_cast<DWORD>(std::size(Text) - 1);
+}
 
 class ChecksTest : public testing::Test {
 protected:
@@ -83,6 +94,9 @@ TEST_F(ChecksTest, AFailedRuntimeCallCarriesItsErrno) {
     EXPECT_EQ(Code([] { CheckCrtError(Here, "_tfopen_s", ENOENT); }), static_cast<unsigned long>(ENOENT));
     EXPECT_THAT(m_log.Take(), ElementsAre(Line(L"Call to _tfopen_s failed with \"" + WidenText(std::strerror(ENOENT)) +
                                                L"\" (2); Called from " + Place)));
+    EXPECT_EQ(Code([] { CheckCrtError(Here, "fopen", -7); }), 0xFFFFFFF9u);
+    EXPECT_THAT(m_log.Take(), ElementsAre(Line(L"Call to fopen failed with \"" + WidenText(std::strerror(-7)) +
+                                               L"\" (-7); Called from " + Place)));
 }
 
 TEST_F(ChecksTest, AFailedApiCallIsReportedAndSurvived) {
@@ -118,6 +132,37 @@ TEST_F(ChecksTest, NothingButTheMessageIsTakenForAFormat) {
                                                L"\" (5); Called from {0:%s}\\%n; line 1; {1:%d}")));
 }
 
+TEST_F(ChecksTest, NoPlaceOrNameOfAnyCheckIsTakenForAFormat) {
+    constexpr CCodeLocation odd{"{0:%s}\\%n", 1, "{1:%d}"};
+    const std::wstring place = L"{0:%s}\\%n; line 1; {1:%d}";
+    Code([&] { CheckHResult(odd, E_FAIL, L"{0:%s}", L"{0:%q}"); });
+    Code([&] { CheckCrtError(odd, "{0:%s}%s\\", ENOENT); });
+    EXPECT_THROW(SanityCheckFailed(odd, L"{0:%s}", L"{0:%q}"), CMorvaneException);
+    EXPECT_THAT(m_log.Take(), ElementsAre(Line(L"Failure HRESULT=0x80004005; \"{0:%q}\"; at " + place),
+                                          Line(L"Call to {0:%s}%s\\ failed with \"" + WidenText(std::strerror(ENOENT)) +
+                                               L"\" (2); Called from " + place),
+                                          Line(L"Failed sanity test \"{0:%q}\"; tested at " + place)));
+}
+
+TEST_F(ChecksTest, ASystemTextIsNotTakenForAFormat) {
+    const CImportHook hook(GetModuleHandleW(nullptr), "FormatMessageW", &OddSystemText);
+    LogWin32Error(Here, 5, L"Open {0:%d}", 1);
+    LogApiCallFailure(Here, 5, "Open");
+    EXPECT_THAT(
+        m_log.Take(),
+        ElementsAre(Line(std::wstring(L"Open 1. \"{0:%s} 100% \\{ %n\" (5); Called from ") + Place),
+                    Line(std::wstring(L"Call to Open failed with \"{0:%s} 100% \\{ %n\" (5); Called from ") + Place)));
+}
+
+TEST_F(ChecksTest, ANarrowMessageIsWidenedByTheRuntimesLocale) {
+    const std::string before = std::setlocale(LC_ALL, nullptr);
+    std::setlocale(LC_ALL, "Japanese_Japan.932");
+    LogHResultFailure(Here, E_FAIL, "\x93\xfa\x96\x7b {0:%d}", 1);
+    std::setlocale(LC_ALL, before.c_str());
+    EXPECT_THAT(m_log.Take(),
+                ElementsAre(Line(std::wstring(L"Failure HRESULT=0x80004005; \"\u65e5\u672c 1\"; at ") + Place)));
+}
+
 TEST_F(ChecksTest, ABadMessageStillThrowsTheChecksOwnException) {
     EXPECT_EQ(Code([] { CheckWin32Error(Here, 5, L"{0:%q}"); }), 5u);
     EXPECT_EQ(Code([] { CheckHResult(Here, E_FAIL, L"{0:%s}", reinterpret_cast<wchar_t*>(8)); }), 0x80004005u);
@@ -127,8 +172,20 @@ TEST_F(ChecksTest, ABadMessageStillThrowsTheChecksOwnException) {
 
 TEST_F(ChecksTest, ALongInsertDoesNotCutTheTail) {
     const std::wstring name(20000, L'n');
+    const std::string call(20000, 'c');
     LogWin32Error(Here, 5, L"{0:%s}", name.c_str());
-    EXPECT_TRUE(m_log.Take().at(0).ends_with(std::wstring(L"(5); Called from ") + Place));
+    LogHResultFailure(Here, E_FAIL, L"{0:%s}", name.c_str());
+    EXPECT_THROW(SanityCheckFailed(Here, (name + L"{0:%s}").c_str(), name.c_str()), CMorvaneException);
+    LogApiCallFailure(Here, 5, call.c_str());
+    EXPECT_EQ(Code([&] { CheckCrtError(Here, call.c_str(), ENOENT); }), static_cast<unsigned long>(ENOENT));
+    const std::wstring cut(4095, L'n');
+    EXPECT_THAT(m_log.Take(), ElementsAre(Line(cut + L". \"" + SystemText(5) + L"\" (5); Called from " + Place),
+                                          Line(L"Failure HRESULT=0x80004005; \"" + cut + L"\"; at " + Place),
+                                          Line(L"Failed sanity test \"" + name + cut + L"\"; tested at " + Place),
+                                          Line(L"Call to " + WidenText(call) + L" failed with \"" + SystemText(5) +
+                                               L"\" (5); Called from " + Place),
+                                          Line(L"Call to " + WidenText(call) + L" failed with \"" +
+                                               WidenText(std::strerror(ENOENT)) + L"\" (2); Called from " + Place)));
 }
 
 TEST(Exceptions, NameTheirClass) {

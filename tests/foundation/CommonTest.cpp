@@ -82,6 +82,13 @@ TEST(CanonicalPath, SpellingsOfOneFileMeet) {
     EXPECT_EQ(_wcsicmp(one.c_str(), other.c_str()), 0);
 }
 
+TEST(CanonicalPath, TheLongestPathHas259Characters) {
+    std::wstring path;
+    const std::wstring start = L"C:\\";
+    EXPECT_EQ(GetCanonicalPath(start + std::wstring(256, L'a'), path), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
+    EXPECT_EQ(GetCanonicalPath(start + std::wstring(257, L'a'), path), static_cast<DWORD>(ERROR_FILENAME_EXCED_RANGE));
+}
+
 TEST(CanonicalPath, AMissingFileAndAnOverlongPathHaveNone) {
     std::wstring path = L"as it was";
     EXPECT_EQ(GetCanonicalPath(L"C:\\no such file.txt", path), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));

@@ -75,6 +75,10 @@ TEST(FormatterGuard, APrecisionReadsNoFurther) {
     CPageEnd end;
     EXPECT_EQ(formatter.Format(L"{0:%.3s}", end.Put(L"abc", 3)), L"abc");
     EXPECT_EQ(Refusal(L"{0:%.4s}", end.Put(L"abc", 3)).second, 11);
+    EXPECT_EQ(formatter.Format(L"{0:%.3S}", end.Put("abc", 3)), L"abc");
+    EXPECT_EQ(Refusal(L"{0:%.4S}", end.Put("abc", 3)).second, 11);
+    EXPECT_EQ(formatter.Format(L"{0:%.3hs}", end.Put("abc", 3)), L"abc");
+    EXPECT_EQ(formatter.Format(L"<{0:%.0s}>", BadWide(0x10)), L"<>");
 }
 
 TEST(FormatterGuard, EightThreadsMayFaultAtOnce) {

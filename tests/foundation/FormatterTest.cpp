@@ -91,6 +91,43 @@ TEST(Formatter, TheSizePrefixDecidesHowManyBitsAreRead) {
     EXPECT_EQ(formatter.Format(L"{0:%I64d}", std::int64_t{-9000000000}), L"-9000000000");
 }
 
+TEST(Formatter, EveryIntegerConversionReadsEverySize) {
+    constexpr std::int64_t Value = -0x123456789ABCDEF0; // 0xEDCBA98765432110
+    const struct {
+        const wchar_t* conversion;
+        const wchar_t* texts[4]; ///< 32 bits, the same with "l", 16 bits, 64 bits
+    } cases[] = {
+        {L"d", {L"1698898192", L"1698898192", L"8464", L"-1311768467463790320"}},
+        {L"i", {L"1698898192", L"1698898192", L"8464", L"-1311768467463790320"}},
+        {L"o", {L"14520620420", L"14520620420", L"20420", L"1667135230354520620420"}},
+        {L"u", {L"1698898192", L"1698898192", L"8464", L"17134975606245761296"}},
+        {L"x", {L"65432110", L"65432110", L"2110", L"edcba98765432110"}},
+        {L"X", {L"65432110", L"65432110", L"2110", L"EDCBA98765432110"}},
+    };
+    constexpr const wchar_t* Prefixes[] = {L"", L"l", L"h", L"I64"};
+    for (const auto& c : cases)
+        for (int size = 0; size < 4; ++size) {
+            const std::wstring format = std::wstring(L"{0:%") + Prefixes[size] + c.conversion + L"}";
+            EXPECT_EQ(formatter.Format(format, Value), c.texts[size]) << format;
+        }
+}
+
+TEST(Formatter, AFloatingValueAndAPointerTakeAnyPrefix) {
+    EXPECT_EQ(formatter.Format(L"{0:%e}", 1500.0), L"1.500000e+003");
+    EXPECT_EQ(formatter.Format(L"{0:%G}", 1e-10), L"1E-010");
+    EXPECT_EQ(formatter.Format(L"{0:%lf} {1:%hf}", 0.5, 0.25), L"0.500000 0.250000");
+    EXPECT_EQ(formatter.Format(L"{0:%lp}", reinterpret_cast<void*>(0x1234)), L"0000000000001234");
+}
+
+TEST(Formatter, ANarrowCharacterIsEightBitsOfItsSlot) {
+    EXPECT_EQ(formatter.Format(L"{0:%C}{1:%c}", 0x1FF41, 0x120AC), L"A\u20ac");
+}
+
+TEST(Formatter, ASpecificationWithoutADirectivePassesItsArgumentOver) {
+    EXPECT_EQ(formatter.Format(L"{0:void} {1:%d}", 5, 6), L"void 6");
+    EXPECT_EQ(formatter.Format(L"{0:100%% red} {1:%d}", 5, 6), L"100% red 6");
+}
+
 TEST(Formatter, LiteralTextAroundTheConversionIsKept) {
     EXPECT_EQ(formatter.Format(L"{0:(%d)}", 5), L"(5)");
     EXPECT_EQ(formatter.Format(L"{0:x=%d}", 5), L"x=5");

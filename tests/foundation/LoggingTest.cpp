@@ -117,6 +117,13 @@ TEST(Logging, NarrowTextIsWidenedByTheRuntimesLocale) {
     EXPECT_EQ(NarrowText(L""), "");
 }
 
+TEST(Logging, TextOfSeveralBytesACharacterIsWidenedWhole) {
+    const CLocale locale("Japanese_Japan.932");
+    EXPECT_EQ(WidenText("a\x93\xfa\x96\x7b"), L"a\u65e5\u672c");
+    EXPECT_EQ(NarrowText(L"a\u65e5\u672c"), "a\x93\xfa\x96\x7b");
+    EXPECT_EQ(WidenText("a\x93"), L"a?"); // cut in the middle of a character
+}
+
 namespace {
 int g_checks = 0;
 void CountCheck() noexcept {
