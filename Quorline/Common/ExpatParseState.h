@@ -1,7 +1,11 @@
 #pragma once
 
-// The generic part of reading an XML file with expat: the loop over the file's blocks and the handlers. A parser for
-// one format derives from CExpatParser and keeps a stack of CExpatParseState, one for each open element.
+// The generic part of reading XML with expat: the loop over a file's blocks, blocks that are in memory already, and the
+// handlers. A parser for one format derives from CExpatParser, keeps a stack of CExpatParseState, one for each open
+// element, and reads one document:
+//
+//     CDocumentStoreXmlParser(info).ParseFile(path);
+//     CDocumentStoreXmlParser(info).Parse(bytes, true);
 
 #include "logging/Checks.h"
 
@@ -38,8 +42,25 @@ public:
         ParseFile(file);
     }
 
+    /// Parses the document's next block, of any size; blocks may end anywhere. Throws CXmlParseException for malformed
+    /// text, and whatever a handler throws; there is nothing more to parse then.
+    void Parse(std::string_view block, bool last) {
+        if (!m_parser)
+            Start();
+        do {
+            const std::string_view piece = block.substr(0, LongestPiece);
+            block.remove_prefix(piece.size());
+            const auto status =
+                XML_Parse(m_parser.get(), piece.data(), static_cast<int>(piece.size()), last && block.empty());
+            if (m_failure)
+                std::rethrow_exception(m_failure);
+            if (status == XML_STATUS_ERROR)
+                throw CXmlParseException(DescribeError());
+        } while (!block.empty());
+    }
+
 protected:
-    /// Names are valid during the call only. Exceptions reach the caller of ParseFile.
+    /// Names are valid during the call only. Exceptions reach the caller of Parse and ParseFile.
     virtual void HandleStartElement(std::wstring_view name) = 0;
     virtual void HandleEndElement() = 0;
     virtual void HandleCharacterData(std::wstring_view text) = 0;
@@ -49,26 +70,13 @@ protected:
         if (!file)
             SanityCheckFailed(Location(__LINE__), L"Filehandle is NULL");
 
-        const std::unique_ptr<std::remove_pointer_t<XML_Parser>, CParserFree> parser(XML_ParserCreate(nullptr));
-        if (!parser)
-            throw std::bad_alloc();
-        m_parser = parser.get();
-        m_failure = nullptr;
-        XML_SetUserData(m_parser, this);
-        XML_SetElementHandler(m_parser, &StartElement, &EndElement);
-        XML_SetCharacterDataHandler(m_parser, &CharacterData);
-
         char block[1024];
         for (bool last = false; !last;) {
             const std::size_t size = fread(block, 1, sizeof block, file);
             last = feof(file) != 0;
             if (ferror(file) || (size == 0 && !last))
                 CheckCrtError(Location(__LINE__), "fread", EIO);
-            const auto status = XML_Parse(m_parser, block, static_cast<int>(size), last);
-            if (m_failure)
-                std::rethrow_exception(m_failure);
-            if (status == XML_STATUS_ERROR)
-                throw CXmlParseException(DescribeError());
+            Parse({block, size}, last);
         }
     }
 
@@ -80,15 +88,27 @@ private:
         void operator()(XML_Parser parser) const noexcept { XML_ParserFree(parser); }
     };
 
+    static constexpr std::size_t LongestPiece = 1 << 20; // expat counts a piece's bytes in an int
+
     static CCodeLocation Location(int line) {
         static const std::string function = "CExpatParser<" + std::to_string(ChildKinds) + ">::ParseFile";
         return {__FILE__, line, function};
     }
 
+    void Start() {
+        m_parser.reset(XML_ParserCreate(nullptr));
+        if (!m_parser)
+            throw std::bad_alloc();
+        XML_SetUserData(m_parser.get(), this);
+        XML_SetElementHandler(m_parser.get(), &StartElement, &EndElement);
+        XML_SetCharacterDataHandler(m_parser.get(), &CharacterData);
+    }
+
     std::wstring DescribeError() const {
         wchar_t text[1024];
         _snwprintf_s(text, std::size(text), _TRUNCATE, L"Parse error at line %d:\n%s\n",
-                     static_cast<int>(XML_GetCurrentLineNumber(m_parser)), XML_ErrorString(XML_GetErrorCode(m_parser)));
+                     static_cast<int>(XML_GetCurrentLineNumber(m_parser.get())),
+                     XML_ErrorString(XML_GetErrorCode(m_parser.get())));
         return text;
     }
 
@@ -102,7 +122,7 @@ private:
             action(self);
         } catch (...) {
             self.m_failure = std::current_exception();
-            XML_StopParser(self.m_parser, XML_FALSE);
+            XML_StopParser(self.m_parser.get(), XML_FALSE);
         }
     }
 
@@ -118,6 +138,6 @@ private:
         });
     }
 
-    XML_Parser m_parser = nullptr;
+    std::unique_ptr<std::remove_pointer_t<XML_Parser>, CParserFree> m_parser;
     std::exception_ptr m_failure;
 };

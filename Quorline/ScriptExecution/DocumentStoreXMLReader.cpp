@@ -3,8 +3,19 @@
 #include "ScriptExecution/DocumentStoreInfo.h"
 #include "ScriptExecution/DocumentStoreXmlParser.h"
 
-void CDocumentStoreXMLReader::ReadDocumentStore(CDocumentStoreInfo& info) {
+namespace {
+void RequireObjects(const CCodeLocation& location, const CDocumentStoreInfo& info) {
     if (!info.GetInternalDocumentStore() || !info.GetStateChangeInstance())
-        SanityCheckFailed(QUORLINE_HERE, L"Info without objects passed to ReadDocumentStore");
+        SanityCheckFailed(location, L"Info without objects passed to ReadDocumentStore");
+}
+} // namespace
+
+void CDocumentStoreXMLReader::ReadDocumentStore(CDocumentStoreInfo& info) {
+    RequireObjects(QUORLINE_HERE, info);
     CDocumentStoreXmlParser(info).ParseFile(m_path);
+}
+
+void CDocumentStoreXMLReader::ReadDocumentStoreFromMemory(std::string_view bytes, CDocumentStoreInfo& info) {
+    RequireObjects(QUORLINE_HERE, info);
+    CDocumentStoreXmlParser(info).Parse(bytes, true);
 }

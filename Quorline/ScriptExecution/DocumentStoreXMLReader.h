@@ -1,10 +1,14 @@
 #pragma once
 
-// Reads a store's info file back.
+// Reads a store's info file back, from the disk or from memory.
+//
+//     CDocumentStoreInfo info;
+//     CDocumentStoreXMLReader(path).ReadDocumentStore(info);
 
 #include "Common/Export.h"
 
 #include <string>
+#include <string_view>
 
 class CDocumentStoreInfo;
 
@@ -16,6 +20,9 @@ public:
     /// is. Throws CXmlParseException for malformed text, CMorvaneException when the file cannot be opened or is no info
     /// file, COSException for a bad identifier. Records read before the failure stay in the store.
     void ReadDocumentStore(CDocumentStoreInfo& info);
+
+    /// The same for an info file whose bytes are in memory.
+    static void ReadDocumentStoreFromMemory(std::string_view bytes, CDocumentStoreInfo& info);
 
 private:
     std::wstring m_path;

@@ -54,6 +54,13 @@ constexpr Rule rules[] = {
     {Doc, L"RestoreScript", RestoreScript, true},
 };
 
+bool CollectsText(std::size_t element) {
+    for (const Rule& rule : rules)
+        if (rule.child == element)
+            return rule.text;
+    return false;
+}
+
 std::wstring Trim(const std::wstring& text) {
     static constexpr wchar_t blanks[] = L" \r\t\n";
     const auto begin = text.find_first_not_of(blanks);
@@ -132,19 +139,13 @@ void CDocumentStoreXmlParser::HandleEndElement() {
     }
     const std::size_t element = m_states.back().element;
     m_states.pop_back();
-    Apply(element, Trim(m_text));
+    // Only here, for what collected it: trimmed at every element's end, a long text would cost its length each time.
+    Apply(element, CollectsText(element) ? Trim(m_text) : std::wstring());
 }
 
 void CDocumentStoreXmlParser::HandleCharacterData(std::wstring_view text) {
-    if (m_ignoredDepth == 0 && CollectsText())
+    if (m_ignoredDepth == 0 && CollectsText(m_states.back().element))
         m_text += text;
-}
-
-bool CDocumentStoreXmlParser::CollectsText() const {
-    for (const Rule& rule : rules)
-        if (rule.child == m_states.back().element)
-            return rule.text;
-    return false;
 }
 
 void CDocumentStoreXmlParser::Apply(std::size_t element, const std::wstring& text) {

@@ -25,7 +25,6 @@ protected:
     void HandleCharacterData(std::wstring_view text) override;
 
 private:
-    bool CollectsText() const;
     void Apply(std::size_t element, const std::wstring& text);
 
     CDocumentStoreInfo& m_info;
