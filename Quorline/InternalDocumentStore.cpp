@@ -232,9 +232,11 @@ HRESULT CInternalDocumentStore::GetNewDocumentPath(const wchar_t* docName, const
             name.erase(dot);
     }
 
-    // The first reservation comes before the info file exists.
-    if (std::wstring infoPath; SUCCEEDED(GetInfoFilePath(infoPath, L".xml")))
+    // The first reservation comes before the info file exists, and every one between two writes of it.
+    if (std::wstring infoPath; SUCCEEDED(GetInfoFilePath(infoPath, L".xml"))) {
         m_reservedPaths.insert(FullPath(infoPath));
+        m_reservedPaths.insert(FullPath(CDocumentStoreXMLWriter::GetSiblingPath(infoPath)));
+    }
     if (!EnsureFilenameUnique(name, tail, m_storageDirectory, m_reservedPaths))
         return E_FAIL;
     path = JoinPath(m_storageDirectory, name + tail);

@@ -7,10 +7,14 @@
 #include "logging/Checks.h"
 
 #include <fcntl.h>
-#include <io.h>
+#include <share.h>
+#include <sys/stat.h>
 
+#include <algorithm>
 #include <climits>
+#include <cstdint>
 #include <exception>
+#include <memory>
 
 namespace {
 using CContext = CDocumentStoreXMLWriter::CContext;
@@ -110,6 +114,26 @@ std::string ToFileBytes(const std::wstring& text) {
     bytes.resize(static_cast<std::size_t>(out - bytes.data()));
     return bytes;
 }
+
+/// In one call of the system.
+void WriteBytes(int file, std::string_view bytes) {
+    if (bytes.size() > INT_MAX)
+        CheckWin32Error(WriteLocation(__LINE__), ERROR_FILE_TOO_LARGE, L"Info file too large");
+    SetLastError(ERROR_DISK_FULL); // what a write that went through in part is told by, where the runtime says -1 to it
+    const int written = _write(file, bytes.data(), static_cast<unsigned>(bytes.size()));
+    if (written != static_cast<int>(bytes.size()))
+        CheckCrtError(WriteLocation(__LINE__), "_write", written < 0 ? errno : ENOSPC);
+}
+
+/// Until here, a file that was written may still be lost with the machine's power.
+void Flush(int file) {
+    if (_commit(file) != 0)
+        CheckCrtError(WriteLocation(__LINE__), "_commit", errno);
+}
+
+struct CFileRemover {
+    void operator()(const wchar_t* path) const noexcept { DeleteFileW(path); }
+};
 } // namespace
 
 CDocumentStoreXMLWriter::CContext::CContext(int& depth, const wchar_t* name, std::wstring& file)
@@ -146,29 +170,70 @@ void CDocumentStoreXMLWriter::CContext::DecrementIndent() {
 }
 
 void CDocumentStoreXMLWriter::Open() {
-    FILE* file = nullptr;
-    if (const errno_t error = _wfopen_s(&file, m_path.c_str(), L"w"); error != 0)
-        CheckCrtError(QUORLINE_HERE, "_tfopen_s", error);
-    m_file.reset(file);
+    int file = -1;
+    if (const errno_t error =
+            _wsopen_s(&file, m_path.c_str(), _O_WRONLY | _O_CREAT | _O_BINARY, _SH_DENYNO, _S_IREAD | _S_IWRITE);
+        error != 0)
+        CheckCrtError(QUORLINE_HERE, "_tfopen_s", error); // kept: the name under which this failure is known
+    m_file.Reset(file);
 }
 
-void CDocumentStoreXMLWriter::Flush(const std::wstring& text) {
-    // A text stream would write in small pieces: the line ends are made here, and the bytes go out in one call.
-    const std::string bytes = ToFileBytes(text);
-    if (bytes.size() > INT_MAX)
-        CheckWin32Error(WriteLocation(__LINE__), ERROR_FILE_TOO_LARGE, L"Info file too large");
-    const int file = _fileno(m_file.get());
-    _setmode(file, _O_BINARY);
-    const int written = _write(file, bytes.data(), static_cast<unsigned>(bytes.size()));
-    if (written != static_cast<int>(bytes.size()))
-        CheckCrtError(WriteLocation(__LINE__), "_write", written < 0 ? errno : ENOSPC);
+/// False when the file cannot be replaced; throws when the new text cannot be written. Either way nothing is left over.
+bool CDocumentStoreXMLWriter::Replace(std::string_view bytes) {
+    // Not every system keeps a file that is marked read-only from being replaced.
+    const DWORD attributes = GetFileAttributesW(m_path.c_str());
+    if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY) != 0)
+        return false;
+
+    // Shared for deletion, so that it can take the other's place while it is open.
+    const std::wstring sibling = GetSiblingPath(m_path);
+    CUniqueHandle handle(CreateFileW(sibling.c_str(), GENERIC_WRITE,
+                                     FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, CREATE_ALWAYS,
+                                     FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!handle)
+        return false;
+    std::unique_ptr<const wchar_t, CFileRemover> leftover(sibling.c_str());
+    CUnique<CDescriptorTraits> file(_open_osfhandle(reinterpret_cast<std::intptr_t>(handle.Get()), _O_BINARY));
+    if (!file)
+        return false;
+    handle.Detach();
+    WriteBytes(file.Get(), bytes);
+    Flush(file.Get());
+    if (!MoveFileExW(sibling.c_str(), m_path.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
+        return false;
+    leftover.release();
+    m_file = std::move(file);
+    return true;
+}
+
+void CDocumentStoreXMLWriter::WriteInPlace(std::string_view bytes) {
+    Open();
+    const int file = m_file.Get();
+    const long oldSize = std::max(_filelength(file), 0L);
+    const std::string_view overwriting = bytes.substr(0, static_cast<std::size_t>(oldSize));
+    try {
+        // What goes beyond the old end comes first: a full disk then refuses it while the old record is still whole.
+        if (overwriting.size() < bytes.size()) {
+            _lseek(file, oldSize, SEEK_SET);
+            WriteBytes(file, bytes.substr(overwriting.size()));
+            _lseek(file, 0, SEEK_SET);
+        }
+        if (!overwriting.empty())
+            WriteBytes(file, overwriting);
+    } catch (const COSException&) {
+        _chsize(file, oldSize);
+        throw;
+    }
+    if (_chsize(file, static_cast<long>(bytes.size())) != 0)
+        CheckCrtError(WriteLocation(__LINE__), "_chsize", errno);
+    Flush(file);
 }
 
 void CDocumentStoreXMLWriter::WriteDocumentStore(CDocumentStoreInfo& info) {
     if (!info.GetInternalDocumentStore())
         SanityCheckFailed(QUORLINE_HERE, L"Null pStore argument passed to WriteDocumentStore");
 
-    // The text is complete before the file is touched, so that the old one is gone for as short a time as possible.
+    // The text is complete, with the line ends that a text stream would make, before any file is touched.
     std::wstring text;
     std::exception_ptr failure;
     try {
@@ -176,9 +241,9 @@ void CDocumentStoreXMLWriter::WriteDocumentStore(CDocumentStoreInfo& info) {
     } catch (const CMorvaneException&) {
         failure = std::current_exception();
     }
-    m_file.reset();
-    Open();
-    Flush(text);
+    m_file.Reset();
+    if (const std::string bytes = ToFileBytes(text); !Replace(bytes))
+        WriteInPlace(bytes);
     if (failure)
         std::rethrow_exception(failure);
 }

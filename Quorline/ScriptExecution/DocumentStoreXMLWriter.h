@@ -3,14 +3,20 @@
 // Writes a store's info file. Every failure is an exception: COSException for the file and the identifiers,
 // CMorvaneException for a state change type that cannot be written.
 //
+// The text goes into a file beside it, which then takes its place in one step: whenever the machine or the process
+// stops, the old record or the new one is there, whole. Only where the info file cannot be replaced, because something
+// has it open, it is written in place.
+//
 // Values go into the file unescaped and as the format text of a print ("%d" in a name comes out as "0"); a value with
 // "&" or "<" makes a file that cannot be read back. Text is UTF-8, lines end in CR LF.
 
+#include "Common/UniqueHandle.h"
 #include "ScriptExecution/DocumentStoreWriter.h"
 
-#include <cstdio>
-#include <memory>
+#include <io.h>
+
 #include <string>
+#include <string_view>
 
 class CInternalDocumentStore;
 class CStateChangeInstance;
@@ -20,13 +26,18 @@ public:
     explicit CDocumentStoreXMLWriter(std::wstring path) : m_path(std::move(path)) {}
 
     /// Rewrites the file whole, in one write. The state change section is written only when the info has a state
-    /// change. A failure leaves the file written up to where it happened. The file stays open until Close.
+    /// change. A record that cannot be composed is written up to where that failed; a file that cannot be written
+    /// stays as it was. It is left open until Close.
     void WriteDocumentStore(CDocumentStoreInfo& info) override;
 
     /// The complete info file of a store, in its storage directory, which must exist; the state change may be null.
     static void WriteDocumentStore(CInternalDocumentStore* pStore, CStateChangeInstance* pStateChange);
 
-    void Close() { m_file.reset(); }
+    void Close() { m_file.Reset(); }
+
+    /// Where the new text stands until it takes the file's place. What a process that was ended left there is
+    /// overwritten by the next one.
+    static std::wstring GetSiblingPath(const std::wstring& path) { return path + L".new"; }
 
     /// One open element: its tag on construction, its closing tag on destruction, each behind the depth's tabs.
     class QUORLINE_API CContext {
@@ -54,13 +65,17 @@ public:
     };
 
 private:
-    struct CFileCloser {
-        void operator()(FILE* file) const noexcept { fclose(file); }
+    struct CDescriptorTraits {
+        using Type = int;
+        static Type Null() noexcept { return -1; }
+        static bool IsValid(Type value) noexcept { return value != Null(); }
+        static void Close(Type value) noexcept { _close(value); }
     };
 
     void Open();
-    void Flush(const std::wstring& text);
+    bool Replace(std::string_view bytes);
+    void WriteInPlace(std::string_view bytes);
 
-    std::unique_ptr<FILE, CFileCloser> m_file;
+    CUnique<CDescriptorTraits> m_file;
     std::wstring m_path;
 };

@@ -79,10 +79,11 @@ TEST_F(StoreTest, FilesAndFoldersOnDiskAreAvoided) {
     EXPECT_THAT(Files(store), ElementsAre(L"Report(1).doc", L"Report(3).doc", L"Report.doc", L"info.xml"));
 }
 
-TEST_F(StoreTest, ADocumentNeverGetsTheInfoFilesName) {
+TEST_F(StoreTest, ADocumentNeverGetsTheInfoFilesNameOrItsSuccessors) {
     CInternalDocumentStore store;
     EXPECT_EQ(Reserve(store, L"INFO.xml"), L"INFO(1).xml");
     EXPECT_EQ(Reserve(store, L"info", L"xml"), L"info(2).xml");
+    EXPECT_EQ(Reserve(store, L"Info.XML.new"), L"Info.XML(1).new");
 }
 
 TEST_F(StoreTest, SavedDocumentsKeepTheirReservation) {
