@@ -1,7 +1,7 @@
 #include "ErrorDispatcher.h"
 
+#include "Common/LocaleText.h"
 #include "Common/UniqueHandle.h"
-#include "logging/Logging.h"
 
 #include <atlcomcli.h>
 

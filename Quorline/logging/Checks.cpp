@@ -1,5 +1,6 @@
 #include "logging/Checks.h"
 
+#include "Common/LocaleText.h"
 #include "IntlHelper/StringFormatter.h"
 #include "logging/Logging.h"
 

@@ -43,8 +43,3 @@ log4cxx::LevelPtr LevelFromNumber(unsigned long number);
 
 /// The system's text for a Win32 error or HRESULT without trailing white space; "No Error Text Available" if none.
 std::wstring GetSystemErrorText(unsigned long code);
-
-/// Narrow text widened, and wide text narrowed, through the C runtime's current locale; what has no counterpart
-/// becomes '?'.
-std::wstring WidenText(std::string_view text);
-std::string NarrowText(std::wstring_view text);

@@ -1,3 +1,4 @@
+#include "Common/LocaleText.h"
 #include "ImportHook.h"
 #include "LogLines.h"
 #include "logging/Checks.h"

@@ -1,3 +1,4 @@
+#include "Common/LocaleText.h"
 #include "LogLines.h"
 #include "logging/Logging.h"
 
