@@ -4,11 +4,37 @@
 #include "logging/Exceptions.h"
 
 #include <algorithm>
-#include <cstdlib>
+#include <cstdint>
+#include <limits>
+#include <stdexcept>
 #include <utility>
 
 namespace {
 constexpr long BadFormat = 8;
+
+/// Counts what a message holds beyond its own format. A short text must not be able to take all memory, neither by the
+/// widths of its inserts nor by digits that are copied over and over.
+class CGrowth {
+public:
+    void Add(std::size_t characters) {
+        m_characters += characters;
+        if (m_characters > Longest)
+            throw std::length_error("the message is too long");
+    }
+
+private:
+    static constexpr std::size_t Longest = 16'777'216;
+
+    std::size_t m_characters = 0;
+};
+
+/// Digits that make no int are the largest one.
+int NumberOf(const std::wstring& digits) {
+    std::int64_t number = 0;
+    for (const wchar_t digit : digits)
+        number = std::min<std::int64_t>(number * 10 + (digit - L'0'), std::numeric_limits<int>::max());
+    return static_cast<int>(number);
+}
 
 constinit CStringFormatter g_formatter;
 
@@ -50,6 +76,7 @@ private:
             m_state = &CFormatScanner::Specification;
         } else {
             // No insert after all. kept: the digits stay in front of the next insert's number.
+            m_growth.Add(m_number.size());
             m_text = std::move(m_segments.back());
             m_segments.pop_back();
             m_text.append(1, L'{').append(m_number).append(1, c);
@@ -64,7 +91,7 @@ private:
         }
         if (m_number.empty())
             throw CIntlHelperException(L"Got empty text for insert number", BadFormat);
-        const int number = _wtoi(m_number.c_str());
+        const int number = NumberOf(m_number);
         m_highest = std::max(m_highest, number);
         if (!m_inserts.try_emplace(number, m_specification).second)
             throw CIntlHelperException(L"Argument indexes may not be repeated in the format string.", BadFormat);
@@ -81,6 +108,7 @@ private:
     std::wstring m_text;
     std::wstring m_number;
     std::wstring m_specification;
+    CGrowth m_growth;
     void (CFormatScanner::*m_state)(wchar_t) = &CFormatScanner::Plain;
 };
 } // namespace
@@ -126,12 +154,14 @@ void CStringFormatter::ParseFormat(std::wstring format, ParseRecord& record) {
 }
 
 void CStringFormatter::FormatInserts(va_list args, ParseRecord& record) {
+    CGrowth growth;
     for (int number = 0; number <= record.highest; ++number) {
         const auto insert = record.inserts.find(number);
         // Without a specification nobody knows what the argument is.
         if (insert == record.inserts.end())
             throw CIntlHelperException(L"Invalid insert format", BadFormat);
-        insert->second = FormatInsert(insert->second, number, args);
+        insert->second = FormatInsert(insert->second, number, va_arg(args, std::uint64_t));
+        growth.Add(insert->second.size());
     }
 }
 

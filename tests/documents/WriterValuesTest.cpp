@@ -40,7 +40,7 @@ TEST_F(WriterTest, ValuesArePrintedAsTheirOwnFormat) {
         {L"%.3d", L"000"},
         {L"%*d%.*d|", L"0|"},
         {L"%x%X%o%u%i", L"00000"},
-        {L"%I64d%I32u%Ix%lld%ld%hd", L"000000"},
+        {L"%I64d%I32u%Ix%lld%ld%hd%hhd%zd", L"00000000"},
         {L"%f", L"0.000000"},
         {L"%.1e", L"0.0e+000"},
         {L"%s%S%hs%ls%ws", L"(null)(null)(null)(null)(null)"},
@@ -63,20 +63,34 @@ TEST_F(WriterTest, ValuesArePrintedAsTheirOwnFormat) {
     EXPECT_EQ(FormatInfoFileValue(std::wstring(L"a\0%d", 4)), L"a");
 }
 
-TEST_F(WriterTest, WidthsAndPrecisionsAreBounded) {
+TEST_F(WriterTest, WhatAConversionPrintsIsBounded) {
     const std::pair<const wchar_t*, std::size_t> rows[] = {
-        {L"%999999999d", 512},   {L"%-2147483648s", 512},
-        {L"%.999999999d", 20},   {L"%.99999f", 514},
-        {L"%99999.99999f", 514}, {L"%99999999999999999999999x", 512},
-        {L"%9999.9999e", 0},     {L"%0000000000000000000000005d", 5},
+        {L"%#0100x", 100},        {L"%600d", 600},
+        {L"%.600d", 600},         {L"%.1000f", 1002},
+        {L"%999999999d", 4095},   {L"%-2147483648s", 4095},
+        {L"%.999999999d", 4095},  {L"%.99999f", 4095},
+        {L"%99999.99999e", 4095}, {L"%99999999999999999999999x", 4095},
+        {L"%.2200000a", 4095},    {L"%0000000000000000000000005d", 5},
+        {L"%4095d%4095d|", 8191},
     };
-    for (const auto& [value, length] : rows) {
-        const auto printed = FormatInfoFileValue(value).size();
-        if (length)
-            EXPECT_EQ(printed, length) << value;
-        else
-            EXPECT_LE(printed, 520u) << value;
+    for (const auto& [value, length] : rows)
+        EXPECT_EQ(FormatInfoFileValue(value).size(), length) << value;
+    std::wstring many;
+    for (int i = 0; i < 10'000; ++i)
+        many += L"%9999d!";
+    EXPECT_EQ(FormatInfoFileValue(many).size(), 65'536u + 10'000u);
+}
+
+TEST_F(WriterTest, ADocumentNameOfAnyWidthIsWritten) {
+    for (const wchar_t* name : {L"%#0100x", L"%#049x", L"%.2200000d", L"%.99999f", L"%2147483647s"}) {
+        Add(name);
+        EXPECT_THAT(Write(nullptr), HasSubstr("</DocStore>"));
     }
+    CDocumentStoreInfo info;
+    CDocumentStoreXMLReader(path.wstring()).ReadDocumentStore(info);
+    const auto& records = *info.GetInternalDocumentStore()->GetSavedDocumentList();
+    ASSERT_EQ(records.size(), 5u);
+    EXPECT_EQ(Text(*records[0], &CInternalSavedDocument::GetDocName), std::wstring(100, L'0'));
 }
 
 TEST_F(WriterTest, AnyTextPrintsWithoutHarm) {
@@ -89,7 +103,7 @@ TEST_F(WriterTest, AnyTextPrintsWithoutHarm) {
             seed = seed * 1664525 + 1013904223;
             value += alphabet[(seed >> 8) % alphabet.size()];
         }
-        EXPECT_LE(FormatInfoFileValue(value).size(), 40u * 600u) << value;
+        EXPECT_LE(FormatInfoFileValue(value).size(), 40u + 65'536u) << value;
     }
 }
 

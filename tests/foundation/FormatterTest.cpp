@@ -1,9 +1,12 @@
 #include "IntlHelper/StringFormatter.h"
+#include "IntlHelper/ZeroArguments.h"
+#include "StackUse.h"
 #include "logging/Exceptions.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <stdexcept>
 
 namespace {
 CStringFormatter formatter;
@@ -126,12 +129,15 @@ TEST(Formatter, ANarrowCharacterIsEightBitsOfItsSlot) {
 TEST(Formatter, ASpecificationWithoutADirectivePassesItsArgumentOver) {
     EXPECT_EQ(formatter.Format(L"{0:void} {1:%d}", 5, 6), L"void 6");
     EXPECT_EQ(formatter.Format(L"{0:100%% red} {1:%d}", 5, 6), L"100% red 6");
+    // Two characters are too few, four too few for "I64", to hold a size prefix.
+    EXPECT_EQ(formatter.Format(L"{0:hc}{1:I64c}{2:c} {3:%d}", 5, 6, 7, 8), L"hcI64cc 8");
 }
 
 TEST(Formatter, LiteralTextAroundTheConversionIsKept) {
     EXPECT_EQ(formatter.Format(L"{0:(%d)}", 5), L"(5)");
     EXPECT_EQ(formatter.Format(L"{0:x=%d}", 5), L"x=5");
     EXPECT_EQ(formatter.Format(L"{0:%d:{}", 5), L"5:{");
+    EXPECT_EQ(formatter.Format(L"{0:%d hc, 100%%}", 5), L"5 hc, 100%");
     EXPECT_EQ(formatter.Format(L"{0:100%% of %d}", 5), L"100% of 5");
 }
 
@@ -146,6 +152,58 @@ TEST(Formatter, AnIntegersPrecisionMayBeAnyNumber) {
     EXPECT_EQ(formatter.Format(L"{0:%.30d}", 5), std::wstring(29, L'0') + L"5");
     EXPECT_EQ(formatter.Format(L"{0:%.25I64x}", std::int64_t{0x1ff}), std::wstring(22, L'0') + L"1ff");
     EXPECT_EQ(formatter.Format(L"{0:%.21hd}", -3), L"-" + std::wstring(20, L'0') + L"3");
+    EXPECT_EQ(formatter.Format(L"{0:%.4000d}", 5), std::wstring(3999, L'0') + L"5");
+}
+
+TEST(Formatter, NoFieldIsTooMuchForAnInsert) {
+    EXPECT_EQ(formatter.Format(L"{0:%#049x}", 5), L"0x" + std::wstring(46, L'0') + L"5");
+    EXPECT_EQ(formatter.Format(L"{0:%#0100x}", 0x80004005U), L"0x" + std::wstring(90, L'0') + L"80004005");
+    EXPECT_EQ(formatter.Format(L"{0:%.2200000d}", -5), L"-" + std::wstring(4094, L'0'));
+    EXPECT_EQ(formatter.Format(L"{0:%99999999999999999999d}", 5), std::wstring(4095, L' '));
+    EXPECT_EQ(formatter.Format(L"{0:%.2200000f}", 0.5), L"0.5" + std::wstring(4092, L'0'));
+    EXPECT_EQ(formatter.Format(L"{0:%2200000.1s}", L"x"), std::wstring(4095, L' '));
+    EXPECT_EQ(formatter.Format(L"{0:%-2200000c}", L'x'), L"x" + std::wstring(4094, L' '));
+    EXPECT_EQ(formatter.Format(L"{0:before %-2200000p}", nullptr).size(), 4095u);
+}
+
+TEST(Formatter, AMessageTakesNoMoreStackThanAnother) {
+    std::wstring many;
+    for (int i = 0; i < 20'000; ++i)
+        many += L"{x {" + std::to_wstring(i) + L":%.2200000d}";
+    for (const std::wstring& format : {std::wstring(L"{0:%.2200000d}"), std::wstring(L"{0:%.2200000f}"), many,
+                                       L"{0:" + std::wstring(200'000, L'%') + L"d}", std::wstring(200'000, L'{')})
+        EXPECT_LE(StackUse([&] {
+                      CZeroArguments zeros(format);
+                      formatter.FormatVNoThrow(format, zeros.GetList());
+                  }),
+                  40'000u);
+}
+
+TEST(Formatter, ZeroArgumentsServeEveryInsertOfAFormat) {
+    std::wstring format;
+    for (int i = 0; i < 100'000; ++i)
+        format += L'{' + std::to_wstring(i) + L":%d}";
+    CZeroArguments zeros(format);
+    EXPECT_EQ(formatter.FormatV(format, zeros.GetList()), std::wstring(100'000, L'0'));
+
+    const std::wstring each = L"{0:%d}|{1:%I64x}|{2:%s}|{3:%S}|{4:%g}|{5:%p}|{6:%c}";
+    CZeroArguments more(each);
+    EXPECT_EQ(formatter.FormatV(each, more.GetList()),
+              L"0|0|(null)|(null)|0|0000000000000000|" + std::wstring(1, L'\0'));
+}
+
+TEST(Formatter, AShortMessageDoesNotTakeAllMemory) {
+    std::wstring digits;
+    for (int i = 0; i < 100'000; ++i)
+        digits += L"{1x"; // each repeats all digits before it
+    EXPECT_THROW(formatter.Format(digits), std::length_error);
+    EXPECT_EQ(formatter.FormatNoThrow(digits), digits + L"***formatting error***");
+
+    std::wstring widths;
+    for (int i = 0; i < 100'000; ++i)
+        widths += L'{' + std::to_wstring(i) + L":%4095d}";
+    CZeroArguments zeros(widths);
+    EXPECT_EQ(formatter.FormatVNoThrow(widths, zeros.GetList()), widths + L"***formatting error***");
 }
 
 TEST(Formatter, ABadFormatIsRefusedWithItsMessageAndCode) {
@@ -158,6 +216,10 @@ TEST(Formatter, ABadFormatIsRefusedWithItsMessageAndCode) {
         {L"{0:%hc}", SizeRefused},
         {L"{0:%lC}", SizeRefused},
         {L"{0:%I64c}", SizeRefused},
+        {L"{0:ahc}", SizeRefused}, // also where nothing prints the argument
+        {L"{0:lC lC}", SizeRefused},
+        {L"{0:aI64c}", SizeRefused},
+        {L"{0:%%hc}", SizeRefused},
         {L"{0:%q}", Invalid},
         {L"{0:%n}", Invalid},
         {L"{0:%d%n}", Invalid},
@@ -165,6 +227,9 @@ TEST(Formatter, ABadFormatIsRefusedWithItsMessageAndCode) {
         {L"{0:%}", Invalid},
         {L"{0:%5}", Invalid},
         {L"{0:text}", Invalid},
+        {L"{0:%.*d}", Invalid},
+        {L"{0:d%%}", Invalid},
+        {L"{0:%y d}", Invalid},
         {L"{0:%d}{2:%d}", Invalid},
         {L"{1:%d}", Invalid},
         {L"{1x{0:%d}", Invalid}, // kept: the second insert's number is 10
