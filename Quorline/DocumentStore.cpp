@@ -1,10 +1,9 @@
 #include "DocumentStore.h"
 
 #include "InternalDocumentStore.h"
+#include "IntlHelper/ZeroArguments.h"
 #include "logging/Checks.h"
 #include "logging/Logging.h"
-
-#include <utility>
 
 OBJECT_ENTRY_AUTO(CLSID_DocumentStore, CDocumentStore)
 
@@ -16,13 +15,6 @@ bool IsMissing(const VARIANT& argument) {
 
 const wchar_t* TextOf(BSTR text) {
     return text != nullptr ? text : L"";
-}
-
-// kept: the message is a format of its own. Zeros stand ready for inserts that it may hold, so that none of them reads
-// what was never passed.
-template <std::size_t... Slot>
-void LogScriptMessage(const log4cxx::LevelPtr& level, const wchar_t* message, std::index_sequence<Slot...>) {
-    LogToNamedLogger(L"Quorline.Scripts", level, message, (static_cast<void>(Slot), 0LL)...);
 }
 
 } // namespace
@@ -69,7 +61,9 @@ STDMETHODIMP CDocumentStore::GetNew(BSTR bstrDocName, BSTR bstrOriginalDocPath, 
 
 STDMETHODIMP CDocumentStore::LogMessage(unsigned short uLevel, BSTR* strMessage) {
     const wchar_t* const message = strMessage != nullptr ? TextOf(*strMessage) : L"";
-    LogScriptMessage(LevelFromNumber(uLevel), message, std::make_index_sequence<1024>());
+    // kept: the message is a format of its own.
+    CZeroArguments zeros(message);
+    LogToNamedLoggerV(L"Quorline.Scripts", LevelFromNumber(uLevel), message, zeros.GetList());
     return S_OK;
 }
 

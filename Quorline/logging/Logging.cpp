@@ -61,12 +61,17 @@ void LogGlobal(log4cxx::LevelPtr level, std::wstring format, ...) {
 }
 
 void LogToNamedLogger(const std::wstring& loggerName, log4cxx::LevelPtr level, std::wstring format, ...) {
-    const CLastErrorKeeper keeper;
-    const auto logger = loggerName.empty() ? log4cxx::Logger::getRootLogger() : log4cxx::Logger::getLogger(loggerName);
     va_list args;
     va_start(args, format);
-    LogToLoggerV(logger, level, format, args);
+    LogToNamedLoggerV(loggerName, level, format, args);
     va_end(args);
+}
+
+void LogToNamedLoggerV(const std::wstring& loggerName, const log4cxx::LevelPtr& level, const std::wstring& format,
+                       va_list args) {
+    const CLastErrorKeeper keeper;
+    const auto logger = loggerName.empty() ? log4cxx::Logger::getRootLogger() : log4cxx::Logger::getLogger(loggerName);
+    LogToLoggerV(logger, level, format, args);
 }
 
 log4cxx::LevelPtr LevelFromNumber(unsigned long number) {

@@ -31,6 +31,8 @@ void LogGlobal(log4cxx::LevelPtr level, std::wstring format, ...);
 
 /// The empty name selects the root logger.
 void LogToNamedLogger(const std::wstring& loggerName, log4cxx::LevelPtr level, std::wstring format, ...);
+void LogToNamedLoggerV(const std::wstring& loggerName, const log4cxx::LevelPtr& level, const std::wstring& format,
+                       va_list args);
 
 void LogToLoggerV(const log4cxx::LoggerPtr& logger, const log4cxx::LevelPtr& level, const std::wstring& format,
                   va_list args);

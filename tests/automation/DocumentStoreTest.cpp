@@ -211,15 +211,25 @@ TEST_F(DocumentStoreTest, ReadsAMessageAsAFormatWithoutArguments) {
 }
 
 TEST_F(DocumentStoreTest, ReadsZerosForHoweverManyInsertsAMessageHolds) {
-    std::wstring format;
-    std::wstring line = L"INFO Quorline.Scripts: ";
-    for (int i = 0; i < 600; ++i) {
-        format += L'{' + std::to_wstring(i) + L":%d}";
-        line += L'0';
+    for (const std::size_t count : {600u, 1025u, 200'000u}) {
+        std::wstring format;
+        for (std::size_t i = 0; i < count; ++i)
+            format += L'{' + std::to_wstring(i) + L":%I64x}";
+        CComBSTR message(format.c_str());
+        EXPECT_EQ(object->LogMessage(2, &message), S_OK);
+        EXPECT_TRUE(log.Get().back() == L"INFO Quorline.Scripts: " + std::wstring(count, L'0')) << count;
     }
-    CComBSTR message(format.c_str());
-    EXPECT_EQ(object->LogMessage(2, &message), S_OK);
-    EXPECT_EQ(log.Get().back(), line);
+}
+
+TEST_F(DocumentStoreTest, LogsAMessageWhateverItsInsertsAskFor) {
+    for (const auto& [text, line] :
+         {std::pair(L"{0:%#049x}", std::wstring(49, L'0')), std::pair(L"{0:%.2200000d}", std::wstring(4095, L'0')),
+          std::pair(L"{0:%s} {1:%S}", std::wstring(L"(null) (null)")),
+          std::pair(L"{0:%n}", std::wstring(L"{0:%n}***formatting error***"))}) {
+        CComBSTR message(text);
+        EXPECT_EQ(object->LogMessage(0, &message), S_OK);
+        EXPECT_EQ(log.Get().back(), L"ERROR Quorline.Scripts: " + line);
+    }
 }
 
 TEST_F(DocumentStoreTest, VetoesTheStateChangeOfItsStore) {
