@@ -12,12 +12,17 @@ void FreeRpcString(RPC_WSTR text) noexcept {
 }
 
 using CUniqueRpcString = CUnique<CNullableTraits<RPC_WSTR, &FreeRpcString>>;
+
+/// kept: this unit is named without its extension, wherever an identifier fails.
+constexpr CCodeLocation Here(int line, std::string_view function) {
+    return {"Common/RpcHelper", line, function};
+}
 } // namespace
 
 CGuid::CGuid() {
     const HRESULT hr = CoCreateGuid(&m_guid);
     if (FAILED(hr))
-        CheckHResult(QUORLINE_HERE, hr, L"Could not generate guid");
+        CheckHResult(Here(__LINE__, "CGuid::CGuid"), hr, L"Could not generate guid");
     m_valid = true;
 }
 
@@ -26,18 +31,18 @@ CGuid::CGuid(const std::wstring& text) {
     auto* characters = reinterpret_cast<RPC_WSTR>(const_cast<wchar_t*>(text.c_str()));
     const RPC_STATUS status = text.empty() ? RPC_S_INVALID_STRING_UUID : UuidFromStringW(characters, &m_guid);
     if (status != RPC_S_OK)
-        CheckHResult(QUORLINE_HERE, status, L"Could not init guid from string");
+        CheckHResult(Here(__LINE__, "CGuid::CGuid"), status, L"Could not init guid from string");
     m_valid = true;
 }
 
 std::wstring CGuid::ToString() const {
     if (!m_valid)
-        CheckHResult(QUORLINE_HERE, E_FAIL, L"Failed to convert guid to string");
+        CheckHResult(Here(__LINE__, "CGuid::ToString"), E_FAIL, L"Failed to convert guid to string");
     CUniqueRpcString text;
     UUID guid = m_guid; // declared without const, though it is only read
     const RPC_STATUS status = UuidToStringW(&guid, text.Put());
     if (status != RPC_S_OK)
-        CheckHResult(QUORLINE_HERE, status, L"Failed to convert guid to string");
+        CheckHResult(Here(__LINE__, "CGuid::ToString"), status, L"Failed to convert guid to string");
     return reinterpret_cast<const wchar_t*>(text.Get());
 }
 
@@ -46,6 +51,6 @@ GUID CreateGUID() {
     const RPC_STATUS status = UuidCreate(&guid);
     // kept: tested like an HRESULT, so a positive status, a locally unique identifier, passes.
     if (status < 0)
-        CheckHResult({"Common/RpcHelper", 46, "CreateGUID"}, status, L"Failed to generate guid");
+        CheckHResult(Here(46, "CreateGUID"), status, L"Failed to generate guid");
     return guid;
 }

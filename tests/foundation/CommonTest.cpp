@@ -114,7 +114,7 @@ TEST(Guid, TextThatIsNoneIsRefused) {
         EXPECT_EQ(Code([&] { CGuid{std::wstring(text)}; }), static_cast<unsigned long>(RPC_S_INVALID_STRING_UUID));
         EXPECT_THAT(log.At(L"ERROR"),
                     ElementsAre(StartsWith(L"TalvinorGlobal: Failure HRESULT=0x6a9; \"Could not init guid from "
-                                           L"string\"; at Common/RpcHelper.cpp; line ")));
+                                           L"string\"; at Common/RpcHelper; line ")));
         EXPECT_THAT(log.At(L"ERROR")[0], HasSubstr(L"; CGuid::CGuid"));
     }
 }
@@ -146,10 +146,13 @@ TEST(Guid, TheSystemsFailuresAreRaised) {
     }
     const CTexts lines = log.At(L"ERROR");
     ASSERT_EQ(lines.size(), 3u);
-    EXPECT_THAT(lines[0], HasSubstr(L"Failure HRESULT=0x80004005; \"Could not generate guid\"; at Common/RpcHelper"));
+    EXPECT_THAT(lines[0],
+                HasSubstr(L"Failure HRESULT=0x80004005; \"Could not generate guid\"; at Common/RpcHelper; line "));
+    EXPECT_THAT(lines[0], HasSubstr(L"; CGuid::CGuid"));
     EXPECT_EQ(lines[1], L"TalvinorGlobal: Failure HRESULT=0x80070005; \"Failed to generate guid\"; at "
                         L"Common/RpcHelper; line 46; CreateGUID");
-    EXPECT_THAT(lines[2], HasSubstr(L"Failure HRESULT=0xe; \"Failed to convert guid to string\"; at "));
+    EXPECT_THAT(lines[2],
+                HasSubstr(L"Failure HRESULT=0xe; \"Failed to convert guid to string\"; at Common/RpcHelper; line "));
 }
 
 TEST(Guid, ALocallyUniqueOneIsAccepted) {
