@@ -1,9 +1,11 @@
 #include "ScriptExecution/StateChangeScriptOp.h"
 
 #include "Common/ComString.h"
+#include "Common/ExceptionHResult.h"
 #include "Common/RpcHelper.h"
 #include "InternalDocumentStore.h"
 #include "ScriptExecution/DocumentScript.h"
+#include "ScriptExecution/SaveObserver.h"
 #include "logging/Checks.h"
 #include "logging/Logging.h"
 #include "logging/TraceScope.h"
@@ -34,6 +36,23 @@ CUniqueBstr CopyToBstr(const std::wstring& text) {
         AtlThrow(E_OUTOFMEMORY);
     return copy;
 }
+
+/// Tells the observer, if there is one, that the store is finished, on every way out of its scope.
+class CStoreEnd {
+public:
+    CStoreEnd(ISaveObserver* observer, CInternalDocumentStore& store) noexcept : m_observer(observer), m_store(store) {}
+    ~CStoreEnd() {
+        if (m_observer)
+            m_observer->OnStoreFinished(m_store);
+    }
+
+    CStoreEnd(const CStoreEnd&) = delete;
+    CStoreEnd& operator=(const CStoreEnd&) = delete;
+
+private:
+    ISaveObserver* m_observer;
+    CInternalDocumentStore& m_store;
+};
 } // namespace
 
 log4cxx::LoggerPtr CStateChangeScriptOp::SDGetLogger() {
@@ -109,6 +128,7 @@ HRESULT CStateChangeScriptOp::RunAppProtScripts(IStateChangeInstance* instance, 
 
 HRESULT CStateChangeScriptOp::RunScriptsWithStore(IStateChangeInstance* instance, _STATE_CHANGE_TYPE state) {
     CInternalDocumentStore internalStore(CreateGUID());
+    const CStoreEnd end(m_observer, internalStore);
     internalStore.SetStateChangeInstance(instance);
     CComPtr<IDocumentStore> store;
     if (const HRESULT hr = internalStore.CreateDocumentStoreCOMObject(&store); FAILED(hr)) {
@@ -122,20 +142,21 @@ HRESULT CStateChangeScriptOp::RunScriptsWithStore(IStateChangeInstance* instance
         LogHResultFailure(Location(RunScriptsFunction, 79), sessionResult, L"Failed to create the session object.");
 
     m_runner.ClearError();
-    RunScripts(state, store, session);
+    RunScripts(state, internalStore, store, session);
     ReleaseNamedItems();
     // kept: only the session object's failure shows in the result; a script's error has HasError and the veto.
     return sessionResult;
 }
 
-void CStateChangeScriptOp::RunScripts(_STATE_CHANGE_TYPE state, IDocumentStore* store, ISession* session) {
+void CStateChangeScriptOp::RunScripts(_STATE_CHANGE_TYPE state, CInternalDocumentStore& records, IDocumentStore* store,
+                                      ISession* session) {
     for (CScript* entry : *m_scripts) {
         if (!entry)
             SanityCheckFailed(QUORLINE_HERE, L"Null pScript in collection");
         auto& script = static_cast<CDocumentScript&>(*entry);
         if (!script.ShouldRunForStateChange(state))
             continue;
-        RunForProcesses(script, store, session);
+        RunForProcesses(script, records, store, session);
         if (!m_runner.HasError())
             continue;
         RecordError(script);
@@ -146,7 +167,8 @@ void CStateChangeScriptOp::RunScripts(_STATE_CHANGE_TYPE state, IDocumentStore* 
     }
 }
 
-void CStateChangeScriptOp::RunForProcesses(CDocumentScript& script, IDocumentStore* store, ISession* session) {
+void CStateChangeScriptOp::RunForProcesses(CDocumentScript& script, CInternalDocumentStore& records,
+                                           IDocumentStore* store, ISession* session) {
     for (const unsigned long processId : script.GetProtectedProcIDs()) {
         m_runner.ClearNamedItems();
         m_runner.AddNamedItem(L"TalvinorDocumentStore", store);
@@ -157,10 +179,26 @@ void CStateChangeScriptOp::RunForProcesses(CDocumentScript& script, IDocumentSto
             if (process)
                 m_runner.AddNamedItem(L"Process", process);
         }
-        m_runner.RunScript(&script);
+        RunObserved(script, processId, records);
         if (m_runner.HasError())
             return;
     }
+}
+
+void CStateChangeScriptOp::RunObserved(CDocumentScript& script, unsigned long processId,
+                                       CInternalDocumentStore& records) {
+    if (!m_observer) {
+        m_runner.RunScript(&script);
+        return;
+    }
+    m_observer->OnScriptStarting(script, processId, records);
+    try {
+        m_runner.RunScript(&script);
+    } catch (...) {
+        m_observer->OnScriptEnded(script, processId, records, HResultOfException());
+        throw;
+    }
+    m_observer->OnScriptEnded(script, processId, records, m_runner.HasError() ? E_FAIL : S_OK);
 }
 
 void CStateChangeScriptOp::RecordError(const CDocumentScript& script) {

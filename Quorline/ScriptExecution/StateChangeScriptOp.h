@@ -6,6 +6,7 @@
 //     CStateChangeScriptOp op;
 //     op.SetScripts(&scripts);             // CDocumentScript objects, the caller's
 //     op.SetStateChangeInstance(change);   // on the thread that has it
+//     op.SetObserver(&observer);           // optional: is handed the store and told of each script
 //     runner.Start(&op);
 //
 // An operation serves one state change. After it has finished, HasError and GetErrorInfo tell of the script that
@@ -22,6 +23,8 @@
 #include <vector>
 
 class CDocumentScript;
+class CInternalDocumentStore;
+class ISaveObserver;
 struct IDocumentStore;
 struct ISession;
 struct IStateChangeInstance;
@@ -36,6 +39,10 @@ public:
     /// Marshals the announced change for the worker. Throws CMorvaneException when one is held already, COSException
     /// when it cannot be marshalled.
     HRESULT SetStateChangeInstance(IStateChangeInstance* instance);
+
+    /// Who is told of the scripts and the store of the next run; null, as at first, for nobody. The caller's, and alive
+    /// until Run has returned.
+    void SetObserver(ISaveObserver* observer) { m_observer = observer; }
 
     /// Every element must be a CDocumentScript.
     long SetScripts(const std::vector<CScript*>* scripts) override;
@@ -57,8 +64,11 @@ public:
 private:
     HRESULT RunAppProtScripts(IStateChangeInstance* instance, _STATE_CHANGE_TYPE state);
     HRESULT RunScriptsWithStore(IStateChangeInstance* instance, _STATE_CHANGE_TYPE state);
-    void RunScripts(_STATE_CHANGE_TYPE state, IDocumentStore* store, ISession* session);
-    void RunForProcesses(CDocumentScript& script, IDocumentStore* store, ISession* session);
+    void RunScripts(_STATE_CHANGE_TYPE state, CInternalDocumentStore& records, IDocumentStore* store,
+                    ISession* session);
+    void RunForProcesses(CDocumentScript& script, CInternalDocumentStore& records, IDocumentStore* store,
+                         ISession* session);
+    void RunObserved(CDocumentScript& script, unsigned long processId, CInternalDocumentStore& records);
     void RecordError(const CDocumentScript& script);
 
     static log4cxx::LoggerPtr SDGetLogger();
@@ -71,4 +81,5 @@ private:
     long m_errorCharPos = 0;
     bool m_hasError = false;
     std::shared_ptr<CMarshalledInterface> m_marshalledInstance;
+    ISaveObserver* m_observer = nullptr;
 };
