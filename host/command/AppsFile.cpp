@@ -55,9 +55,9 @@ public:
         for (const auto& pattern : classes)
             script->AddWindowClass(pattern);
         script->SetStateChanges(StateChanges());
-        LoadScript(*script, Text("saveScript", true));
+        static_cast<CScript&>(*script) = Script(Text("saveScript", true));
         if (const std::wstring restore = Text("restoreScript", false); !restore.empty())
-            LoadScript(script->GetRestoreScript(), restore);
+            script->SetRestoreScript(Script(restore));
         return script;
     }
 
@@ -103,18 +103,12 @@ private:
         return mask;
     }
 
-    void LoadScript(CScript& script, const std::wstring& name) const {
-        const std::filesystem::path path = m_directory / std::filesystem::path(name);
-        const std::wstring extension = path.extension().wstring();
-        if (_wcsicmp(extension.c_str(), L".vbs") == 0)
-            script.SetScriptLang(CScript::LangVBScript);
-        else if (_wcsicmp(extension.c_str(), L".js") == 0)
-            script.SetScriptLang(CScript::LangJScript);
-        else
-            Refuse(m_where + L"the script '" + name + L"' is neither .vbs nor .js.");
-        script.SetScriptName(path.filename().wstring());
-        if (!script.LoadTextFromFile(path.wstring()))
-            Refuse(m_where + L"the script '" + path.wstring() + L"' cannot be read.");
+    CScript Script(const std::wstring& name) const {
+        try {
+            return ReadScriptFile((m_directory / std::filesystem::path(name)).wstring());
+        } catch (const CCommandError& error) {
+            Refuse(m_where + error.GetText());
+        }
     }
 
     const json& m_entry;
@@ -122,6 +116,22 @@ private:
     std::wstring m_where;
 };
 } // namespace
+
+CScript ReadScriptFile(const std::wstring& path) {
+    const std::filesystem::path file(path);
+    const std::wstring extension = file.extension().wstring();
+    CScript script;
+    if (_wcsicmp(extension.c_str(), L".vbs") == 0)
+        script.SetScriptLang(CScript::LangVBScript);
+    else if (_wcsicmp(extension.c_str(), L".js") == 0)
+        script.SetScriptLang(CScript::LangJScript);
+    else
+        Refuse(L"the script '" + path + L"' is neither .vbs nor .js.");
+    script.SetScriptName(file.filename().wstring());
+    if (!script.LoadTextFromFile(path))
+        Refuse(L"the script '" + path + L"' cannot be read.");
+    return script;
+}
 
 _STATE_CHANGE_TYPE StateChangeFromName(const std::wstring& name) {
     std::wstring plain;

@@ -26,6 +26,9 @@ using ProtectedApps = std::vector<std::unique_ptr<CDocumentScript>>;
 /// Reads the file and the scripts that it names. Throws CCommandError that says what is wrong and where.
 ProtectedApps ReadAppsFile(const std::wstring& path);
 
+/// The script in a file, .vbs or .js. Throws CCommandError.
+CScript ReadScriptFile(const std::wstring& path);
+
 /// The state of a name such as "hibernate" or "HibernateResume"; case and hyphens do not count.
 /// Throws CCommandError that lists the names for an unknown one.
 _STATE_CHANGE_TYPE StateChangeFromName(const std::wstring& name);

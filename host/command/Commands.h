@@ -18,7 +18,8 @@ ExitCode RunHistory(bool asJson);
 struct CRestoreRequest {
     bool all = false;
     std::wstring target;
-    std::wstring appsFile;
+    std::wstring appsFile; ///< may be empty when there is a script
+    std::wstring script;   ///< a file to run for each document, whatever its record says; or empty
 };
 
 /// Runs the restore scripts and marks their documents as recovered.

@@ -94,22 +94,13 @@ std::wstring MakeWritable(const std::wstring& value) {
     return result;
 }
 
-CWritableRecords::CWritableRecords(std::vector<CInternalSavedDocument*> records) {
-    for (CInternalSavedDocument* record : records) {
-        CValues values{record, {}};
+std::unique_ptr<CInternalDocumentStore> WritableCopy(const CInternalDocumentStore& store) {
+    auto copy = std::make_unique<CInternalDocumentStore>(store);
+    for (const auto& record : *copy->GetSavedDocumentList())
         for (const auto& text : Texts) {
             std::wstring value;
-            (record->*text.get)(value);
-            values.texts.push_back(value);
+            (record.get()->*text.get)(value);
+            (record.get()->*text.set)(MakeWritable(value));
         }
-        m_values.push_back(values);
-        for (std::size_t i = 0; i < Texts.size(); ++i)
-            (record->*Texts[i].set)(MakeWritable(values.texts[i]));
-    }
-}
-
-CWritableRecords::~CWritableRecords() {
-    for (const auto& values : m_values)
-        for (std::size_t i = 0; i < Texts.size(); ++i)
-            (values.record->*Texts[i].set)(values.texts[i]);
+    return copy;
 }

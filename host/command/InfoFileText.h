@@ -3,11 +3,11 @@
 // The info file's text as the library writes it: a value stands alone on its line, unescaped, and "%" in it is taken
 // as a conversion. This keeps values whole in both directions.
 
-#include "InternalSavedDocument.h"
+#include "InternalDocumentStore.h"
 
+#include <memory>
 #include <string>
 #include <string_view>
-#include <vector>
 
 /// Copies an info file with the values' "&" and "<" escaped. False when it cannot be read or written.
 bool WriteMendedInfoFile(const std::wstring& source, const std::wstring& target);
@@ -18,19 +18,5 @@ std::string MendInfoText(std::string_view text);
 /// A value such that the writer puts it into the file whole and the reader gives it back.
 std::wstring MakeWritable(const std::wstring& value);
 
-/// Makes the values of records writable for as long as it lives, and gives them their own back.
-class CWritableRecords {
-public:
-    explicit CWritableRecords(std::vector<CInternalSavedDocument*> records);
-    ~CWritableRecords();
-
-    CWritableRecords(const CWritableRecords&) = delete;
-    CWritableRecords& operator=(const CWritableRecords&) = delete;
-
-private:
-    struct CValues {
-        CInternalSavedDocument* record;
-        std::vector<std::wstring> texts;
-    };
-    std::vector<CValues> m_values;
-};
+/// A copy of a store for the writer: the same store, with values that it writes whole.
+std::unique_ptr<CInternalDocumentStore> WritableCopy(const CInternalDocumentStore& store);

@@ -8,8 +8,7 @@
 #include "ScriptError.h"
 #include "StoreCatalog.h"
 #include "protection/ProcessInfo.h"
-
-#include <algorithm>
+#include "protection/UpperCase.h"
 
 namespace {
 bool SameText(const std::wstring& left, const std::wstring& right) {
@@ -81,25 +80,48 @@ std::vector<CSelected> Select(std::vector<CStoreEntry>& stores, const CRestoreRe
     return selected;
 }
 
-/// The application whose restore script the record names, or else the one that the saving program belongs to.
-const CDocumentScript* FindApp(const ProtectedApps& apps, const CInternalSavedDocument& document) {
-    const std::wstring script = Text(document, &CInternalSavedDocument::GetRestoreScriptName);
-    CProcessInfo process;
-    process.m_imageName = Text(document, &CInternalSavedDocument::GetAppExeImageName);
-    std::transform(process.m_imageName.begin(), process.m_imageName.end(), process.m_imageName.begin(), towupper);
-    const auto found = std::find_if(apps.begin(), apps.end(), [&](const auto& app) {
-        if (app->GetRestoreScript().GetScriptName().empty())
-            return false;
-        const IProtectedAppMatcher& matcher = *app;
-        return script.empty() ? matcher.IsMatchingProcess(process)
-                              : SameText(app->GetRestoreScript().GetScriptName(), script);
-    });
-    return found == apps.end() ? nullptr : found->get();
-}
+/// Finds the application whose restore script a document gets.
+class CRestoreScripts {
+public:
+    explicit CRestoreScripts(const CRestoreRequest& request) {
+        if (!request.appsFile.empty())
+            m_apps = ReadAppsFile(request.appsFile);
+        if (request.script.empty())
+            return;
+        m_override = std::make_unique<CDocumentScript>();
+        m_override->SetRestoreScript(ReadScriptFile(request.script));
+    }
+
+    /// The script given on the command line. Otherwise the application whose restore script the record names; of
+    /// several whose scripts have one name, the one that the saving program belongs to. A host that was killed leaves
+    /// records that name no script: they too go by their program. Null when there is none.
+    const CDocumentScript* Find(const CInternalSavedDocument& document) const {
+        if (m_override)
+            return m_override.get();
+        const std::wstring name = Text(document, &CInternalSavedDocument::GetRestoreScriptName);
+        CProcessInfo process;
+        process.m_imageName = ToUpperCase(Text(document, &CInternalSavedDocument::GetAppExeImageName));
+        const CDocumentScript* named = nullptr;
+        for (const auto& app : m_apps) {
+            const std::wstring script = app->GetRestoreScript().GetScriptName();
+            if (script.empty() || (!name.empty() && !SameText(script, name)))
+                continue;
+            if (static_cast<const IProtectedAppMatcher&>(*app).IsMatchingProcess(process))
+                return app.get();
+            if (!name.empty() && named == nullptr)
+                named = app.get();
+        }
+        return named;
+    }
+
+private:
+    ProtectedApps m_apps;
+    std::unique_ptr<CDocumentScript> m_override;
+};
 
 /// Empty when the document was restored, else why not.
-std::wstring Restore(const CSelected& selected, const ProtectedApps& apps) {
-    const CDocumentScript* app = FindApp(apps, *selected.document);
+std::wstring Restore(const CSelected& selected, const CRestoreScripts& scripts) {
+    const CDocumentScript* app = scripts.Find(*selected.document);
     if (app == nullptr)
         return L"no application in the applications file has its restore script";
     CInternalSavedDocument document = *selected.document;
@@ -118,7 +140,7 @@ std::wstring Restore(const CSelected& selected, const ProtectedApps& apps) {
 } // namespace
 
 ExitCode RunRestore(const CRestoreRequest& request) {
-    const ProtectedApps apps = ReadAppsFile(request.appsFile);
+    const CRestoreScripts scripts(request);
     const CHostApartment apartment;
     RequireComponents();
 
@@ -134,7 +156,7 @@ ExitCode RunRestore(const CRestoreRequest& request) {
     for (std::size_t i = 0; i < selected.size(); ++i) {
         const std::wstring copy = Text(*selected[i].document, &CInternalSavedDocument::GetDocTempPath);
         PrintLine(L"restoring  " + std::to_wstring(i + 1) + L" of " + std::to_wstring(selected.size()) + L": " + copy);
-        const std::wstring trouble = Restore(selected[i], apps);
+        const std::wstring trouble = Restore(selected[i], scripts);
         if (trouble.empty())
             continue;
         PrintLine(L"failed     " + trouble);

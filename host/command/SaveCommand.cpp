@@ -48,19 +48,9 @@ FILETIME TimeOf(IStateChangeInstance* change) {
     return {static_cast<DWORD>(ticks & 0xFFFFFFFF), static_cast<DWORD>(ticks >> 32)};
 }
 
-void PrintRuns(const CSaveRecorder& recorder) {
-    for (const auto& run : recorder.GetRuns())
-        PrintLine(L"protected  " + (run.app ? run.app->GetAppFriendlyName() : L"(unknown application)") +
-                  L", process " + std::to_wstring(run.processId) + L", " + run.path);
-    if (recorder.GetRuns().empty())
-        PrintLine(L"protected  nothing: no protected application is running");
-}
-
-void PrintDocuments(const CStoreEntry& store) {
-    PrintLine(L"store      " + store.directory);
-    for (const CInternalSavedDocument* document : store.Documents()) {
-        std::wstring path;
-        document->GetDocTempPath(path);
+void PrintDocuments(const CSaveRecorder& recorder) {
+    PrintLine(L"store      " + recorder.GetDirectory());
+    for (const auto& path : recorder.GetDocuments()) {
         const bool there = GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
         PrintLine((there ? L"saved      " : L"not saved  ") + path);
     }
@@ -78,16 +68,21 @@ ExitCode RunSave(const std::wstring& stateName, const std::wstring& appsFile) {
     for (const auto& app : apps)
         scripts.push_back(app.get());
 
-    CSaveRecorder recorder(apps, state);
+    CSaveRecorder recorder(state, TimeOf(change));
     CSaveOp op;
     op.SetScripts(&scripts);
     op.SetStateChangeInstance(change);
+    op.SetObserver(&recorder);
     PrintLine(L"state      " + stateName);
     RunOnWorker(op);
 
-    PrintRuns(recorder);
-    if (const auto store = recorder.Complete(TimeOf(change)))
-        PrintDocuments(*store);
+    if (recorder.GetRunCount() == 0)
+        PrintLine(L"protected  nothing: no protected application is running");
+    if (!recorder.GetDirectory().empty())
+        PrintDocuments(recorder);
+    if (!recorder.GetProblem().empty())
+        throw CCommandError(ExitCode::Failed, L"the record of the store '" + recorder.GetDirectory() +
+                                                  L"' could not be completed: " + recorder.GetProblem());
 
     short hasError = VARIANT_FALSE;
     op.HasError(&hasError);

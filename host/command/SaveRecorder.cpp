@@ -1,79 +1,82 @@
 #include "SaveRecorder.h"
 
-#include "ExitCode.h"
+#include "Common/UniqueHandle.h"
+#include "Console.h"
+#include "InfoFileText.h"
 #include "InternalDocumentStore.h"
-#include "InternalSavedDocument.h"
+#include "ScriptExecution/DocumentStoreXMLWriter.h"
+#include "ScriptExecution/StateChangeInstance.h"
+#include "StoreCatalog.h"
+#include "logging/Exceptions.h"
 
-CSaveRecorder::CSaveRecorder(const ProtectedApps& apps, _STATE_CHANGE_TYPE state) : m_apps(apps), m_state(state) {
-    for (const auto& name : ListStores())
-        m_before.insert(name);
-    SetSessionObserver(this);
+namespace {
+/// Full path of a process's executable; empty when the process is gone or may not be looked into.
+std::wstring PathOfProcess(DWORD processId) {
+    const CUniqueHandle process(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, processId));
+    std::wstring path(32768, L'\0');
+    DWORD length = static_cast<DWORD>(path.size());
+    path.resize(process && QueryFullProcessImageNameW(process.Get(), 0, path.data(), &length) ? length : 0);
+    return path;
 }
 
-CSaveRecorder::~CSaveRecorder() {
-    SetSessionObserver(nullptr);
+/// Throws COSException: the store's own answer to a file that cannot be written is a result.
+void WriteInfoFile(const CInternalDocumentStore& store) {
+    if (const HRESULT hr = WritableCopy(store)->WriteInfoFile(); FAILED(hr))
+        throw COSException(static_cast<unsigned long>(hr));
 }
+} // namespace
 
-void CSaveRecorder::OnProcessRequested(DWORD processId, const wchar_t* path) noexcept {
+void CSaveRecorder::OnScriptStarting(const CDocumentScript& app, unsigned long processId,
+                                     CInternalDocumentStore& store) noexcept {
+    ++m_runCount;
+    m_firstDocument = store.GetSavedDocumentList()->size();
     try {
-        const auto store = FindNewStore();
-        const std::size_t saved = store ? store->Documents().size() : 0;
-        m_runs.push_back({processId, path, NextApp(processId), saved});
+        const std::wstring path = PathOfProcess(processId);
+        store.SetCurrentAppInfo(path.substr(path.find_last_of(L'\\') + 1), app.GetAppFriendlyName(), path);
+        PrintLine(L"protected  " + app.GetAppFriendlyName() + L", process " + std::to_wstring(processId) + L", " +
+                  path);
     } catch (const std::exception&) {
-        // A document that cannot be told apart keeps the record that the library wrote; saving goes on.
+        // The script's name, added when it has ended, also leads to the application.
     }
 }
 
-/// Scripts run application by application, and within one by ascending process identifier; so a process that does not
-/// come after the last one, or that is not the current application's, begins the next application.
-const CDocumentScript* CSaveRecorder::NextApp(DWORD processId) {
-    const bool ascends = m_runs.empty() || processId > m_runs.back().processId;
-    for (std::size_t i = ascends ? m_currentApp : m_currentApp + 1; i < m_apps.size(); ++i) {
-        CDocumentScript& app = *m_apps[i];
-        if (!app.ShouldRunForStateChange(m_state) || app.GetProtectedProcIDs().count(processId) == 0)
-            continue;
-        m_currentApp = i;
-        return &app;
+void CSaveRecorder::OnScriptEnded(const CDocumentScript& app, unsigned long, CInternalDocumentStore& store,
+                                  long) noexcept {
+    const auto& documents = *store.GetSavedDocumentList();
+    if (m_firstDocument == documents.size())
+        return;
+    try {
+        for (std::size_t i = m_firstDocument; i < documents.size(); ++i) {
+            documents[i]->SetSaveScriptName(app.GetScriptName());
+            documents[i]->SetRestoreScriptName(app.GetRestoreScript().GetScriptName());
+        }
+        WriteInfoFile(store);
+    } catch (const std::exception&) {
+        // Written again with the next document, and at the end, where a failure counts.
     }
-    return nullptr;
 }
 
-std::optional<CStoreEntry> CSaveRecorder::FindNewStore() const {
-    std::vector<std::wstring> fresh;
-    for (const auto& name : ListStores())
-        if (m_before.count(name) == 0)
-            fresh.push_back(name);
-    if (fresh.empty())
-        return std::nullopt;
-    if (fresh.size() > 1)
-        throw CCommandError(ExitCode::Failed,
-                            L"another save ran at the same time; its documents cannot be told apart.");
-    return ReadStore(fresh.front());
+void CSaveRecorder::OnStoreFinished(CInternalDocumentStore& store) noexcept {
+    try {
+        Complete(store);
+    } catch (const std::exception& error) {
+        m_problem = DescribeException(error);
+    }
 }
 
-std::optional<CStoreEntry> CSaveRecorder::Complete(const FILETIME& changed) {
-    auto store = FindNewStore();
-    if (!store)
-        return std::nullopt;
-    if (!store->info)
-        throw CCommandError(ExitCode::Failed, L"the store '" + store->name + L"' cannot be read: " + store->problem);
-
-    const auto documents = store->Documents();
-    for (std::size_t i = 0; i < documents.size(); ++i) {
-        const CRun* origin = nullptr;
-        for (const auto& run : m_runs)
-            if (run.firstDocument <= i)
-                origin = &run;
-        if (origin == nullptr || origin->app == nullptr)
-            continue;
-        documents[i]->SetScript(*origin->app);
-        documents[i]->SetAppPath(origin->path);
-        documents[i]->SetAppExeImageName(origin->path.substr(origin->path.find_last_of(L'\\') + 1));
+void CSaveRecorder::Complete(CInternalDocumentStore& store) {
+    if (store.GetSavedDocumentList()->empty())
+        return;
+    store.GetStorageDirectory(m_directory, false);
+    for (const auto& document : *store.GetSavedDocumentList())
+        document->GetDocTempPath(m_documents.emplace_back());
+    // Of the changes that run scripts only a shutdown can be written down.
+    if (m_state != Shutdown) {
+        WriteInfoFile(store);
+        return;
     }
-    // Only the two kinds of shutdown can be written down.
-    CStateChangeInstance* change = store->info->GetStateChangeInstance();
-    change->SetStateChangeType(m_state);
-    change->SetUTCTimestamp(m_state == Shutdown || m_state == ForceShutdown ? changed : FILETIME{});
-    WriteStore(*store);
-    return store;
+    CStateChangeInstance change;
+    change.SetStateChangeType(m_state);
+    change.SetUTCTimestamp(m_changed);
+    CDocumentStoreXMLWriter::WriteDocumentStore(WritableCopy(store).get(), &change);
 }

@@ -1,50 +1,47 @@
 #pragma once
 
-// Watches a save: which process the scripts run for, and which documents came into the new store meanwhile. Afterwards
-// it completes the store's record with the application and the scripts of each document.
+// Keeps the record of a save while its scripts run: each document's application from the first time that the record
+// reaches the disk, its scripts' names as soon as its script has ended, and the state change once the store is
+// finished. A host that is killed in between leaves what it had.
 
-#include "AppsFile.h"
-#include "StoreCatalog.h"
-#include "session/SessionObserver.h"
+#include "ScriptExecution/SaveObserver.h"
+#include "ScriptExecution/StateChangeTypes.h"
 
-#include <optional>
-#include <set>
+#include <windows.h>
+
 #include <string>
 #include <vector>
 
-class CSaveRecorder : public ISessionObserver {
+class CSaveRecorder : public ISaveObserver {
 public:
-    /// One run of a save script.
-    struct CRun {
-        DWORD processId;
-        std::wstring path;          ///< of the process's executable
-        const CDocumentScript* app; ///< whose script ran; null when it cannot be told
-        std::size_t firstDocument;  ///< index in the store of the first document saved by it
-    };
+    /// The time is the state change's, UTC.
+    CSaveRecorder(_STATE_CHANGE_TYPE state, const FILETIME& changed) : m_state(state), m_changed(changed) {}
 
-    /// The applications are those the operation runs, in its order; they outlive the recorder. From here to its end
-    /// the recorder is the process's session observer.
-    CSaveRecorder(const ProtectedApps& apps, _STATE_CHANGE_TYPE state);
-    ~CSaveRecorder();
+    /// Prints which application's script runs for which process.
+    void OnScriptStarting(const CDocumentScript& app, unsigned long processId,
+                          CInternalDocumentStore& store) noexcept override;
+    void OnScriptEnded(const CDocumentScript& app, unsigned long processId, CInternalDocumentStore& store,
+                       long result) noexcept override;
+    void OnStoreFinished(CInternalDocumentStore& store) noexcept override;
 
-    CSaveRecorder(const CSaveRecorder&) = delete;
-    CSaveRecorder& operator=(const CSaveRecorder&) = delete;
+    /// How many save scripts were started.
+    std::size_t GetRunCount() const { return m_runCount; }
 
-    void OnProcessRequested(DWORD processId, const wchar_t* path) noexcept override;
-
-    const std::vector<CRun>& GetRuns() const { return m_runs; }
-
-    /// The store that the save made, with its record completed and written back; none when no document was asked for.
-    /// The time is the state change's, UTC. Throws CCommandError.
-    std::optional<CStoreEntry> Complete(const FILETIME& changed);
+    /// The store's directory; empty when no document was asked for.
+    const std::wstring& GetDirectory() const { return m_directory; }
+    /// The paths that documents were to be saved to, in the order of their reservation.
+    const std::vector<std::wstring>& GetDocuments() const { return m_documents; }
+    /// Why the record could not be completed; empty when it was.
+    const std::wstring& GetProblem() const { return m_problem; }
 
 private:
-    std::optional<CStoreEntry> FindNewStore() const;
-    const CDocumentScript* NextApp(DWORD processId);
+    void Complete(CInternalDocumentStore& store);
 
-    const ProtectedApps& m_apps;
     const _STATE_CHANGE_TYPE m_state;
-    std::set<std::wstring> m_before;
-    std::vector<CRun> m_runs;
-    std::size_t m_currentApp = 0;
+    const FILETIME m_changed;
+    std::size_t m_runCount = 0;
+    std::size_t m_firstDocument = 0; ///< index in the store of the running script's first document
+    std::wstring m_directory;
+    std::vector<std::wstring> m_documents;
+    std::wstring m_problem;
 };

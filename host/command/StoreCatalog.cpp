@@ -110,8 +110,8 @@ void WriteStore(const CStoreEntry& store) {
     const std::wstring fresh = store.InfoPath() + L".new";
     const std::wstring failure = L"the info file of the store '" + store.name + L"' could not be written: ";
     try {
-        const CWritableRecords writable(store.Documents());
-        CDocumentStoreInfo info(store.HasStateChange() ? change : nullptr, store.info->GetInternalDocumentStore());
+        const auto writable = WritableCopy(*store.info->GetInternalDocumentStore());
+        CDocumentStoreInfo info(store.HasStateChange() ? change : nullptr, writable.get());
         CDocumentStoreXMLWriter writer(fresh);
         writer.WriteDocumentStore(info);
         writer.Close();

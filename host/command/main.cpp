@@ -41,14 +41,18 @@ void AddRestore(CLI::App& app, Action& action) {
     auto all = std::make_shared<bool>(false);
     auto target = std::make_shared<std::string>();
     auto apps = std::make_shared<std::string>();
+    auto script = std::make_shared<std::string>();
     auto* allFlag = command->add_flag("--all", *all, "Every document that was not recovered yet");
     auto* name = command->add_option("target", *target, "A store, or one document (again, if it was restored before)");
     name->excludes(allFlag);
-    command->add_option("--apps", *apps, "JSON file that lists the protected applications")->required();
+    command->add_option("--apps", *apps, "JSON file that lists the protected applications");
+    command->add_option("--with", *script, "Run this restore script for each document, whatever its record says");
     command->callback([=, &action] {
         if (!*all && target->empty())
             throw CLI::ValidationError("restore", "name a store or a document, or give --all");
-        action = [=] { return RunRestore({*all, FromUtf8(*target), FromUtf8(*apps)}); };
+        if (apps->empty() && script->empty())
+            throw CLI::ValidationError("restore", "name the applications file with --apps, or a script with --with");
+        action = [=] { return RunRestore({*all, FromUtf8(*target), FromUtf8(*apps), FromUtf8(*script)}); };
     });
 }
 

@@ -2,18 +2,8 @@
 
 #include "ComResult.h"
 #include "Process.h"
-#include "SessionObserver.h"
 
 #include <array>
-#include <atomic>
-
-namespace {
-std::atomic<ISessionObserver*> g_observer{nullptr};
-}
-
-void SetSessionObserver(ISessionObserver* observer) noexcept {
-    g_observer = observer;
-}
 
 STDMETHODIMP CSession::get_UserName(BSTR* pName) {
     std::array<wchar_t, 257> name{};
@@ -57,7 +47,5 @@ STDMETHODIMP CSession::GetProcess(unsigned long processId, IDispatch** ppProcess
         return E_POINTER;
     *ppProcess = nullptr;
     const std::wstring path = CProcess::ReadPath(processId);
-    if (ISessionObserver* observer = g_observer)
-        observer->OnProcessRequested(processId, path.c_str());
     return path.empty() ? S_OK : CProcess::Create(processId, path, ppProcess);
 }

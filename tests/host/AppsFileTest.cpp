@@ -93,7 +93,7 @@ TEST_F(AppsFileTest, EachMistakeIsNamed) {
          "needs a pattern in"},
         {Replaced(Good, R"(["standby","hibernate"])", "[]"), "'stateChanges' must name at least one state"},
         {Replaced(Good, "hibernate", "sleep"), "unknown state 'sleep'"},
-        {Replaced(Good, "save.vbs", "save.txt"), "the script 'save.txt' is neither .vbs nor .js"},
+        {Replaced(Good, "save.vbs", "save.txt"), "save.txt' is neither .vbs nor .js"},
         {Replaced(Good, "save.vbs", "none.vbs"), "none.vbs' cannot be read"},
         {Replaced(Good, "restore.js", "none.js"), "none.js' cannot be read"},
     };

@@ -31,40 +31,83 @@ inline std::string ReadBytes(const std::wstring& path) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-/// Ends the test with an exception when the program does not start or does not end within a minute.
-inline CProgramResult RunProgram(std::wstring commandLine) {
-    const CTempFolder folder;
-    SECURITY_ATTRIBUTES inherited{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
-    const auto open = [&](const wchar_t* name) {
-        return CUniqueHandle(CreateFileW((folder.Path() + name).c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inherited,
-                                         CREATE_ALWAYS, 0, nullptr));
-    };
-    CUniqueHandle out = open(L"\\out");
-    CUniqueHandle err = open(L"\\err");
-    STARTUPINFOW startup{};
-    startup.cb = sizeof(startup);
-    startup.dwFlags = STARTF_USESTDHANDLES;
-    startup.hStdOutput = out.Get();
-    startup.hStdError = err.Get();
-    PROCESS_INFORMATION started{};
-    if (!CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &started))
-        throw std::runtime_error("a program could not be started, error " + std::to_string(GetLastError()));
-    const CUniqueHandle process(started.hProcess);
-    const CUniqueHandle thread(started.hThread);
-    if (WaitForSingleObject(process.Get(), 60'000) != WAIT_OBJECT_0) {
-        TerminateProcess(process.Get(), 99);
-        throw std::runtime_error("a program did not end");
+/// A program that was started and is not waited for yet. Ended with the object.
+class CProgram {
+public:
+    /// Throws std::runtime_error when the program does not start.
+    explicit CProgram(std::wstring commandLine) {
+        SECURITY_ATTRIBUTES inherited{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
+        const auto open = [&](const wchar_t* name) {
+            return CUniqueHandle(CreateFileW((m_folder.Path() + name).c_str(), GENERIC_WRITE,
+                                             FILE_SHARE_READ | FILE_SHARE_WRITE, &inherited, CREATE_ALWAYS, 0,
+                                             nullptr));
+        };
+        const CUniqueHandle out = open(L"\\out");
+        const CUniqueHandle err = open(L"\\err");
+        STARTUPINFOW startup{};
+        startup.cb = sizeof(startup);
+        startup.dwFlags = STARTF_USESTDHANDLES;
+        startup.hStdOutput = out.Get();
+        startup.hStdError = err.Get();
+        PROCESS_INFORMATION started = StartProcess(commandLine, startup);
+        m_process.Reset(started.hProcess);
+        CloseHandle(started.hThread);
     }
-    CProgramResult result;
-    GetExitCodeProcess(process.Get(), &result.exitCode);
-    out.Reset();
-    err.Reset();
-    result.out = ReadBytes(folder.Path() + L"\\out");
-    result.err = ReadBytes(folder.Path() + L"\\err");
-    return result;
+    ~CProgram() {
+        if (WaitForSingleObject(m_process.Get(), 0) != WAIT_OBJECT_0)
+            Kill();
+    }
+
+    CProgram(const CProgram&) = delete;
+    CProgram& operator=(const CProgram&) = delete;
+
+    HANDLE Process() const { return m_process.Get(); }
+
+    /// Ends it as another process would, and returns when it is gone.
+    void Kill() {
+        TerminateProcess(m_process.Get(), 99);
+        WaitForSingleObject(m_process.Get(), 60'000);
+    }
+
+    /// What it has printed so far, and its exit code once it has ended. Throws std::runtime_error when it does not end
+    /// within two minutes.
+    CProgramResult Wait() {
+        if (WaitForSingleObject(m_process.Get(), 120'000) != WAIT_OBJECT_0)
+            throw std::runtime_error("a program did not end; it printed: " + Printed());
+        CProgramResult result;
+        GetExitCodeProcess(m_process.Get(), &result.exitCode);
+        result.out = Printed();
+        result.err = ReadBytes(m_folder.Path() + L"\\err");
+        return result;
+    }
+
+    std::string Printed() const { return ReadBytes(m_folder.Path() + L"\\out"); }
+
+private:
+    /// On a busy machine the system now and then fails to start a program with an internal error and does so next time.
+    static PROCESS_INFORMATION StartProcess(std::wstring& commandLine, STARTUPINFOW& startup) {
+        PROCESS_INFORMATION started{};
+        for (int attempt = 1; !CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
+                                              &startup, &started);
+             ++attempt)
+            if (const DWORD error = GetLastError(); error != ERROR_INTERNAL_ERROR || attempt == 20)
+                throw std::runtime_error("a program could not be started, error " + std::to_string(error));
+        return started;
+    }
+
+    const CTempFolder m_folder;
+    CUniqueHandle m_process;
+};
+
+/// Ends the test with an exception when the program does not start or does not end.
+inline CProgramResult RunProgram(const std::wstring& commandLine) {
+    return CProgram(commandLine).Wait();
 }
 
 /// quorline.exe with these arguments, as they stand on its command line.
+inline std::wstring QuorlineCommand(const std::wstring& arguments) {
+    return L"\"" + ProgramFolder() + L"\\quorline.exe\" " + arguments;
+}
 inline CProgramResult RunQuorline(const std::wstring& arguments) {
-    return RunProgram(L"\"" + ProgramFolder() + L"\\quorline.exe\" " + arguments);
+    return RunProgram(QuorlineCommand(arguments));
 }

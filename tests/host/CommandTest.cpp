@@ -1,10 +1,7 @@
 // The command as its users run it: the real quorline.exe, registered components, signed scripts, and a real Notepad.
 
-#include "ChildProgram.h"
-#include "DocumentsFolder.h"
+#include "CommandFixture.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -14,101 +11,6 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 using testing::StartsWith;
-
-constexpr const char* SaveScript = R"(Dim path, file
-path = TalvinorDocumentStore.GetNew("Letter", "C:\letters\R&D.txt", ".txt")
-Set file = CreateObject("Scripting.FileSystemObject").CreateTextFile(path, True)
-file.Write Process.ImageName & " " & Process.Id & " " & Session.UserName
-file.Close
-)";
-
-constexpr const char* RestoreScript = R"(var files = new ActiveXObject("Scripting.FileSystemObject");
-var documents = TalvinorRestoreScriptArgs.RestoreDocuments;
-for (var i = 0; i < documents.Count; ++i)
-    files.CopyFile(documents.Item(i).TempPath, documents.Item(i).TempPath + ".restored");
-)";
-
-void Register(const wchar_t* options) {
-    for (const wchar_t* dll : {L"Quorline.dll", L"QuorlineHost.dll", L"QuorlineSigner.dll"})
-        ASSERT_EQ(RunProgram(std::wstring(L"regsvr32 /s ") + options + L"\"" + ProgramFolder() + L"\\" + dll + L"\"")
-                      .exitCode,
-                  0u)
-            << dll;
-}
-
-class CommandTest : public testing::Test {
-protected:
-    static void SetUpTestSuite() {
-        Register(L"");
-        const CTempFolder folder;
-        const std::wstring certificate = L"\"" + folder.Path() + L"\\development.cer\"";
-        const CProgramResult made = RunQuorline(L"cert --new-development --out " + certificate);
-        ASSERT_EQ(made.exitCode, 0u) << made.err;
-        ASSERT_EQ(RunQuorline(L"trust " + certificate).exitCode, 0u);
-    }
-    static void TearDownTestSuite() { Register(L"/u "); }
-
-    ~CommandTest() override {
-        if (m_notepad)
-            TerminateProcess(m_notepad.Get(), 0);
-    }
-
-    void Put(const std::wstring& name, const std::string& text) {
-        std::ofstream(std::filesystem::path(Path(name)), std::ios::binary) << text;
-    }
-
-    void PutSigned(const std::wstring& name, const std::string& text) {
-        Put(name, text);
-        const CProgramResult result = RunQuorline(L"sign " + Quoted(name));
-        ASSERT_EQ(result.exitCode, 0u) << result.err;
-    }
-
-    /// The applications file for Notepad, and scripts that work.
-    void PutApps(const std::string& saveScript = "save.vbs") {
-        PutSigned(L"save.vbs", SaveScript);
-        PutSigned(L"restore.js", RestoreScript);
-        Put(L"apps.json", R"({"applications":[{"friendlyName":"Notepad","executables":["notepad.exe"],
-            "stateChanges":["hibernate","shutdown"],"saveScript":")" +
-                              saveScript + R"(","restoreScript":"restore.js"}]})");
-    }
-
-    void StartNotepad() {
-        STARTUPINFOW startup{};
-        startup.cb = sizeof(startup);
-        PROCESS_INFORMATION started{};
-        wchar_t command[] = L"notepad.exe";
-        ASSERT_TRUE(CreateProcessW(nullptr, command, nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &started));
-        m_notepad.Reset(started.hProcess);
-        m_processId = started.dwProcessId;
-        const CUniqueHandle thread(started.hThread);
-        WaitForInputIdle(started.hProcess, 20'000);
-    }
-
-    CProgramResult Save(const std::wstring& state = L"hibernate") {
-        return RunQuorline(L"save --state " + state + L" --apps " + Quoted(L"apps.json"));
-    }
-    CProgramResult Restore(const std::wstring& what) {
-        return RunQuorline(L"restore " + what + L" --apps " + Quoted(L"apps.json"));
-    }
-
-    std::wstring Path(const std::wstring& name) const { return m_folder.Path() + L"\\" + name; }
-    std::wstring Quoted(const std::wstring& name) const { return L"\"" + Path(name) + L"\""; }
-
-    /// Files whose names end so, in all stores.
-    std::vector<std::filesystem::path> Stored(const std::wstring& ending) const {
-        std::vector<std::filesystem::path> found;
-        if (std::filesystem::exists(m_documents.Base()))
-            for (const auto& file : std::filesystem::recursive_directory_iterator(m_documents.Base()))
-                if (file.path().wstring().ends_with(ending))
-                    found.push_back(file.path());
-        return found;
-    }
-
-    CDocumentsFolder m_documents;
-    CTempFolder m_folder;
-    CUniqueHandle m_notepad;
-    DWORD m_processId = 0;
-};
 
 std::size_t Lines(const std::string& text) {
     return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));

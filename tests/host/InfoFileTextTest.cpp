@@ -24,20 +24,27 @@ TEST(MakeWritable, DoublesPercentSignsAndEscapesMarkup) {
     EXPECT_EQ(MakeWritable(L""), L"");
 }
 
-TEST(CWritableRecords, GivesTheRecordsTheirOwnValuesBack) {
-    CInternalSavedDocument record;
+TEST(WritableCopy, HoldsWhatTheWriterWritesWholeAndLeavesTheStoreAlone) {
+    CInternalDocumentStore store;
+    auto& record = *store.GetSavedDocumentList()->emplace_back(std::make_unique<CInternalSavedDocument>());
     record.SetDocName(L"100%");
     record.SetAppExeImageName(L"r&d.exe");
-    std::wstring value;
-    {
-        const CWritableRecords writable({&record});
-        record.GetDocName(value);
-        EXPECT_EQ(value, L"100%%");
-        record.GetAppExeImageName(value);
-        EXPECT_EQ(value, L"r&amp;d.exe");
-    }
-    record.GetDocName(value);
-    EXPECT_EQ(value, L"100%");
-    record.GetAppExeImageName(value);
-    EXPECT_EQ(value, L"r&d.exe");
+    record.SetRestoreScriptName(L"<restore>.js");
+    const auto copy = WritableCopy(store);
+    const auto text = [](const CInternalDocumentStore& of, auto get) {
+        std::wstring value;
+        (of.GetSavedDocumentList()->at(0).get()->*get)(value);
+        return value;
+    };
+    EXPECT_EQ(text(*copy, &CInternalSavedDocument::GetDocName), L"100%%");
+    EXPECT_EQ(text(*copy, &CInternalSavedDocument::GetAppExeImageName), L"r&amp;d.exe");
+    EXPECT_EQ(text(*copy, &CInternalSavedDocument::GetRestoreScriptName), L"&lt;restore>.js");
+    EXPECT_EQ(text(store, &CInternalSavedDocument::GetDocName), L"100%");
+    EXPECT_EQ(text(store, &CInternalSavedDocument::GetAppExeImageName), L"r&d.exe");
+    EXPECT_EQ(text(store, &CInternalSavedDocument::GetRestoreScriptName), L"<restore>.js");
+    std::wstring directory;
+    std::wstring copied;
+    store.GetStorageDirectory(directory, false);
+    copy->GetStorageDirectory(copied, false);
+    EXPECT_EQ(copied, directory);
 }
