@@ -1,9 +1,7 @@
 #include "InfoFileText.h"
 
 #include <array>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
+#include <vector>
 
 namespace {
 struct CAccessor {
@@ -66,17 +64,6 @@ std::string MendInfoText(std::string_view text) {
             result += '\n';
     }
     return result;
-}
-
-bool WriteMendedInfoFile(const std::wstring& source, const std::wstring& target) {
-    std::ifstream input(std::filesystem::path(source), std::ios::binary);
-    const std::string text((std::istreambuf_iterator<char>(input)), std::istreambuf_iterator<char>());
-    if (!input)
-        return false;
-    std::ofstream output(std::filesystem::path(target), std::ios::binary);
-    output << MendInfoText(text);
-    output.close();
-    return output.good();
 }
 
 std::wstring MakeWritable(const std::wstring& value) {

@@ -9,9 +9,6 @@
 #include <string>
 #include <string_view>
 
-/// Copies an info file with the values' "&" and "<" escaped. False when it cannot be read or written.
-bool WriteMendedInfoFile(const std::wstring& source, const std::wstring& target);
-
 /// The text of an info file with the values' "&" and "<" escaped; bytes in UTF-8.
 std::string MendInfoText(std::string_view text);
 

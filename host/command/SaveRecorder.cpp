@@ -19,10 +19,8 @@ std::wstring PathOfProcess(DWORD processId) {
     return path;
 }
 
-/// Throws COSException: the store's own answer to a file that cannot be written is a result.
-void WriteInfoFile(const CInternalDocumentStore& store) {
-    if (const HRESULT hr = WritableCopy(store)->WriteInfoFile(); FAILED(hr))
-        throw COSException(static_cast<unsigned long>(hr));
+void WriteRecord(const CInternalDocumentStore& store, CStateChangeInstance* change) {
+    CDocumentStoreXMLWriter::WriteDocumentStore(WritableCopy(store).get(), change);
 }
 } // namespace
 
@@ -50,7 +48,7 @@ void CSaveRecorder::OnScriptEnded(const CDocumentScript& app, unsigned long, CIn
             documents[i]->SetSaveScriptName(app.GetScriptName());
             documents[i]->SetRestoreScriptName(app.GetRestoreScript().GetScriptName());
         }
-        WriteInfoFile(store);
+        WriteRecord(store, nullptr);
     } catch (const std::exception&) {
         // Written again with the next document, and at the end, where a failure counts.
     }
@@ -70,13 +68,9 @@ void CSaveRecorder::Complete(CInternalDocumentStore& store) {
     store.GetStorageDirectory(m_directory, false);
     for (const auto& document : *store.GetSavedDocumentList())
         document->GetDocTempPath(m_documents.emplace_back());
-    // Of the changes that run scripts only a shutdown can be written down.
-    if (m_state != Shutdown) {
-        WriteInfoFile(store);
-        return;
-    }
     CStateChangeInstance change;
     change.SetStateChangeType(m_state);
     change.SetUTCTimestamp(m_changed);
-    CDocumentStoreXMLWriter::WriteDocumentStore(WritableCopy(store).get(), &change);
+    // Of the changes that run scripts only a shutdown can be written down.
+    WriteRecord(store, m_state == Shutdown ? &change : nullptr);
 }

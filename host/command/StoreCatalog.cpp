@@ -8,7 +8,12 @@
 #include "InternalSavedDocument.h"
 #include "ScriptExecution/DocumentStoreXMLReader.h"
 #include "ScriptExecution/DocumentStoreXMLWriter.h"
+#include "SystemText.h"
 #include "logging/Exceptions.h"
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 
 namespace {
 const std::wstring InfoName = L"info.xml";
@@ -22,26 +27,32 @@ bool HasTime(const FILETIME& time) {
     return time.dwLowDateTime != 0 || time.dwHighDateTime != 0;
 }
 
-std::unique_ptr<CDocumentStoreInfo> ParseInfoFile(const std::wstring& path) {
+std::unique_ptr<CDocumentStoreInfo> Parse(std::string_view bytes) {
     auto info = std::make_unique<CDocumentStoreInfo>();
-    CDocumentStoreXMLReader(path).ReadDocumentStore(*info);
+    CDocumentStoreXMLReader::ReadDocumentStoreFromMemory(bytes, *info);
     return info;
+}
+
+std::string ReadInfoFile(const std::wstring& path) {
+    std::ifstream file(std::filesystem::path(path), std::ios::binary);
+    std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    if (!file)
+        throw CCommandError(ExitCode::Failed, L"the file cannot be read");
+    return bytes;
 }
 
 /// The info file is written without escapes, so that a document called "R&D" makes it malformed. What was meant is
 /// still plain from the layout; reading it so keeps such a store from being lost.
-std::unique_ptr<CDocumentStoreInfo> ParseMended(const std::wstring& path) {
-    const std::wstring mended = path + L".mended";
-    if (!WriteMendedInfoFile(path, mended))
-        return nullptr;
-    struct CRemoved {
-        const std::wstring& path;
-        ~CRemoved() { DeleteFileW(path.c_str()); }
-    } removed{mended};
+std::unique_ptr<CDocumentStoreInfo> ParseWithMending(const std::string& bytes) {
     try {
-        return ParseInfoFile(mended);
-    } catch (const CMorvaneException&) {
-        return nullptr;
+        return Parse(bytes);
+    } catch (const CXmlParseException&) {
+        try {
+            return Parse(MendInfoText(bytes));
+        } catch (const CMorvaneException&) {
+            // The first failure says what is wrong with the file as it is.
+        }
+        throw;
     }
 }
 } // namespace
@@ -89,11 +100,7 @@ CStoreEntry ReadStore(const std::wstring& name) {
     entry.name = name;
     entry.directory = StoresDirectory() + L"\\" + name;
     try {
-        entry.info = ParseInfoFile(entry.InfoPath());
-    } catch (const CXmlParseException& error) {
-        entry.info = ParseMended(entry.InfoPath());
-        if (!entry.info)
-            entry.problem = DescribeException(error);
+        entry.info = ParseWithMending(ReadInfoFile(entry.InfoPath()));
     } catch (const std::exception& error) {
         entry.problem = DescribeException(error);
     }
@@ -107,22 +114,13 @@ void WriteStore(const CStoreEntry& store) {
     if (store.HasStateChange() && change->GetStateChangeType() != Shutdown)
         change->SetStateChangeType(ForceShutdown);
 
-    const std::wstring fresh = store.InfoPath() + L".new";
-    const std::wstring failure = L"the info file of the store '" + store.name + L"' could not be written: ";
     try {
         const auto writable = WritableCopy(*store.info->GetInternalDocumentStore());
         CDocumentStoreInfo info(store.HasStateChange() ? change : nullptr, writable.get());
-        CDocumentStoreXMLWriter writer(fresh);
-        writer.WriteDocumentStore(info);
-        writer.Close();
+        CDocumentStoreXMLWriter(store.InfoPath()).WriteDocumentStore(info);
     } catch (const std::exception& error) {
-        DeleteFileW(fresh.c_str());
-        throw CCommandError(ExitCode::Failed, failure + DescribeException(error));
-    }
-    if (!MoveFileExW(fresh.c_str(), store.InfoPath().c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
-        const DWORD code = GetLastError();
-        DeleteFileW(fresh.c_str());
-        throw CCommandError(ExitCode::Failed, failure + L"error " + std::to_wstring(code) + L".");
+        throw CCommandError(ExitCode::Failed, L"the info file of the store '" + store.name +
+                                                  L"' could not be written: " + DescribeException(error));
     }
 }
 
@@ -130,8 +128,10 @@ std::wstring DescribeException(const std::exception& error) {
     std::wstring text;
     if (const auto* parse = dynamic_cast<const CXmlParseException*>(&error))
         text = parse->GetText();
+    else if (const auto* command = dynamic_cast<const CCommandError*>(&error))
+        text = command->GetText();
     else if (const auto* system = dynamic_cast<const COSException*>(&error))
-        text = L"error " + std::to_wstring(system->GetErrorCode());
+        text = DescribeCode(system->GetErrorCode());
     else
         text = FromUtf8(error.what());
     for (wchar_t& c : text)

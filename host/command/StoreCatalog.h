@@ -29,8 +29,7 @@ std::vector<std::wstring> ListStores();
 
 CStoreEntry ReadStore(const std::wstring& name);
 
-/// Writes a store's info file anew, through a file beside it, so that a failure leaves the old one. Throws
-/// CCommandError.
+/// Writes a store's info file anew; a failure leaves the old one. Throws CCommandError.
 void WriteStore(const CStoreEntry& store);
 
 /// Why an exception came, as far as it tells.

@@ -68,7 +68,7 @@ TEST_F(StoreCatalogTest, ValuesThatTheWriterLeavesRawAreReadAsTheyWereMeant) {
     store.Documents().at(0)->GetDocName(name);
     EXPECT_EQ(name, L"R&D");
     EXPECT_THAT(Original(store), HasSubstr(L"R&D <draft>"));
-    EXPECT_FALSE(std::filesystem::exists(store.InfoPath() + L".mended"));
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(store.directory), {}), 1);
 }
 
 TEST_F(StoreCatalogTest, WhatIsWrittenComesBackWhole) {
@@ -107,17 +107,21 @@ TEST_F(StoreCatalogTest, TheStateChangeOfAShutdownSurvivesRewriting) {
     }
 }
 
-TEST_F(StoreCatalogTest, AWriteThatFailsLeavesTheOldFile) {
+TEST_F(StoreCatalogTest, AWriteThatFailsLeavesTheOldFileAndNothingElse) {
     const CStoreEntry store = ReadStore(Reserve(L"letter"));
     ASSERT_NE(store.info, nullptr) << ToUtf8(store.problem);
     const std::string before = ReadBytes(store.InfoPath());
-    std::filesystem::create_directories(store.InfoPath() + L".new");
+    // Somebody reads it and lets nobody write.
+    const CUniqueHandle reader(
+        CreateFileW(store.InfoPath().c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr));
+    ASSERT_TRUE(reader);
     try {
         WriteStore(store);
         FAIL();
     } catch (const CCommandError& error) {
         EXPECT_EQ(error.GetCode(), ExitCode::Failed);
-        EXPECT_THAT(ToUtf8(error.GetText()), HasSubstr("could not be written"));
+        EXPECT_THAT(ToUtf8(error.GetText()), HasSubstr("could not be written: Permission denied (error 13)"));
     }
     EXPECT_EQ(ReadBytes(store.InfoPath()), before);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(store.directory), {}), 1);
 }
