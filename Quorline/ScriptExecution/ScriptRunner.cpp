@@ -90,8 +90,8 @@ bool CScriptRunner::GetErrorInfo(std::wstring& source, std::wstring& description
     return true;
 }
 
-const GUID& CScriptRunner::GetScriptEngine(CScript* script) {
-    switch (script->GetScriptLang()) {
+const GUID& CScriptRunner::GetScriptEngine(CScript::ScriptLanguageEnum language) {
+    switch (language) {
     case CScript::LangVBScript:
         return vbScriptEngine;
     case CScript::LangJScript:
@@ -101,7 +101,7 @@ const GUID& CScriptRunner::GetScriptEngine(CScript* script) {
     }
 }
 
-bool CScriptRunner::VerifyScript(CScript* script) {
+bool CScriptRunner::VerifyScript(const std::wstring& name, CScript::ScriptLanguageEnum language, BSTR text) {
     CComPtr<IScriptSigner> signer;
     const HRESULT created = signer.CoCreateInstance(CLSID_ScriptSigner, nullptr, CLSCTX_ALL);
     if (FAILED(created)) {
@@ -109,16 +109,14 @@ bool CScriptRunner::VerifyScript(CScript* script) {
         return false;
     }
     try {
-        const CComBSTR extension(script->GetScriptLang() == CScript::LangVBScript ? L".vbs" : L".js");
-        // Up to the first NUL, like the engine's: what is verified is what runs.
-        const CComBSTR text(script->GetText().c_str());
+        const CComBSTR extension(language == CScript::LangVBScript ? L".vbs" : L".js");
         VARIANT_BOOL verified = VARIANT_FALSE;
         const HRESULT hr = signer->VerifyText(extension, text, VARIANT_FALSE, &verified);
         if (FAILED(hr))
             ThrowComError(hr, signer, __uuidof(IScriptSigner));
         if (verified != VARIANT_FALSE)
             return true;
-        Log(log4cxx::Level::getError(), L"Script not properly signed {0:%s}", script->GetScriptName().c_str());
+        Log(log4cxx::Level::getError(), L"Script not properly signed {0:%s}", name.c_str());
     } catch (const _com_error& error) {
         Log(log4cxx::Level::getError(), L"Exception verifying script. Error = (0x{0:%x}) {1:%s}", error.Error(),
             GetComErrorText(error.Error()).c_str());
@@ -142,7 +140,11 @@ void CScriptRunner::RunScript(CScript* script) {
     if (script == nullptr)
         SanityCheckFailed(QUORLINE_HERE, L"Null pScript argument passed to RunScript");
     const std::wstring name = script->GetScriptName();
-    if (!VerifyScript(script)) {
+    // Up to the first NUL, and one for the signer and the engine: what was verified is what runs, whatever becomes of
+    // the script meanwhile.
+    const CComBSTR text(script->GetText().c_str());
+    const CScript::ScriptLanguageEnum language = script->GetScriptLang();
+    if (!VerifyScript(name, language, text)) {
         m_hasError = true;
         m_errorSource = L"Script Verification";
         m_errorDescription = L"Could not verify script";
@@ -152,9 +154,9 @@ void CScriptRunner::RunScript(CScript* script) {
     Log(log4cxx::Level::getInfo(), L"Running script '{0:%s}'", name.c_str());
     InitSite();
 
-    // Declared in the reverse order of their release: text, parser, site, engine.
+    // Declared in the reverse order of their release: parser, site, engine.
     CComPtr<IActiveScript> engine;
-    HRESULT hr = engine.CoCreateInstance(GetScriptEngine(script), nullptr, CLSCTX_ALL);
+    HRESULT hr = engine.CoCreateInstance(GetScriptEngine(language), nullptr, CLSCTX_ALL);
     if (FAILED(hr))
         CheckHResult(QUORLINE_HERE, hr, L"Failed to create IActiveScript instance");
     CComPtr<IActiveScriptSite> site;
@@ -177,8 +179,7 @@ void CScriptRunner::RunScript(CScript* script) {
             CheckHResult(QUORLINE_HERE, hr, L"IActiveScript->AddNamedItem");
     }
 
-    OutputDebugStringW(script->GetText().c_str());
-    const CComBSTR text(script->GetText().c_str());
+    OutputDebugStringW(text);
     CParseResult result;
     hr = parser->ParseScriptText(text, nullptr, nullptr, nullptr, 0, 1, SCRIPTTEXT_ISVISIBLE | SCRIPTTEXT_ISPERSISTENT,
                                  &result.value, &result.exception);

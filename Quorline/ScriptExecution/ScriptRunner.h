@@ -58,8 +58,8 @@ public:
 private:
     using CNamedItems = std::map<std::wstring, IUnknown*>;
 
-    const GUID& GetScriptEngine(CScript* script);
-    bool VerifyScript(CScript* script);
+    const GUID& GetScriptEngine(CScript::ScriptLanguageEnum language);
+    bool VerifyScript(const std::wstring& name, CScript::ScriptLanguageEnum language, BSTR text);
     void InitSite();
 
     CNamedItems* m_pNamedItems;                   // owned; each object holds one reference

@@ -130,6 +130,22 @@ TEST_F(ScriptRunnerTest, AFailedVerificationKeepsThePositionOfAnEarlierError) {
     EXPECT_EQ(Error(), (CErrorRecord{L"Script Verification", L"Could not verify script", 5, 6}));
 }
 
+TEST_F(ScriptRunnerTest, WhatWasVerifiedIsWhatRunsWhateverBecomesOfTheScriptMeanwhile) {
+    m_runner.AddNamedItem(L"Probe", m_probe);
+    m_signer.onVerify = [this] {
+        m_script.SetText(L"Probe.Note(2);");
+        m_script.SetScriptLang(CScript::LangJScript);
+        m_script.SetScriptName(L"other");
+    };
+    Run(CScript::LangVBScript, L"Probe.Note 1 ' as verified");
+    EXPECT_THAT(m_probe->notes, ElementsAre(L"1"));
+    EXPECT_EQ(m_signer.calls.back().text, L"Probe.Note 1 ' as verified");
+    EXPECT_TRUE(m_log.Has(L"INFO Quorline.ScriptRunner: Running script 'save %s'"));
+    m_signer.verified = VARIANT_FALSE;
+    Run(CScript::LangVBScript, L"Probe.Note 1");
+    EXPECT_TRUE(m_log.Has(L"ERROR Quorline.ScriptRunner: Script not properly signed save %s"));
+}
+
 TEST_F(ScriptRunnerTest, TheSignerIsAskedAboutExactlyWhatRuns) {
     const struct {
         CScript::ScriptLanguageEnum language;
