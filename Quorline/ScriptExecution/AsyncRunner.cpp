@@ -18,9 +18,11 @@ CUniqueHandle MakeAutoResetEvent(const CCodeLocation& location) {
 }
 
 /// One more handle to the event: the worker closes the runner's own, perhaps before the waiter comes to wait for it.
-CUniqueHandle Duplicate(HANDLE event) {
+CUniqueHandle Duplicate(const CCodeLocation& location, HANDLE event) {
     CUniqueHandle copy;
-    DuplicateHandle(GetCurrentProcess(), event, GetCurrentProcess(), copy.Put(), 0, FALSE, DUPLICATE_SAME_ACCESS);
+    const HANDLE process = GetCurrentProcess();
+    const BOOL made = DuplicateHandle(process, event, process, copy.Put(), 0, FALSE, DUPLICATE_SAME_ACCESS);
+    CheckWin32Error(location, made ? ERROR_SUCCESS : GetLastError(), L"DuplicateHandle");
     return copy;
 }
 
@@ -29,19 +31,36 @@ struct CApartment {
 };
 } // namespace
 
-CAsyncRunner::CShared::~CShared() {
-    for (const IAsyncRunnerListener* listener : listeners)
+CAsyncRunner::CListeners::~CListeners() {
+    for (const IAsyncRunnerListener* listener : list)
         delete listener;
 }
 
 CAsyncRunner::CAsyncRunner(bool deleteWhenFinished)
-    : m_lock(std::make_shared<CCriticalSection>()), m_shared(std::make_shared<CShared>(deleteWhenFinished)) {}
+    : m_lock(std::make_shared<CCriticalSection>()),
+      m_deleteWhenFinished(std::make_shared<std::atomic<bool>>(deleteWhenFinished)),
+      m_listeners(std::make_shared<CListeners>()) {}
+
+CAsyncRunner::CAsyncRunner(const CAsyncRunner& other)
+    : m_lock(other.m_lock), m_hThreadStarted(other.m_hThreadStarted), m_hFinished(other.m_hFinished),
+      m_deleteWhenFinished(std::make_shared<std::atomic<bool>>(other.GetDeleteWhenFinished())),
+      m_listeners(other.m_listeners) {}
+
+// NOLINTNEXTLINE(bugprone-unhandled-self-assignment): assigned to itself, every member stays as it was.
+CAsyncRunner& CAsyncRunner::operator=(const CAsyncRunner& other) {
+    m_lock = other.m_lock;
+    m_hThreadStarted = other.m_hThreadStarted;
+    m_hFinished = other.m_hFinished;
+    SetDeleteWhenFinished(other.GetDeleteWhenFinished());
+    m_listeners = other.m_listeners;
+    return *this;
+}
 
 // kept: the events stay open; somebody may still wait for the finished one.
 CAsyncRunner::~CAsyncRunner() = default;
 
 void CAsyncRunner::AttachListener(IAsyncRunnerListener* listener) {
-    m_shared->listeners.push_back(listener);
+    m_listeners->list.push_back(listener);
 }
 
 void CAsyncRunner::Start(IAsyncOp* operation) {
@@ -57,7 +76,7 @@ void CAsyncRunner::Start(IAsyncOp* operation) {
 
     CUniqueHandle started = MakeAutoResetEvent(QUORLINE_HERE);
     CUniqueHandle finished = MakeAutoResetEvent(QUORLINE_HERE);
-    const CUniqueHandle waitHandle = Duplicate(started.Get());
+    const CUniqueHandle waitHandle = Duplicate(QUORLINE_HERE, started.Get());
     threadStarted.store(started.Get());
     m_hFinished = finished.Get();
     // kept: nobody holds the thread's handle; the two events tell all there is to know of the worker.
@@ -109,15 +128,16 @@ DWORD WINAPI CAsyncRunner::RunThread(void* parameter) {
         CheckWin32Error(QUORLINE_HERE, GetLastError(), L"SetEvent");
     { const std::lock_guard<CCriticalSection> pass(*runner->m_lock); }
 
-    std::shared_ptr<CShared> shared = runner->m_shared;
+    const auto deleteWhenFinished = runner->m_deleteWhenFinished;
+    auto listeners = runner->m_listeners;
     HANDLE finished = runner->m_hFinished;
     runner->RunOperation(start->operation);
 
     const CApartment apartment; // left behind when the operation throws: the process ends then
-    for (IAsyncRunnerListener* listener : shared->listeners)
+    for (IAsyncRunnerListener* listener : listeners->list)
         listener->OnFinished();
-    const bool deleteRunner = shared->deleteWhenFinished;
-    shared.reset();
+    const bool deleteRunner = *deleteWhenFinished;
+    listeners.reset();
     SetEvent(finished);
     if (deleteRunner)
         delete runner;

@@ -24,14 +24,14 @@
 class QUORLINE_API CAsyncRunner {
 public:
     explicit CAsyncRunner(bool deleteWhenFinished = false);
-    // kept: a copy shares the lock, the events, the flag and the listeners.
-    CAsyncRunner(const CAsyncRunner& other) = default;
-    CAsyncRunner& operator=(const CAsyncRunner& other) = default;
+    // kept: a copy shares the lock, the events and the listeners. Whether it deletes itself is its own affair.
+    CAsyncRunner(const CAsyncRunner& other);
+    CAsyncRunner& operator=(const CAsyncRunner& other);
     /// Deletes the listeners in the order in which they were attached. Does not wait for a worker.
     ~CAsyncRunner();
 
-    void SetDeleteWhenFinished(bool deleteWhenFinished) { m_shared->deleteWhenFinished = deleteWhenFinished; }
-    bool GetDeleteWhenFinished() const { return m_shared->deleteWhenFinished; }
+    void SetDeleteWhenFinished(bool deleteWhenFinished) { *m_deleteWhenFinished = deleteWhenFinished; }
+    bool GetDeleteWhenFinished() const { return *m_deleteWhenFinished; }
 
     /// Takes the listener over. Call before Start.
     void AttachListener(IAsyncRunnerListener* listener);
@@ -47,16 +47,13 @@ public:
 private:
     friend struct CAsyncRunnerPeer; // the tests' way to a worker that is started wrong
 
-    /// What the worker still needs when it has let go of the operation. From then on WaitForFinish returns at once, and
-    /// the owner may delete the runner.
-    struct CShared {
-        explicit CShared(bool deletes) : deleteWhenFinished(deletes) {}
-        ~CShared();
-        CShared(const CShared&) = delete;
-        CShared& operator=(const CShared&) = delete;
+    struct CListeners {
+        CListeners() = default;
+        ~CListeners();
+        CListeners(const CListeners&) = delete;
+        CListeners& operator=(const CListeners&) = delete;
 
-        std::atomic<bool> deleteWhenFinished;
-        std::list<IAsyncRunnerListener*> listeners; // owned
+        std::list<IAsyncRunnerListener*> list; // owned
     };
     struct CStartParameter {
         IAsyncOp* operation;
@@ -70,5 +67,8 @@ private:
     std::shared_ptr<CCriticalSection> m_lock;
     HANDLE m_hThreadStarted = nullptr; // not null while a worker runs
     HANDLE m_hFinished = nullptr;
-    std::shared_ptr<CShared> m_shared;
+    // The worker still needs these when it has let go of the operation. From then on WaitForFinish returns at once, and
+    // the owner may delete the runner.
+    std::shared_ptr<std::atomic<bool>> m_deleteWhenFinished;
+    std::shared_ptr<CListeners> m_listeners;
 };

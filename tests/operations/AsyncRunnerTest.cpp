@@ -2,6 +2,7 @@
 #include "ComApartment.h"
 #include "ImportHook.h"
 #include "LogLines.h"
+#include "ProcessUse.h"
 #include "ScriptExecution/AsyncRunner.h"
 #include "TempFolder.h"
 #include "logging/Exceptions.h"
@@ -181,6 +182,22 @@ TEST_F(AsyncRunnerTest, ARunnerThatDeletesItselfDoesSoAfterEveryListenerWasTold)
     EXPECT_THAT(m_diary.Get(), ElementsAre("run", "finished a", "finished b", "delete a", "delete b"));
 }
 
+TEST_F(AsyncRunnerTest, ACopyKeepsToItselfWhetherItDeletesItself) {
+    CAsyncRunner original(true);
+    CAsyncRunner copy(original);
+    CAsyncRunner assigned;
+    assigned = original;
+    EXPECT_TRUE(copy.GetDeleteWhenFinished());
+    EXPECT_TRUE(assigned.GetDeleteWhenFinished());
+    original.SetDeleteWhenFinished(false);
+    EXPECT_TRUE(copy.GetDeleteWhenFinished());
+    EXPECT_TRUE(assigned.GetDeleteWhenFinished());
+    copy.SetDeleteWhenFinished(false);
+    original.SetDeleteWhenFinished(true);
+    EXPECT_FALSE(copy.GetDeleteWhenFinished());
+    EXPECT_TRUE(assigned.GetDeleteWhenFinished());
+}
+
 TEST_F(AsyncRunnerTest, WaitingReturnsAtOnceBeforeTheStartAndAfterTheEnd) {
     CAsyncRunner runner;
     runner.WaitForFinish();
@@ -257,6 +274,22 @@ HANDLE WINAPI FailingCreateThread(LPSECURITY_ATTRIBUTES, SIZE_T, LPTHREAD_START_
     SetLastError(ERROR_NOT_ENOUGH_MEMORY);
     return nullptr;
 }
+std::vector<HANDLE> g_threads;
+HANDLE WINAPI NotingCreateThread(LPSECURITY_ATTRIBUTES security, SIZE_T stack, LPTHREAD_START_ROUTINE start,
+                                 LPVOID parameter, DWORD flags, LPDWORD id) {
+    g_threads.push_back(CreateRemoteThread(GetCurrentProcess(), security, stack, start, parameter, flags, id));
+    return g_threads.back();
+}
+/// Handles once the workers have ended, with all that they hold until then.
+DWORD HandlesAfterTheWorkers() {
+    for (const HANDLE thread : g_threads)
+        EXPECT_EQ(WaitForSingleObject(thread, Bound), WAIT_OBJECT_0);
+    return HandlesInUse();
+}
+WINBOOL WINAPI FailingDuplicateHandle(HANDLE, HANDLE, HANDLE, LPHANDLE, DWORD, WINBOOL, DWORD) {
+    SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+    return FALSE;
+}
 DWORD g_waitResult = WAIT_OBJECT_0;
 DWORD WINAPI FixedWait(HANDLE handle, DWORD limit) {
     WaitForSingleObjectEx(handle, limit, FALSE);
@@ -278,6 +311,45 @@ TEST_F(AsyncRunnerTest, SystemFailuresWhileStartingAreRaisedAndLeaveItIdle) {
     const CImportHook hook(Self(), "CreateThread", &FailingCreateThread);
     EXPECT_THAT(Refusal([&] { runner.Start(&operation); }), StartsWith(L"TalvinorGlobal: CreateThread. \""));
     runner.WaitForFinish();
+}
+
+TEST_F(AsyncRunnerTest, WithoutAHandleToWaitOnNoThreadIsMade) {
+    COperation operation([&] { m_diary.Note("run"); });
+    CAsyncRunner runner;
+    Refusal([&] { runner.Start(nullptr); }); // a thread's first exception takes two handles of the runtime's
+    g_threads.clear();
+    const CImportHook noting(Self(), "CreateThread", &NotingCreateThread);
+    const DWORD before = HandlesInUse();
+    {
+        const CImportHook failing(Self(), "DuplicateHandle", &FailingDuplicateHandle);
+        EXPECT_THAT(Refusal([&] { runner.Start(&operation); }), StartsWith(L"TalvinorGlobal: DuplicateHandle. \""));
+    }
+    EXPECT_THAT(g_threads, IsEmpty());
+    EXPECT_EQ(HandlesInUse(), before);
+    EXPECT_EQ(CAsyncRunnerPeer::Started(runner), nullptr);
+    runner.Start(&operation);
+    AwaitEnd(runner);
+    EXPECT_EQ(g_threads.size(), 1u);
+    EXPECT_THAT(m_diary.Get(), ElementsAre("run"));
+}
+
+TEST_F(AsyncRunnerTest, EachRunLeavesTwoHandlesItsThreadAndItsFinishedEvent) {
+    COperation operation([&] { m_diary.Note("run"); });
+    CAsyncRunner runner;
+    g_threads.clear();
+    const CImportHook noting(Self(), "CreateThread", &NotingCreateThread);
+    const auto run = [&] {
+        runner.Start(&operation);
+        AwaitEnd(runner);
+    };
+    run();
+    const DWORD before = HandlesAfterTheWorkers();
+    constexpr DWORD Runs = 50;
+    for (DWORD i = 0; i < Runs; ++i)
+        run();
+    // A lock that two threads happen to meet at takes one more, which it keeps.
+    EXPECT_EQ((HandlesAfterTheWorkers() - before) / Runs, 2u);
+    EXPECT_EQ(m_diary.Get().size(), Runs + 1);
 }
 
 TEST_F(AsyncRunnerTest, AnOddEndOfTheWaitForTheWorkerIsLogged) {
