@@ -6,6 +6,7 @@
 #include "logging/TraceScope.h"
 
 #include <array>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -122,10 +123,9 @@ std::wstring CSecurityUtils::GetProcessOwnerSidAsWSTR(HANDLE process) {
 void CSecurityUtils::EnsureDesktop(CDesktopHandles& handles) {
     const CTraceScope trace(L"CSecurityUtils::EnsureDesktop");
     handles = {};
-    handles.savedStation = GetProcessWindowStation();
+    const std::lock_guard lock(m_stationLock);
     handles.savedDesktop = GetThreadDesktop(GetCurrentThreadId());
-    handles.openedStation = OpenWindowStationW(L"WinSta0", FALSE, MAXIMUM_ALLOWED);
-    if (!handles.openedStation || !SetProcessWindowStation(handles.openedStation))
+    if (!EnterStation(handles))
         return;
     handles.openedDesktop = OpenDesktopW(L"Default", 0, FALSE, MAXIMUM_ALLOWED);
     if (handles.openedDesktop)
@@ -134,14 +134,47 @@ void CSecurityUtils::EnsureDesktop(CDesktopHandles& handles) {
 
 void CSecurityUtils::RevertDesktop(CDesktopHandles& handles) {
     const CTraceScope trace(L"CSecurityUtils::RevertDesktop");
+    const std::lock_guard lock(m_stationLock);
     // A station or desktop in use cannot be closed, so the saved ones come back first.
-    if (handles.savedStation)
-        SetProcessWindowStation(handles.savedStation);
+    const HWINSTA unused = handles.openedStation ? LeaveStation() : nullptr;
     if (handles.savedDesktop)
-        SetThreadDesktop(handles.savedDesktop);
+        RestoreThreadDesktop(handles.savedDesktop);
     if (handles.openedDesktop)
         CloseDesktop(handles.openedDesktop);
-    if (handles.openedStation)
-        CloseWindowStation(handles.openedStation);
+    if (unused)
+        CloseWindowStation(unused);
     handles = {};
+}
+
+/// Whether the process is on the interactive station now. With a station opened, LeaveStation is due.
+bool CSecurityUtils::EnterStation(CDesktopHandles& handles) {
+    if (m_switches == 0) {
+        m_savedStation = GetProcessWindowStation();
+        m_openedStation = OpenWindowStationW(L"WinSta0", FALSE, MAXIMUM_ALLOWED);
+    }
+    handles.savedStation = m_savedStation;
+    handles.openedStation = m_openedStation;
+    if (!m_openedStation)
+        return false;
+    ++m_switches;
+    return GetProcessWindowStation() == m_openedStation || SetProcessWindowStation(m_openedStation);
+}
+
+/// The opened station when nobody needs it any longer.
+HWINSTA CSecurityUtils::LeaveStation() {
+    if (--m_switches > 0)
+        return nullptr;
+    if (m_savedStation)
+        SetProcessWindowStation(m_savedStation);
+    return std::exchange(m_openedStation, nullptr);
+}
+
+void CSecurityUtils::RestoreThreadDesktop(HDESK desktop) {
+    // A desktop is assigned only while the process is on its station, and others may need the interactive one still.
+    if (SetThreadDesktop(desktop) || m_switches == 0 || !m_savedStation)
+        return;
+    if (!SetProcessWindowStation(m_savedStation))
+        return;
+    SetThreadDesktop(desktop);
+    SetProcessWindowStation(m_openedStation);
 }

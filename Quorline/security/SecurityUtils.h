@@ -6,9 +6,11 @@
 
 #include <log4cxx/logger.h>
 
+#include <mutex>
 #include <string>
 
-/// What EnsureDesktop leaves for RevertDesktop. The saved handles are the process's own and are never closed.
+/// What EnsureDesktop leaves for RevertDesktop. The saved handles are the process's own and are never closed; the
+/// opened station is shared with whoever switched meanwhile.
 struct CDesktopHandles {
     HWINSTA savedStation = nullptr;
     HDESK savedDesktop = nullptr;
@@ -16,7 +18,7 @@ struct CDesktopHandles {
     HDESK openedDesktop = nullptr;
 };
 
-/// One for the whole process, without state: any thread may call.
+/// One for the whole process: any thread may call.
 class CSecurityUtils {
 public:
     static CSecurityUtils& Instance();
@@ -36,13 +38,23 @@ public:
     std::wstring GetProcessOwnerSidAsWSTR(HANDLE process);
 
     /// Switches the whole process to the interactive window station and the calling thread to its desktop, as far as
-    /// the system lets it. Call RevertDesktop with the same handles on the same thread soon after.
+    /// the system lets it. Call RevertDesktop with the same handles on the same thread soon after. Where several
+    /// threads are switched at once, the last one out gives the process its window station back.
     void EnsureDesktop(CDesktopHandles& handles);
     void RevertDesktop(CDesktopHandles& handles);
 
 private:
     CSecurityUtils() = default;
 
+    bool EnterStation(CDesktopHandles& handles);
+    HWINSTA LeaveStation();
+    void RestoreThreadDesktop(HDESK desktop);
+
     static log4cxx::LoggerPtr SDGetLogger();
     static void Log(log4cxx::LevelPtr level, std::wstring format, ...);
+
+    std::mutex m_stationLock; ///< guards what follows, and the process's window station
+    int m_switches = 0;
+    HWINSTA m_savedStation = nullptr;
+    HWINSTA m_openedStation = nullptr; ///< not null while there are switches
 };

@@ -43,13 +43,6 @@ CUniqueHandle OwnToken(DWORD access) {
     EXPECT_TRUE(OpenProcessToken(GetCurrentProcess(), access, token.Put()));
     return token;
 }
-
-std::wstring NameOf(HANDLE userObject) {
-    std::array<wchar_t, 256> name{};
-    DWORD size = 0;
-    GetUserObjectInformationW(userObject, UOI_NAME, name.data(), sizeof(name), &size);
-    return name.data();
-}
 } // namespace
 
 TEST(SecurityUtils, TheLocalSystemSidIsS_1_5_18) {
@@ -203,87 +196,6 @@ TEST(SecurityUtils, ATokenThatMustNotBeChangedCountsAsAFailure) {
     const CUniqueHandle token = OwnToken(TOKEN_QUERY);
     EXPECT_FALSE(Utils().SetPrivilege(token.Get(), SE_SHUTDOWN_NAME, TRUE));
     EXPECT_EQ((CTexts{L"ERROR Call to AdjustTokenPrivileges failed, error=5"}), log.Of(L"SecUtils.SecurityUtils"));
-}
-
-TEST(SecurityUtils, SwitchesToTheInteractiveDesktopAndBack) {
-    const HWINSTA stationBefore = GetProcessWindowStation();
-    // The thread is new: one that has windows must stay on its desktop.
-    OnNewThread([&] {
-        const HWINSTA station = CreateWindowStationW(L"QuorlineSecurityTest", 0, WINSTA_ALL_ACCESS, nullptr);
-        ASSERT_TRUE(station);
-        ASSERT_TRUE(SetProcessWindowStation(station));
-        const HDESK desktop = CreateDesktopW(L"QuorlineSecurityDesk", nullptr, nullptr, 0, GENERIC_ALL, nullptr);
-        ASSERT_TRUE(desktop);
-        const HDESK desktopBefore = GetThreadDesktop(GetCurrentThreadId());
-        ASSERT_TRUE(SetThreadDesktop(desktop));
-
-        CDesktopHandles handles;
-        Utils().EnsureDesktop(handles);
-        EXPECT_EQ(L"WinSta0", NameOf(GetProcessWindowStation()));
-        EXPECT_EQ(L"Default", NameOf(GetThreadDesktop(GetCurrentThreadId())));
-        EXPECT_EQ(station, handles.savedStation);
-        EXPECT_EQ(desktop, handles.savedDesktop);
-        const HWINSTA openedStation = handles.openedStation;
-        const HDESK openedDesktop = handles.openedDesktop;
-        EXPECT_EQ(openedStation, GetProcessWindowStation());
-        EXPECT_EQ(openedDesktop, GetThreadDesktop(GetCurrentThreadId()));
-
-        Utils().RevertDesktop(handles);
-        EXPECT_EQ(L"QuorlineSecurityTest", NameOf(GetProcessWindowStation()));
-        EXPECT_EQ(L"QuorlineSecurityDesk", NameOf(GetThreadDesktop(GetCurrentThreadId())));
-        EXPECT_EQ(L"", NameOf(openedStation));
-        EXPECT_EQ(L"", NameOf(openedDesktop));
-
-        EXPECT_TRUE(SetProcessWindowStation(stationBefore));
-        EXPECT_TRUE(SetThreadDesktop(desktopBefore));
-        EXPECT_TRUE(CloseDesktop(desktop));
-        EXPECT_TRUE(CloseWindowStation(station));
-    });
-    EXPECT_EQ(stationBefore, GetProcessWindowStation());
-}
-
-TEST(SecurityUtils, RevertingWithoutEnsuringChangesNothing) {
-    const CLogLines log;
-    const HWINSTA station = GetProcessWindowStation();
-    const HDESK desktop = GetThreadDesktop(GetCurrentThreadId());
-    CDesktopHandles handles;
-    Utils().RevertDesktop(handles);
-    EXPECT_EQ(station, GetProcessWindowStation());
-    EXPECT_EQ(desktop, GetThreadDesktop(GetCurrentThreadId()));
-    EXPECT_EQ(CTexts{}, log.Of(L"SecUtils.SecurityUtils"));
-}
-
-TEST(SecurityUtils, FailuresOfTheDesktopSwitchAreSilent) {
-    const CLogLines log;
-    CDesktopHandles handles;
-    {
-        const CImportHook failing(
-            Program(), "OpenWindowStationW", +[](LPCWSTR, WINBOOL, ACCESS_MASK) { return HWINSTA{}; });
-        Utils().EnsureDesktop(handles);
-        EXPECT_EQ(nullptr, handles.openedStation);
-        EXPECT_EQ(nullptr, handles.openedDesktop);
-        Utils().RevertDesktop(handles);
-    }
-    const std::size_t before = OpenHandles();
-    {
-        const CImportHook failing(
-            Program(), "SetProcessWindowStation", +[](HWINSTA) { return FALSE; });
-        Utils().EnsureDesktop(handles);
-        EXPECT_NE(nullptr, handles.openedStation);
-        EXPECT_EQ(nullptr, handles.openedDesktop);
-        Utils().RevertDesktop(handles);
-    }
-    {
-        const CImportHook failing(
-            Program(), "OpenDesktopW", +[](LPCWSTR, DWORD, WINBOOL, ACCESS_MASK) { return HDESK{}; });
-        Utils().EnsureDesktop(handles);
-        EXPECT_NE(nullptr, handles.openedStation);
-        EXPECT_EQ(nullptr, handles.openedDesktop);
-        Utils().RevertDesktop(handles);
-    }
-    EXPECT_EQ(before, OpenHandles());
-    EXPECT_EQ(CTexts{}, log.Of(L"SecUtils.SecurityUtils"));
-    EXPECT_EQ(CTexts{}, log.Of(L"TalvinorGlobal"));
 }
 
 TEST(SecurityUtils, AThousandCyclesLeaveNoHandleOpen) {
