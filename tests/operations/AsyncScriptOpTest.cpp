@@ -1,6 +1,7 @@
 #include "Support.h"
 
 #include "../scripts/Probe.h"
+#include "Common/UniqueHandle.h"
 #include "ScriptExecution/AsyncScriptOp.h"
 #include "logging/Exceptions.h"
 #include "logging/Logging.h"
@@ -33,6 +34,7 @@ public:
         return releaseResult;
     }
     bool HasError() { return m_runner.HasError(); }
+    const void* Lock() const { return m_lock.get(); }
 
     CComPtr<CProbe> probe = MakeProbe();
     std::vector<std::string> calls;
@@ -186,23 +188,42 @@ TEST_F(AsyncScriptOpTest, ASecondRunRunsTheListAgain) {
     EXPECT_THAT(m_op.probe->notes, ElementsAre(L"1", L"1"));
 }
 
+namespace {
+const void* g_lock = nullptr;
+DWORD g_holder = 0;
+HANDLE g_secondIsThere = nullptr;
+void WINAPI NotingEnter(LPCRITICAL_SECTION section) {
+    if (section == g_lock && GetCurrentThreadId() != g_holder)
+        SetEvent(g_secondIsThere);
+    static const auto system = reinterpret_cast<decltype(&EnterCriticalSection)>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "EnterCriticalSection")));
+    system(section);
+}
+} // namespace
+
 TEST_F(AsyncScriptOpTest, RunsOfOneOperationFollowEachOther) {
+    const CUniqueHandle secondIsThere(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    g_lock = m_op.Lock();
+    g_holder = GetCurrentThreadId();
+    g_secondIsThere = secondIsThere.Get();
+    const CImportHook hook(GetModuleHandleW(nullptr), "EnterCriticalSection", &NotingEnter);
     std::atomic<int> inside{0};
     std::atomic<int> most{0};
+    std::thread second;
+    // The first run goes on once the second waits for the lock, or is inside as well.
     m_op.onAdd = [&] {
         most = std::max<int>(most, ++inside);
-        SwitchToThread();
+        if (GetCurrentThreadId() != g_holder) {
+            SetEvent(secondIsThere.Get());
+            return;
+        }
+        second = std::thread([&] { m_op.Run(); });
+        EXPECT_EQ(WaitForSingleObject(secondIsThere.Get(), 60'000), DWORD{WAIT_OBJECT_0});
     };
     m_op.onRelease = [&] { --inside; };
-    m_op.addResult = S_FALSE;
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i)
-        threads.emplace_back([&] {
-            for (int k = 0; k < 50; ++k)
-                m_op.Run();
-        });
-    for (auto& thread : threads)
-        thread.join();
+    EXPECT_EQ(Run({}), S_OK);
+    second.join();
     EXPECT_EQ(most, 1);
     EXPECT_EQ(inside, 0);
+    EXPECT_THAT(m_op.calls, ElementsAre("add", "release", "add", "release"));
 }
