@@ -63,6 +63,18 @@ TEST_F(CommandTest, AnUnregisteredComponentIsNamedWithWhatToDo) {
     }
 }
 
+TEST_F(CommandTest, TheSessionServerWithoutItsProxiesIsNotRegistered) {
+    PutApps();
+    const std::wstring interfaceKey = L"Interface\\{C37DBD08-2F98-4AB1-A7C7-E02A4CEFA2E5}";
+    ASSERT_EQ(RegDeleteTreeW(HKEY_CLASSES_ROOT, interfaceKey.c_str()), ERROR_SUCCESS);
+    const CProgramResult result = Save();
+    Register(L"");
+    EXPECT_EQ(result.exitCode, 4u) << result.err;
+    EXPECT_THAT(result.err, HasSubstr("is not registered on this machine; run: regsvr32 QuorlineHost.dll"));
+    EXPECT_EQ(Lines(result.err), 1u) << result.err;
+    EXPECT_EQ(Save().exitCode, 0u);
+}
+
 TEST_F(CommandTest, WithNothingProtectedRunningTheMachineMayGo) {
     PutApps();
     const CProgramResult result = Save();
