@@ -88,7 +88,7 @@ protected:
 };
 
 TEST_F(ScriptSignerObject, VerifiesTextsAndFilesFromOutside) {
-    SetUpSigner();
+    ASSERT_NO_FATAL_FAILURE(SetUpSigner());
     const std::wstring good = SignWith(Authority().Publisher(), L"x = 1\r\n");
     EXPECT_EQ(VARIANT_TRUE, VerifyText(L".vbs", good));
     EXPECT_EQ(VARIANT_TRUE, VerifyText(L".VBS", L"\xFEFF" + good));
@@ -108,7 +108,7 @@ TEST_F(ScriptSignerObject, VerifiesTextsAndFilesFromOutside) {
 }
 
 TEST_F(ScriptSignerObject, VerifyTextIsTheThirdMethodAfterThoseOfIDispatch) {
-    SetUpSigner();
+    ASSERT_NO_FATAL_FAILURE(SetUpSigner());
     using VerifyTextMethod = HRESULT(STDMETHODCALLTYPE*)(IScriptSigner*, BSTR, BSTR, VARIANT_BOOL, VARIANT_BOOL*);
     const auto method = reinterpret_cast<VerifyTextMethod>((*reinterpret_cast<void***>(m_signer.p))[7 + 2]);
     const std::wstring good = SignWith(Authority().Publisher(), L"x = 1\r\n");
@@ -118,7 +118,7 @@ TEST_F(ScriptSignerObject, VerifyTextIsTheThirdMethodAfterThoseOfIDispatch) {
 }
 
 TEST_F(ScriptSignerObject, FailedCallsLeaveErrorInformation) {
-    SetUpSigner();
+    ASSERT_NO_FATAL_FAILURE(SetUpSigner());
     CComPtr<ISupportErrorInfo> support;
     ASSERT_EQ(S_OK, m_signer.QueryInterface(&support));
     EXPECT_EQ(S_OK, support->InterfaceSupportsErrorInfo(IID_IScriptSigner));
@@ -142,7 +142,7 @@ TEST_F(ScriptSignerObject, FailedCallsLeaveErrorInformation) {
 }
 
 TEST_F(ScriptSignerObject, SignsTextsAndFilesWithACertificateOfTheStoreItIsGiven) {
-    SetUpSigner();
+    ASSERT_NO_FATAL_FAILURE(SetUpSigner());
     const std::wstring storeName = L"QuorlineComTest" + std::to_wstring(GetCurrentProcessId());
     AddToStore(OpenSystemStore(CERT_SYSTEM_STORE_CURRENT_USER, storeName.c_str(), StoreAccess::Write).Get(),
                Authority().Publisher());
@@ -162,7 +162,7 @@ TEST_F(ScriptSignerObject, SignsTextsAndFilesWithACertificateOfTheStoreItIsGiven
 }
 
 TEST_F(ScriptSignerObject, IsReachedByNameThroughIDispatch) {
-    SetUpSigner();
+    ASSERT_NO_FATAL_FAILURE(SetUpSigner());
     CComPtr<IDispatch> dispatch;
     ASSERT_EQ(S_OK, m_signer.QueryInterface(&dispatch));
     DISPID id = 0;
@@ -197,7 +197,7 @@ TEST_F(ScriptSignerObject, IsReachedByNameThroughIDispatch) {
 }
 
 TEST_F(ScriptSignerObject, ServesEightApartmentsAtOnce) {
-    SetUpSigner();
+    ASSERT_NO_FATAL_FAILURE(SetUpSigner());
     const std::wstring good = SignWith(Authority().Publisher(), L"x = 1\r\n");
     LONG accepted = 0;
     std::vector<std::thread> threads;
