@@ -1,5 +1,6 @@
 #include "EnumeratorSupport.h"
 #include "ImportHook.h"
+#include "ProcessUse.h"
 #include "RunningApp.h"
 #include "SecurityTestSupport.h"
 
@@ -70,12 +71,12 @@ TEST(EnumeratorFailure, AProcessWithoutAReadablePathIsLeftOut) {
     const CRunningApp app({{true, L"QlPathless", L"Pathless"}});
     const CImportHook failing(
         Program(), "K32GetModuleFileNameExW", +[](HANDLE, HMODULE, LPWSTR, DWORD) -> DWORD { return 0; });
-    const std::size_t before = OpenHandles();
+    const DWORD before = HandlesInUse();
     CRecorder recorder;
     Enumerate(recorder);
     EXPECT_TRUE(recorder.processes.empty());
     EXPECT_EQ(1U, recorder.WindowsOf(app.Id()).size());
-    EXPECT_EQ(before, OpenHandles());
+    EXPECT_EQ(before, HandlesInUse());
 }
 
 TEST(EnumeratorFailure, AWindowWhoseTitleCannotBeReadIsLeftOut) {

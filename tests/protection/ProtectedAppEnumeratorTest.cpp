@@ -1,4 +1,5 @@
 #include "EnumeratorSupport.h"
+#include "ProcessUse.h"
 #include "RunningApp.h"
 #include "SecurityTestSupport.h"
 
@@ -182,8 +183,8 @@ TEST(ProtectedAppEnumerator, RepeatedSearchesLeaveNoHandleOpen) {
     const CRunningApp app({{true, L"QlLeak", L"Leak"}});
     CRecorder recorder;
     Enumerate(recorder, 0);
-    const std::size_t before = OpenHandles();
+    const DWORD before = HandlesInUse();
     for (int count = 0; count < 50; ++count)
         Enumerate(recorder, count % 2);
-    EXPECT_EQ(before, OpenHandles());
+    EXPECT_EQ(before, HandlesInUse());
 }

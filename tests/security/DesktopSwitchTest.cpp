@@ -6,6 +6,7 @@
 
 #include "ImportHook.h"
 #include "LogLines.h"
+#include "ProcessUse.h"
 #include "SecurityTestSupport.h"
 
 #include <gtest/gtest.h>
@@ -213,9 +214,9 @@ TEST(DesktopSwitch, ManyThreadsThatSwitchAtOnceLeaveTheProcessWhereItWas) {
                 ready.arrive_and_wait();
             });
         ready.arrive_and_wait();
-        const std::size_t before = OpenHandles();
+        const DWORD before = HandlesInUse();
         ready.arrive_and_wait();
-        const std::size_t after = OpenHandles();
+        const DWORD after = HandlesInUse();
         ready.arrive_and_wait();
         for (std::thread& thread : threads)
             thread.join();
@@ -247,7 +248,7 @@ TEST(DesktopSwitch, FailuresOfTheDesktopSwitchAreSilent) {
         EXPECT_EQ(nullptr, handles.openedDesktop);
         Utils().RevertDesktop(handles);
     }
-    const std::size_t before = OpenHandles();
+    const DWORD before = HandlesInUse();
     {
         const CImportHook failing(
             Program(), "SetProcessWindowStation", +[](HWINSTA) { return FALSE; });
@@ -264,7 +265,7 @@ TEST(DesktopSwitch, FailuresOfTheDesktopSwitchAreSilent) {
         EXPECT_EQ(nullptr, handles.openedDesktop);
         Utils().RevertDesktop(handles);
     }
-    EXPECT_EQ(before, OpenHandles());
+    EXPECT_EQ(before, HandlesInUse());
     EXPECT_EQ(CTexts{}, log.Of(L"SecUtils.SecurityUtils"));
     EXPECT_EQ(CTexts{}, log.Of(L"TalvinorGlobal"));
 }

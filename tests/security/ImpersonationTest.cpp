@@ -5,6 +5,7 @@
 
 #include "ImportHook.h"
 #include "LogLines.h"
+#include "ProcessUse.h"
 #include "SecurityTestSupport.h"
 
 #include <gtest/gtest.h>
@@ -92,13 +93,13 @@ TEST(Impersonation, AProcessOutOfReachIsRefusedAndTheNextOneWorks) {
 }
 
 TEST(Impersonation, ARefusedTokenIsClosed) {
-    const std::size_t before = OpenHandles();
+    const DWORD before = HandlesInUse();
     {
         const CImportHook failing(
             Program(), "ImpersonateLoggedOnUser", +[](HANDLE) { return FALSE; });
         EXPECT_FALSE(Impersonation().ImpersonateProcessOwner(GetCurrentProcess()));
     }
-    EXPECT_EQ(before, OpenHandles());
+    EXPECT_EQ(before, HandlesInUse());
     EXPECT_FALSE(IsThreadImpersonating());
 }
 
@@ -167,10 +168,10 @@ TEST(Impersonation, ManyThreadsOneAfterTheOtherEachStartUnimpersonated) {
 
 TEST(Impersonation, AThousandCyclesLeaveNoHandleOpen) {
     { const CImpersonator once(GetCurrentProcess(), true); }
-    const std::size_t before = OpenHandles();
+    const DWORD before = HandlesInUse();
     for (int count = 0; count < 1000; ++count)
         const CImpersonator impersonator(GetCurrentProcess(), true);
-    EXPECT_EQ(before, OpenHandles());
+    EXPECT_EQ(before, HandlesInUse());
 }
 
 TEST(Impersonator, KnowsTheOwnerAndReturnsAtItsEnd) {

@@ -4,6 +4,7 @@
 
 #include "ImportHook.h"
 #include "LogLines.h"
+#include "ProcessUse.h"
 #include "SecurityTestSupport.h"
 
 #include <gtest/gtest.h>
@@ -206,10 +207,10 @@ TEST(SecurityUtils, AThousandCyclesLeaveNoHandleOpen) {
         Utils().GetProcessOwnerSidAsWSTR(GetCurrentProcess());
     };
     cycle();
-    const std::size_t before = OpenHandles();
+    const DWORD before = HandlesInUse();
     for (int count = 0; count < 1000; ++count)
         cycle();
-    EXPECT_EQ(before, OpenHandles());
+    EXPECT_EQ(before, HandlesInUse());
 }
 
 TEST(SecurityUtils, EveryOperationIsTracedUnderItsName) {

@@ -7,7 +7,6 @@
 #include <windows.h>
 #include <sddl.h>
 
-#include <cstdint>
 #include <memory>
 #include <string>
 #include <thread>
@@ -60,17 +59,6 @@ inline bool IsThreadImpersonating() {
 /// Whose system calls the tests let fail.
 inline HMODULE Program() {
     return GetModuleHandleW(nullptr);
-}
-
-/// How many handles this process has open.
-inline std::size_t OpenHandles() {
-    std::size_t open = 0;
-    for (std::uintptr_t value = 4; value < 0x10000; value += 4) {
-        DWORD flags = 0;
-        if (GetHandleInformation(reinterpret_cast<HANDLE>(value), &flags))
-            ++open;
-    }
-    return open;
 }
 
 template <class Function> void OnNewThread(Function function) {
