@@ -14,8 +14,9 @@ export WINEPREFIX
 export HOME=$WINEPREFIX-home
 export WINEARCH=win64 LANG=C.UTF-8 LC_ALL=C.UTF-8
 export WINEDEBUG=${WINEDEBUG:--all}
-# No offers to download a .NET runtime or a browser engine, no entries for the desktop's menus.
-export WINEDLLOVERRIDES="mscoree,mshtml=;winemenubuilder.exe=d${WINEDLLOVERRIDES:+;$WINEDLLOVERRIDES}"
+# No offers to download a .NET runtime or a browser engine, no entries for the desktop's menus, and no debugger for a
+# program that crashes: it would keep the program, and whoever waits for it, until somebody comes to look.
+export WINEDLLOVERRIDES="mscoree,mshtml=;winemenubuilder.exe,winedbg.exe=d${WINEDLLOVERRIDES:+;$WINEDLLOVERRIDES}"
 
 wine_server() { "$(command -v wineserver || echo /usr/lib/wine/wineserver64)" "$@"; }
 

@@ -3,6 +3,7 @@
 #include "WriterFixture.h"
 
 #include "ImportHook.h"
+#include "StartProcess.h"
 
 #include <random>
 #include <set>
@@ -243,12 +244,11 @@ void WriteNumbered(const std::wstring& path, CInternalDocumentStore& store) {
 
 class CProcess {
 public:
-    explicit CProcess(std::wstring command) {
+    explicit CProcess(const std::wstring& command) {
         STARTUPINFOW startup{};
-        startup.cb = sizeof(startup);
         startup.dwFlags = STARTF_USESTDHANDLES; // none: what it prints says nothing
         PROCESS_INFORMATION started{};
-        if (!CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &started))
+        if (!StartProcess(nullptr, command, nullptr, false, startup, started))
             throw std::runtime_error("the writing process does not start");
         m_process.Reset(started.hProcess);
         const CUniqueHandle thread(started.hThread);

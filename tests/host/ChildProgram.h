@@ -3,6 +3,7 @@
 // Runs a program to its end and keeps what it printed.
 
 #include "Common/UniqueHandle.h"
+#include "StartProcess.h"
 #include "TempFolder.h"
 
 #include <windows.h>
@@ -35,7 +36,7 @@ inline std::string ReadBytes(const std::wstring& path) {
 class CProgram {
 public:
     /// Throws std::runtime_error when the program does not start.
-    explicit CProgram(std::wstring commandLine) {
+    explicit CProgram(const std::wstring& commandLine) {
         SECURITY_ATTRIBUTES inherited{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
         const auto open = [&](const wchar_t* name) {
             return CUniqueHandle(CreateFileW((m_folder.Path() + name).c_str(), GENERIC_WRITE,
@@ -45,11 +46,12 @@ public:
         const CUniqueHandle out = open(L"\\out");
         const CUniqueHandle err = open(L"\\err");
         STARTUPINFOW startup{};
-        startup.cb = sizeof(startup);
         startup.dwFlags = STARTF_USESTDHANDLES;
         startup.hStdOutput = out.Get();
         startup.hStdError = err.Get();
-        PROCESS_INFORMATION started = StartProcess(commandLine, startup);
+        PROCESS_INFORMATION started{};
+        if (!StartProcess(nullptr, commandLine, nullptr, true, startup, started))
+            throw std::runtime_error("a program could not be started, error " + std::to_string(GetLastError()));
         m_process.Reset(started.hProcess);
         CloseHandle(started.hThread);
     }
@@ -84,17 +86,6 @@ public:
     std::string Printed() const { return ReadBytes(m_folder.Path() + L"\\out"); }
 
 private:
-    /// On a busy machine the system now and then fails to start a program with an internal error and does so next time.
-    static PROCESS_INFORMATION StartProcess(std::wstring& commandLine, STARTUPINFOW& startup) {
-        PROCESS_INFORMATION started{};
-        for (int attempt = 1; !CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
-                                              &startup, &started);
-             ++attempt)
-            if (const DWORD error = GetLastError(); error != ERROR_INTERNAL_ERROR || attempt == 20)
-                throw std::runtime_error("a program could not be started, error " + std::to_string(error));
-        return started;
-    }
-
     const CTempFolder m_folder;
     CUniqueHandle m_process;
 };

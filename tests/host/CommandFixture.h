@@ -88,11 +88,8 @@ protected:
     }
 
     void StartNotepad() {
-        STARTUPINFOW startup{};
-        startup.cb = sizeof(startup);
         PROCESS_INFORMATION started{};
-        wchar_t command[] = L"notepad.exe";
-        ASSERT_TRUE(CreateProcessW(nullptr, command, nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &started));
+        ASSERT_TRUE(StartProcess(L"notepad.exe", started));
         m_notepad.Reset(started.hProcess);
         m_processId = started.dwProcessId;
         const CUniqueHandle thread(started.hThread);

@@ -4,6 +4,7 @@
 #include "LogLines.h"
 #include "ProcessUse.h"
 #include "ScriptExecution/AsyncRunner.h"
+#include "StartProcess.h"
 #include "TempFolder.h"
 #include "logging/Exceptions.h"
 
@@ -471,13 +472,10 @@ TEST_F(AsyncRunnerTest, AnExceptionOutOfAnOperationEndsTheProcessWithoutTellingL
     SetEnvironmentVariableW(ReportVariable, report.c_str());
     wchar_t program[MAX_PATH];
     GetModuleFileNameW(nullptr, program, MAX_PATH);
-    std::wstring command =
-        L"\"" + std::wstring(program) + L"\" --gtest_also_run_disabled_tests --gtest_filter=AsyncRunnerChild.*";
-    STARTUPINFOW startup{};
-    startup.cb = sizeof(startup);
     PROCESS_INFORMATION started{};
-    ASSERT_TRUE(
-        CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &started));
+    ASSERT_TRUE(StartProcess(L"\"" + std::wstring(program) +
+                                 L"\" --gtest_also_run_disabled_tests --gtest_filter=AsyncRunnerChild.*",
+                             started));
     const CUniqueHandle process(started.hProcess);
     const CUniqueHandle thread(started.hThread);
     const DWORD waited = WaitForSingleObject(process.Get(), Bound);

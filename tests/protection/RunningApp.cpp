@@ -1,5 +1,7 @@
 #include "RunningApp.h"
 
+#include "StartProcess.h"
+
 #include <array>
 #include <atomic>
 #include <stdexcept>
@@ -35,10 +37,8 @@ CRunningApp::CRunningApp(const std::vector<CAppWindow>& windows, const CRunningA
             (window.visible ? L" visible \"" : L" hidden \"") + window.className + L"\" \"" + window.title + L"\"";
 
     STARTUPINFOW startup{};
-    startup.cb = sizeof(startup);
     PROCESS_INFORMATION process{};
-    if (!CreateProcessW(program.c_str(), command.data(), options.attributes, nullptr, FALSE, 0, nullptr, nullptr,
-                        &startup, &process))
+    if (!StartProcess(program.c_str(), command, options.attributes, false, startup, process))
         throw SystemError("CreateProcess");
     const CUniqueHandle thread(process.hThread);
     m_process.Reset(process.hProcess);

@@ -3,6 +3,7 @@
 // The real registration of the library, through the system's own program, and what it leaves in the registry.
 
 #include "Common/UniqueHandle.h"
+#include "StartProcess.h"
 
 #include <windows.h>
 
@@ -23,11 +24,8 @@ inline std::wstring LibraryPath() {
 
 /// Runs the system's registration program; its exit code.
 inline DWORD RegSvr32(const std::wstring& arguments) {
-    std::wstring command = L"regsvr32.exe /s " + arguments + L" \"" + LibraryPath() + L"\"";
-    STARTUPINFOW startup{};
-    startup.cb = sizeof startup;
     PROCESS_INFORMATION process{};
-    if (!CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process))
+    if (!StartProcess(L"regsvr32.exe /s " + arguments + L" \"" + LibraryPath() + L"\"", process))
         throw std::runtime_error("regsvr32 does not start");
     const CUniqueHandle thread(process.hThread);
     const CUniqueHandle handle(process.hProcess);

@@ -2,6 +2,7 @@
 
 #include "SignatureBlock.h"
 #include "SignerErrors.h"
+#include "StartProcess.h"
 
 #include <cstdio>
 #include <stdexcept>
@@ -42,11 +43,9 @@ CUniqueCertificate RootOfChild() {
 DWORD RunMyself() {
     wchar_t program[MAX_PATH];
     GetModuleFileNameW(nullptr, program, MAX_PATH);
-    std::wstring commandLine = GetCommandLineW();
     STARTUPINFOW startup{};
-    startup.cb = sizeof startup;
     PROCESS_INFORMATION process{};
-    if (!CreateProcessW(program, commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &process))
+    if (!StartProcess(program, GetCommandLineW(), nullptr, true, startup, process))
         return EXIT_FAILURE;
     const CUniqueHandle thread(process.hThread);
     const CUniqueHandle child(process.hProcess);
