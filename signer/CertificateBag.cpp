@@ -1,6 +1,7 @@
 #include "CertificateBag.h"
 
 #include "CertificateStore.h"
+#include "CertificateSyntax.h"
 #include "SignerErrors.h"
 
 namespace {
@@ -20,6 +21,7 @@ CCertificateBag::CCertificateBag(const std::vector<CBytesView>& certificates)
     if (certificates.size() > MostCertificates)
         throw CRefusal(L"there are too many certificates in the signature block");
     for (const CBytesView bytes : certificates) {
+        RequireWellFormedCertificate(bytes);
         CEntry entry{CUniqueCertificate(CertCreateCertificateContext(X509_ASN_ENCODING, bytes.data(),
                                                                      static_cast<DWORD>(bytes.size()))),
                      ParseCertificate(bytes)};

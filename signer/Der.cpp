@@ -8,17 +8,13 @@
 
 namespace {
 
-[[noreturn]] void Malformed() {
-    throw CRefusal(L"the signature block does not hold a well-formed signature");
-}
-
 int ReadDigits(std::string_view& text, std::size_t count) {
     int value = 0;
     if (text.size() < count)
-        Malformed();
+        RefuseMalformed();
     for (const char digit : text.substr(0, count)) {
         if (digit < '0' || digit > '9')
-            Malformed();
+            RefuseMalformed();
         value = value * 10 + (digit - '0');
     }
     text.remove_prefix(count);
@@ -35,25 +31,29 @@ bool SameBytes(CBytesView left, CBytesView right) noexcept {
     return std::ranges::equal(left, right);
 }
 
+void RefuseMalformed() {
+    throw CRefusal(L"the signature block does not hold a well-formed signature");
+}
+
 CDerElement CDerReader::ReadAny() {
     if (m_rest.size() < 2 || (m_rest[0] & 0x1F) == 0x1F)
-        Malformed();
+        RefuseMalformed();
     std::size_t header = 2;
     std::size_t length = m_rest[1];
     if (length >= 0x80) {
         const std::size_t count = length & 0x7F;
         if (count == 0 || count > 4 || m_rest.size() < 2 + count)
-            Malformed();
+            RefuseMalformed();
         length = 0;
         for (std::size_t i = 0; i < count; ++i)
             length = length << 8 | m_rest[2 + i];
         header += count;
         // Longer than it must be is another spelling of the same.
         if (length < 0x80 || m_rest[2] == 0)
-            Malformed();
+            RefuseMalformed();
     }
     if (length > m_rest.size() - header)
-        Malformed();
+        RefuseMalformed();
     const CDerElement element{m_rest[0], m_rest.subspan(header, length), m_rest.first(header + length)};
     m_rest = m_rest.subspan(header + length);
     return element;
@@ -61,27 +61,27 @@ CDerElement CDerReader::ReadAny() {
 
 CDerElement CDerReader::Read(BYTE tag) {
     if (!NextIs(tag))
-        Malformed();
+        RefuseMalformed();
     return ReadAny();
 }
 
 void CDerReader::RequireEnd() const {
     if (!AtEnd())
-        Malformed();
+        RefuseMalformed();
 }
 
 std::string CDerReader::ReadOid() {
     const CBytesView bytes = Read(DerTag::Oid).content;
     if (bytes.empty() || (bytes.back() & 0x80) != 0)
-        Malformed();
+        RefuseMalformed();
     std::string dotted;
     for (std::size_t i = 0; i < bytes.size();) {
         if (bytes[i] == 0x80)
-            Malformed();
+            RefuseMalformed();
         unsigned long long arc = 0;
         do {
             if (arc >> 56 != 0)
-                Malformed();
+                RefuseMalformed();
             arc = arc << 7 | (bytes[i] & 0x7F);
         } while ((bytes[i++] & 0x80) != 0);
         if (dotted.empty()) {
@@ -96,7 +96,7 @@ std::string CDerReader::ReadOid() {
 int CDerReader::ReadSmallInteger() {
     const CBytesView bytes = Read(DerTag::Integer).content;
     if (bytes.size() != 1 || bytes[0] >= 0x80)
-        Malformed();
+        RefuseMalformed();
     return bytes[0];
 }
 
@@ -111,7 +111,7 @@ FILETIME CDerReader::ReadTime() {
     } else if (element.tag == DerTag::GeneralizedTime)
         year = ReadDigits(text, 4);
     else
-        Malformed();
+        RefuseMalformed();
     parts.wYear = static_cast<WORD>(year);
     for (WORD* part : {&parts.wMonth, &parts.wDay, &parts.wHour, &parts.wMinute, &parts.wSecond})
         *part = static_cast<WORD>(ReadDigits(text, 2));
@@ -123,7 +123,7 @@ FILETIME CDerReader::ReadTime() {
     }
     FILETIME time{};
     if (text != "Z" || !SystemTimeToFileTime(&parts, &time))
-        Malformed();
+        RefuseMalformed();
     return time;
 }
 
@@ -131,7 +131,7 @@ std::string CDerReader::ReadAlgorithm() {
     CDerReader fields = Enter(DerTag::Sequence);
     std::string oid = fields.ReadOid();
     if (!fields.AtEnd() && !fields.Read(DerTag::Null).content.empty())
-        Malformed();
+        RefuseMalformed();
     fields.RequireEnd();
     return oid;
 }

@@ -20,6 +20,9 @@ using CBytesView = std::span<const BYTE>;
 
 bool SameBytes(CBytesView left, CBytesView right) noexcept;
 
+/// Throws the CRefusal for bytes that are no such encoding.
+[[noreturn]] void RefuseMalformed();
+
 namespace DerTag {
 inline constexpr BYTE Boolean = 0x01;
 inline constexpr BYTE Integer = 0x02;
@@ -27,13 +30,27 @@ inline constexpr BYTE BitString = 0x03;
 inline constexpr BYTE Octets = 0x04;
 inline constexpr BYTE Null = 0x05;
 inline constexpr BYTE Oid = 0x06;
+inline constexpr BYTE Enumerated = 0x0A;
+inline constexpr BYTE Utf8String = 0x0C;
+inline constexpr BYTE NumericString = 0x12;
+inline constexpr BYTE PrintableString = 0x13;
+inline constexpr BYTE TeletexString = 0x14;
+inline constexpr BYTE Ia5String = 0x16;
 inline constexpr BYTE UtcTime = 0x17;
 inline constexpr BYTE GeneralizedTime = 0x18;
+inline constexpr BYTE VisibleString = 0x1A;
+inline constexpr BYTE GeneralString = 0x1B;
+inline constexpr BYTE UniversalString = 0x1C;
+inline constexpr BYTE BmpString = 0x1E;
 inline constexpr BYTE Sequence = 0x30;
 inline constexpr BYTE Set = 0x31;
 /// A constructed element with a tag of its context.
 constexpr BYTE Context(int number) noexcept {
     return static_cast<BYTE>(0xA0 + number);
+}
+/// The same with a value of its own in it.
+constexpr BYTE ContextValue(int number) noexcept {
+    return static_cast<BYTE>(0x80 + number);
 }
 } // namespace DerTag
 
@@ -51,6 +68,7 @@ public:
 
     bool AtEnd() const noexcept { return m_rest.empty(); }
     bool NextIs(BYTE tag) const noexcept { return !m_rest.empty() && m_rest[0] == tag; }
+    CBytesView Rest() const noexcept { return m_rest; }
 
     CDerElement ReadAny();
     CDerElement Read(BYTE tag);

@@ -1,6 +1,7 @@
 #include "SignedDataEditor.h"
 
 #include "CertificateStore.h"
+#include "SigningKey.h"
 
 namespace {
 
@@ -41,8 +42,12 @@ CBytes CSignedDataParts::Join() const {
 }
 
 void CSignedDataParts::AddCertificate(PCCERT_CONTEXT certificate) {
+    AddCertificate(Copy(EncodedBytes(certificate)));
+}
+
+void CSignedDataParts::AddCertificate(const CBytes& encoded) {
     std::vector<CBytes> elements = ElementsOf(certificates);
-    elements.push_back(Copy(EncodedBytes(certificate)));
+    elements.push_back(encoded);
     certificates = DerSetOf(std::move(elements), DerTag::Context(0));
 }
 
@@ -55,4 +60,34 @@ void CSignedDataParts::AddAttribute(const char* oid, const CBytes& value) {
 CBytes CSignedDataParts::SignatureOctets() const {
     CDerReader reader(signature);
     return Copy(reader.ReadAny().content);
+}
+
+CCertificateParts::CCertificateParts(CBytesView bytes) {
+    CDerReader outer(bytes);
+    CDerReader fields = outer.Enter(DerTag::Sequence).Enter(DerTag::Sequence);
+    for (CBytes* const part : {&version, &serial, &algorithm, &issuer, &validity, &subject, &key})
+        *part = Copy(fields.ReadAny().whole);
+    for (CDerReader list = fields.Enter(DerTag::Context(3)).Enter(DerTag::Sequence); !list.AtEnd();)
+        extensions.push_back(Copy(list.ReadAny().whole));
+}
+
+CBytes CCertificateParts::Join(const CSigningKey& issuerKey) const {
+    CBytes list;
+    for (const CBytes& extension : extensions)
+        list.insert(list.end(), extension.begin(), extension.end());
+    const CBytes tagged = extensions.empty() ? CBytes() : DerElement(DerTag::Context(3), {DerSequence({list})});
+    const CBytes fields = DerSequence({version, serial, algorithm, issuer, validity, subject, key, tagged});
+    return DerSequence({fields, algorithm, DerBitString(issuerKey.Sign(Sha256, fields))});
+}
+
+void CCertificateParts::AddExtension(const char* oid, const CBytes& value) {
+    extensions.push_back(DerSequence({DerOid(oid), DerOctets(value)}));
+}
+
+void CCertificateParts::ReplaceExtension(const char* oid, const CBytes& value) {
+    std::erase_if(extensions, [oid](const CBytes& extension) {
+        CDerReader reader(extension);
+        return SameBytes(reader.Enter(DerTag::Sequence).ReadAny().whole, DerOid(oid));
+    });
+    AddExtension(oid, value);
 }

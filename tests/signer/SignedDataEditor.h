@@ -17,8 +17,23 @@ struct CSignedDataParts {
     CBytes Join() const;
 
     void AddCertificate(PCCERT_CONTEXT certificate);
+    void AddCertificate(const CBytes& encoded);
     /// As an attribute that no signature covers.
     void AddAttribute(const char* oid, const CBytes& value);
     /// The octets of the signature.
     CBytes SignatureOctets() const;
+};
+
+/// Puts a certificate together anew from its fields, as a forger may spell them.
+struct CCertificateParts {
+    CBytes version, serial, algorithm, issuer, validity, subject, key;
+    /// Whole elements; none leaves the field out.
+    std::vector<CBytes> extensions;
+
+    explicit CCertificateParts(CBytesView bytes);
+    /// Signed with this key, whoever the issuer is.
+    CBytes Join(const class CSigningKey& issuerKey) const;
+    void AddExtension(const char* oid, const CBytes& value);
+    /// The same, in place of one that is there.
+    void ReplaceExtension(const char* oid, const CBytes& value);
 };

@@ -69,6 +69,9 @@ int CTestAuthority::RunChild() {
     const DWORD self = GetCurrentProcessId();
     DWORD code = EXIT_FAILURE;
     try {
+        // A run that was ended may have left keys under this number.
+        for (const wchar_t* const part : {L"root", L"publisher"})
+            DeleteRsaKey(KeyName(part, self));
         // A key is on record for others only when its provider has been let go.
         CreateRsaKey(KeyName(L"publisher", self));
         const CUniqueCertificate root =
