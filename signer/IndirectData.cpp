@@ -1,5 +1,6 @@
 #include "IndirectData.h"
 
+#include "DerSyntax.h"
 #include "SignerErrors.h"
 
 #include <wincrypt.h>
@@ -12,11 +13,39 @@ constexpr std::string_view SipInfoOid = "1.3.6.1.4.1.311.2.1.30";
 constexpr GUID VBScriptSubject = {0x1629F04E, 0x2799, 0x4DB5, {0x8F, 0xE5, 0xAC, 0xE1, 0x0F, 0x17, 0xEB, 0xAB}};
 constexpr GUID JScriptSubject = {0x06C9E010, 0x38CE, 0x11D4, {0xA2, 0xA3, 0x00, 0x10, 0x4B, 0xD3, 0x50, 0x90}};
 
+/// As it stands in memory, which is how it is written.
+CBytesView PackageOf(ScriptKind kind) {
+    const GUID& package = kind == ScriptKind::VBScript ? VBScriptSubject : JScriptSubject;
+    return {reinterpret_cast<const BYTE*>(&package), sizeof package};
+}
+
 CBytes FormatSubject(ScriptKind kind) {
-    const GUID& subject = kind == ScriptKind::VBScript ? VBScriptSubject : JScriptSubject;
     const CBytes zero = DerInteger(0);
-    return DerSequence({DerInteger(1), DerOctets(CBytesView(reinterpret_cast<const BYTE*>(&subject), sizeof subject)),
-                        zero, zero, zero, zero, zero});
+    return DerSequence({DerInteger(1), DerOctets(PackageOf(kind)), zero, zero, zero, zero, zero});
+}
+
+/// The package that a subject names; empty when it names none.
+CBytesView ReadSubject(CDerReader subject) {
+    constexpr int reserved = 5;
+    if (subject.ReadOid() != SipInfoOid)
+        return {};
+    CDerReader fields = subject.Enter(DerTag::Sequence);
+    subject.RequireEnd();
+    // Each tool writes a version of its own.
+    ReadChecked(fields, DerTag::Integer);
+    const CBytesView package = fields.Read(DerTag::Octets).content;
+    for (int i = 0; i < reserved; ++i)
+        ReadChecked(fields, DerTag::Integer);
+    fields.RequireEnd();
+    return package;
+}
+
+void RequirePackage(ScriptKind kind, CBytesView package) {
+    const ScriptKind other = kind == ScriptKind::VBScript ? ScriptKind::JScript : ScriptKind::VBScript;
+    if (SameBytes(package, PackageOf(other)))
+        throw CRefusal(L"the signature was made for a script in the other language");
+    if (!SameBytes(package, PackageOf(kind)))
+        throw CRefusal(L"the signature was made for something else than a script");
 }
 
 } // namespace
@@ -32,13 +61,11 @@ CBytes FormatIndirectData(ScriptKind kind, const CIndirectData& data) {
                         DerSequence({DerAlgorithm(data.algorithm->oid), DerOctets(data.digest)})});
 }
 
-CIndirectData ParseIndirectData(CBytesView bytes) {
+CIndirectData ParseIndirectData(ScriptKind kind, CBytesView bytes) {
     CDerReader outer(bytes);
     CDerReader fields = outer.Enter(DerTag::Sequence);
     outer.RequireEnd();
-    // What kind of thing was signed is the signer's word for it; the digest alone decides.
-    CDerReader subject = fields.Enter(DerTag::Sequence);
-    subject.ReadOid();
+    RequirePackage(kind, ReadSubject(fields.Enter(DerTag::Sequence)));
     CDerReader digestInfo = fields.Enter(DerTag::Sequence);
     fields.RequireEnd();
     const CDigestAlgorithm* const algorithm = FindDigest(digestInfo.ReadAlgorithm());

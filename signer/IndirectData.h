@@ -1,7 +1,7 @@
 #pragma once
 
-// The content that a script's signature covers: which digest the script's text has. The digest is over the text without
-// its block and without a byte-order mark, as UTF-16LE.
+// The content that a script's signature covers: which language the script is in, and which digest its text has. The
+// digest is over the text without its block and without a byte-order mark, as UTF-16LE.
 
 #include "Digest.h"
 #include "ScriptText.h"
@@ -16,5 +16,6 @@ CBytes ComputeScriptDigest(const CDigestAlgorithm& algorithm, std::wstring_view 
 /// The whole SEQUENCE.
 CBytes FormatIndirectData(ScriptKind kind, const CIndirectData& data);
 
-/// Throws CRefusal.
-CIndirectData ParseIndirectData(CBytesView bytes);
+/// Throws CRefusal, also when the content names another kind of script: a text that is harmless in one language may be
+/// anything in the other.
+CIndirectData ParseIndirectData(ScriptKind kind, CBytesView bytes);

@@ -67,7 +67,7 @@ void CScriptVerifier::Check(ScriptKind kind, std::wstring_view text, CVerificati
     const PCCERT_CONTEXT publisher = certificates.FindSigner(data.signer);
     verification.subject = SubjectOf(publisher);
 
-    const CIndirectData content = ParseIndirectData(data.content);
+    const CIndirectData content = ParseIndirectData(kind, data.content);
     if ((content.algorithm->weak || data.signer.digest->weak) && !m_policy.acceptSha1)
         throw CRefusal(L"the signature is made with SHA-1, which this machine does not accept");
     RequireSignature(data.signer, publisher, IndirectDataOid, ComputeDigest(*data.signer.digest, data.covered));

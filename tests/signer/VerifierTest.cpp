@@ -48,6 +48,21 @@ TEST(ScriptVerifier, AcceptsAScriptOfATrustedPublisher) {
     }
 }
 
+TEST(ScriptVerifier, ASignatureForOneLanguageDoesNotHoldInTheOther) {
+    // Harmless in one language, anything in the other.
+    const std::wstring text = L"rem = 1 /*\r\n' */\r\n";
+    const std::wstring refused = L"the signature was made for a script in the other language";
+    const CBytes visualBasic = SignatureOf(SignWith(Authority().Publisher(), text, ScriptKind::VBScript));
+    const CBytes javaScript =
+        SignatureOf(SignWith(Authority().Publisher(), text, ScriptKind::JScript), ScriptKind::JScript);
+    EXPECT_EQ(refused,
+              ReasonAgainst(text + FormatSignatureBlock(ScriptKind::JScript, visualBasic), ScriptKind::JScript));
+    EXPECT_EQ(refused, ReasonAgainst(text + FormatSignatureBlock(ScriptKind::VBScript, javaScript)));
+    EXPECT_EQ(L"accepted", ReasonAgainst(text + FormatSignatureBlock(ScriptKind::VBScript, visualBasic)));
+    EXPECT_EQ(L"accepted",
+              ReasonAgainst(text + FormatSignatureBlock(ScriptKind::JScript, javaScript), ScriptKind::JScript));
+}
+
 TEST(ScriptVerifier, AcceptsEmptyScriptsAndEveryLineBreak) {
     for (const std::wstring text : {L"", L"x", L"x\n", L"x\ny\n", L"x\r\ny", L"x\r", L"\xFEFFx\n", L"\xFEFF"})
         EXPECT_EQ(L"accepted", ReasonAgainst(SignWith(Authority().Publisher(), text))) << testing::PrintToString(text);

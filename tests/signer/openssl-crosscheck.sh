@@ -129,27 +129,45 @@ write_signed() { # script text-file prefix signature
         printf '%sEnd signature block\r\n' "$3"
     } >"$1"
 }
-make_content() { # text-file: indirect data as content.der
-    printf 'asn1=SEQUENCE:whole\n[whole]\na=SEQUENCE:subject\nb=SEQUENCE:info\n[subject]\na=OID:1.3.6.1.4.1.311.2.1.30\n%s' \
-        "[info]
+# How the two languages are called in a signature.
+vbscript=4EF029169927B54D8FE5ACE10F17EBAB
+jscript=10E0C906CE38D411A2A300104BD35090
+make_content() { # text-file language: indirect data as content.der
+    printf '%s\n' "asn1=SEQUENCE:whole
+[whole]
+a=SEQUENCE:subject
+b=SEQUENCE:info
+[subject]
+a=OID:1.3.6.1.4.1.311.2.1.30
+b=SEQUENCE:package
+[package]
+a=INTEGER:65536
+b=FORMAT:HEX,OCTETSTRING:$2
+c=INTEGER:0
+d=INTEGER:0
+e=INTEGER:0
+f=INTEGER:0
+g=INTEGER:0
+[info]
 a=SEQUENCE:algorithm
 b=FORMAT:HEX,OCTETSTRING:$(iconv -f UTF-8 -t UTF-16LE "$1" | openssl dgst -sha256 -r | cut -c1-64)
 [algorithm]
 a=OID:2.16.840.1.101.3.4.2.1
-b=NULL
-" >content.cnf
+b=NULL" >content.cnf
     openssl asn1parse -genconf content.cnf -noout -out content.der
 }
 
 # As cryptographic message syntax, the way OpenSSL itself writes it.
 printf 'var there = "\xC3\xA4";\n' >there.txt
-make_content there.txt
+make_content there.txt "$jscript"
 openssl cms -sign -binary -nodetach -econtent_type 1.3.6.1.4.1.311.2.1.4 -in content.der -signer leaf.pem \
     -inkey leaf.key -md sha256 -nosmimecap -outform DER -out cms.der
 write_signed cms.js there.txt '// SIG // ' cms.der
 accepted cms.js
 sed 's/there/where/' cms.js >altered.js
 refused altered.js 'the script was altered after it was signed'
+write_signed other.vbs there.txt "'' SIG '' " cms.der
+refused other.vbs 'the signature was made for a script in the other language'
 
 # With a key on an elliptic curve.
 openssl cms -sign -binary -nodetach -econtent_type 1.3.6.1.4.1.311.2.1.4 -in content.der -signer curve.pem \
@@ -159,7 +177,7 @@ accepted curve.js
 
 # As PKCS#7, the way Windows writes it, put together from elements; then with a time stamp of OpenSSL's own authority.
 printf 'MsgBox "there"\r\n' >there.txt
-make_content there.txt
+make_content there.txt "$vbscript"
 read -r header < <(openssl asn1parse -inform DER -in content.der | sed -n 's/^ *0:.*hl=\([0-9]*\).*/\1/p')
 generate OID:1.3.6.1.4.1.311.2.1.4 type.der
 generate OID:1.2.840.113549.1.9.3 oid
@@ -203,6 +221,8 @@ assemble() { # unsigned-attributes-file output
 assemble none pkcs7.der
 write_signed pkcs7.vbs there.txt "'' SIG '' " pkcs7.der
 accepted pkcs7.vbs
+write_signed other.js there.txt '// SIG // ' pkcs7.der
+refused other.js 'the signature was made for a script in the other language'
 
 cat >ts.cnf <<'CONFIG'
 [tsa]
