@@ -26,6 +26,9 @@ std::wstring_view TextToSign(ScriptKind kind, std::wstring_view text) {
         const std::wstring_view body = split ? split->text : text;
         if (body.find(L'\0') != std::wstring_view::npos)
             throw CSignerError(E_INVALIDARG, L"the script holds a zero character; it would be run only up to there");
+        if (kind == ScriptKind::VBScript && HasMark(body))
+            throw CSignerError(E_INVALIDARG, L"the script begins with a byte-order mark, after which VBScript runs "
+                                             L"nothing; save it as UTF-8 without the mark");
         return body;
     } catch (const CRefusal& refusal) {
         throw CSignerError(E_INVALIDARG,

@@ -17,7 +17,7 @@ public:
                                CSignerPolicy policy = CSignerPolicy::OfMachine());
 
     /// The text with its block. Whether this machine trusts the certificate is not asked. Throws CSignerError, also for
-    /// a text with a damaged block or with a zero character.
+    /// a text with a damaged block or with a zero character, and for a VBScript with a byte-order mark.
     std::wstring SignText(ScriptKind kind, std::wstring_view text) const;
 
     /// Replaces the file only after the signed copy beside it has been verified on this machine. Throws CSignerError;

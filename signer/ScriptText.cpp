@@ -15,8 +15,12 @@ ScriptKind ScriptKindOf(std::wstring_view name) {
     throw CSignerError(E_INVALIDARG, L"only .vbs and .js scripts can be signed, not '" + std::wstring(name) + L"'");
 }
 
+bool HasMark(std::wstring_view text) noexcept {
+    return text.starts_with(L'\xFEFF');
+}
+
 std::wstring_view WithoutMark(std::wstring_view text) noexcept {
-    return text.starts_with(L'\xFEFF') ? text.substr(1) : text;
+    return HasMark(text) ? text.substr(1) : text;
 }
 
 CBytes ReadFileBytes(const std::wstring& path) {

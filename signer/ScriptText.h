@@ -1,8 +1,8 @@
 #pragma once
 
 // A script as text and as a file. Files are UTF-8 with or without a byte-order mark, or UTF-16LE with one. A mark stays
-// in the text as U+FEFF, just as the library loads it; it is not part of what is signed, so that a script verifies
-// alike however it is stored.
+// in the text as U+FEFF, just as the library loads it; it is not part of what is signed, so that a JScript verifies
+// alike however it is stored. A VBScript must have none.
 
 #include "Der.h"
 
@@ -14,7 +14,8 @@ enum class ScriptKind { VBScript, JScript };
 /// From an extension or a path, whatever its case: ".vbs" or ".js". Throws CSignerError (E_INVALIDARG) for any other.
 ScriptKind ScriptKindOf(std::wstring_view name);
 
-/// The text without a byte-order mark in front.
+/// Whether a byte-order mark is in front. JScript passes over one; VBScript then runs nothing of the text.
+bool HasMark(std::wstring_view text) noexcept;
 std::wstring_view WithoutMark(std::wstring_view text) noexcept;
 
 /// The bytes of a file; throws CSignerError, also for files of 2 GiB or more.

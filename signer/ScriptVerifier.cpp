@@ -59,6 +59,11 @@ void CScriptVerifier::Check(ScriptKind kind, std::wstring_view text, CVerificati
     // Whoever loads a script as a text that ends with a zero would run something else than was signed.
     if (script->text.find(L'\0') != std::wstring_view::npos)
         throw CRefusal(L"it holds a zero character");
+    // The mark is not signed: anybody could add it, and the script would end without having done anything.
+    if (kind == ScriptKind::VBScript && HasMark(text))
+        throw CRefusal(
+            L"it begins with a byte-order mark, after which VBScript runs nothing: save it as UTF-8 without the "
+            L"mark and sign it again");
 
     const CSignedData data = ParseSignedData(script->signature);
     if (data.contentType != IndirectDataOid)

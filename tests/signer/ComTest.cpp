@@ -91,7 +91,8 @@ TEST_F(ScriptSignerObject, VerifiesTextsAndFilesFromOutside) {
     ASSERT_NO_FATAL_FAILURE(SetUpSigner());
     const std::wstring good = SignWith(Authority().Publisher(), L"x = 1\r\n");
     EXPECT_EQ(VARIANT_TRUE, VerifyText(L".vbs", good));
-    EXPECT_EQ(VARIANT_TRUE, VerifyText(L".VBS", L"\xFEFF" + good));
+    EXPECT_EQ(VARIANT_TRUE, VerifyText(L".VBS", good));
+    EXPECT_EQ(VARIANT_FALSE, VerifyText(L".vbs", L"\xFEFF" + good));
     EXPECT_EQ(VARIANT_FALSE, VerifyText(L".js", good));
     EXPECT_EQ(VARIANT_FALSE, VerifyText(L".vbs", L"y" + good));
     EXPECT_EQ(VARIANT_FALSE, VerifyText(L".vbs", L""));

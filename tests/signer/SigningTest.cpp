@@ -28,23 +28,27 @@ std::wstring ErrorOfSigning(PCCERT_CONTEXT certificate, const std::wstring& path
 }
 
 TEST(Signing, AFileKeepsItsBytesAndGetsABlockInItsEncoding) {
-    const CScratchFolder folder;
-    const std::wstring block = L"\r\n'' SIG '' Begin signature block\r\n";
+    const std::string block = "\r\n'' SIG '' Begin signature block\r\n";
+    const std::string jBlock = "\r\n// SIG // Begin signature block\r\n";
+    std::string wideBlock;
+    for (const char character : jBlock)
+        wideBlock.append({character, '\0'});
     const struct {
+        std::wstring name;
         std::string bytes;
-        std::string begin;
+        std::string block;
     } cases[] = {
-        {"x = 1\n", "x = 1\n\r\n'' SIG '' Begin signature block\r\n"},
-        {"", "\r\n'' SIG '' Begin signature block\r\n"},
-        {"\xEF\xBB\xBF' \xC3\xA4", "\xEF\xBB\xBF' \xC3\xA4\r\n'' SIG '' Begin signature block\r\n"},
-        {std::string("\xFF\xFEx\0", 4),
-         std::string("\xFF\xFEx\0", 4) +
-             std::string(reinterpret_cast<const char*>(block.data()), block.size() * sizeof(wchar_t))},
+        {L"a.vbs", "x = 1\n", block},
+        {L"a.vbs", "", block},
+        {L"a.vbs", "' \xC3\xA4", block},
+        {L"a.js", "\xEF\xBB\xBF// \xC3\xA4", jBlock},
+        {L"a.js", std::string("\xFF\xFEx\0", 4), wideBlock},
     };
-    for (const auto& [bytes, begin] : cases) {
-        const std::wstring path = folder.Write(L"a.vbs", bytes);
+    for (const auto& [name, bytes, expected] : cases) {
+        const CScratchFolder folder;
+        const std::wstring path = folder.Write(name, bytes);
         ASSERT_EQ(L"", ErrorOfSigning(Authority().Publisher(), path));
-        EXPECT_EQ(begin, folder.Read(L"a.vbs").substr(0, begin.size()));
+        EXPECT_EQ(bytes + expected, folder.Read(name).substr(0, bytes.size() + expected.size()));
         EXPECT_TRUE(CScriptVerifier().VerifyFile(path).accepted);
         EXPECT_EQ(1u, folder.Count());
     }
@@ -90,6 +94,12 @@ TEST(Signing, RefusesWhatCannotBeSigned) {
         {L"a.txt", "x", L"only .vbs and .js scripts can be signed, not '"},
         {L"a.vbs", "x = \"\xE4\"", L"is neither UTF-8 nor UTF-16LE with a byte-order mark"},
         {L"a.vbs", std::string("a\0b", 3), L"the script holds a zero character; it would be run only up to there"},
+        {L"a.vbs", "\xEF\xBB\xBFx = 1\r\n",
+         L"the script begins with a byte-order mark, after which VBScript runs nothing; save it as UTF-8 without the "
+         L"mark"},
+        {L"a.vbs", std::string("\xFF\xFEx\0", 4),
+         L"the script begins with a byte-order mark, after which VBScript runs nothing; save it as UTF-8 without the "
+         L"mark"},
         {L"a.vbs", signedText + "y",
          L"remove what is left of an earlier signature block first: there is text after the "
          L"signature block"},
