@@ -201,7 +201,7 @@ bool CDocumentStoreXMLWriter::Replace(std::string_view bytes) {
     Flush(file.Get());
     if (!MoveFileExW(sibling.c_str(), m_path.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
         return false;
-    leftover.release();
+    static_cast<void>(leftover.release()); // it is the file now
     m_file = std::move(file);
     return true;
 }
