@@ -1,6 +1,7 @@
 #include "ScriptExecution/DocumentStoreHistory.h"
 
 #include "Common/ComString.h"
+#include "Common/LocaleText.h"
 #include "Common/PathHelper.h"
 #include "Common/UniqueHandle.h"
 #include "InternalDocumentStore.h"
@@ -11,7 +12,25 @@
 
 #include "Quorline.h"
 
+#include <algorithm>
 #include <cstdio>
+
+namespace {
+/// On one line, whatever the file's author wrote.
+std::wstring DescribeRefusal(const std::exception& refusal) {
+    std::wstring text = WidenText(refusal.what());
+    if (const auto* parse = dynamic_cast<const CXmlParseException*>(&refusal))
+        text = parse->GetText();
+    else if (const auto* system = dynamic_cast<const COSException*>(&refusal))
+        text = GetSystemErrorText(system->GetErrorCode()) + L" (" + std::to_wstring(system->GetErrorCode()) + L")";
+    else if (dynamic_cast<const CMorvaneException*>(&refusal))
+        text = L"it is no store's info file";
+    std::ranges::replace_if(
+        text, [](wchar_t c) { return c < L' '; }, L' ');
+    text.erase(text.find_last_not_of(L' ') + 1);
+    return text;
+}
+} // namespace
 
 CDocumentStoreHistory CDocumentStoreHistory::s_instance;
 
@@ -32,6 +51,7 @@ void CDocumentStoreHistory::Init() {
 }
 
 void CDocumentStoreHistory::Refresh() {
+    m_refreshed = false; // until the scan is complete: half a list answers no question
     ClearList();
     m_lastSaveTime = {};
     m_hasUnrecovered = false;
@@ -64,7 +84,14 @@ void CDocumentStoreHistory::AddStore(const std::wstring& infoPath) {
     fclose(probe);
 
     auto info = std::make_unique<CDocumentStoreInfo>();
-    CDocumentStoreXMLReader(infoPath).ReadDocumentStore(*info);
+    try {
+        CDocumentStoreXMLReader(infoPath).ReadDocumentStore(*info);
+    } catch (const std::exception& refusal) {
+        // What was thrown, and what was logged before it, does not say of which store.
+        Log(log4cxx::Level::getError(), L"Info file '{0:%s}' was refused: {1:%s}", infoPath.c_str(),
+            DescribeRefusal(refusal).c_str());
+        throw;
+    }
     const CDocumentStoreInfo& store = *m_infos.emplace_back(std::move(info));
     const FILETIME time = store.GetStateChangeInstance()->GetUTCTimestamp();
     if (CompareFileTime(&time, &m_lastSaveTime) > 0)

@@ -1,7 +1,7 @@
 #pragma once
 
 // The document stores found on disk. One instance per process, used from the thread that handles resumes and restore
-// scripts; takes no locks. The first query scans the disk, later ones use that scan until Refresh is called.
+// scripts; takes no locks. The first query scans the disk, later ones use that scan until Refresh is called or fails.
 
 #include "Common/Export.h"
 #include "ScriptExecution/DocumentStoreInfo.h"
@@ -27,8 +27,8 @@ public:
     CDocumentStoreHistory(const CDocumentStoreHistory&) = delete;
     CDocumentStoreHistory& operator=(const CDocumentStoreHistory&) = delete;
 
-    /// Scans again. A malformed info file's exception passes on; the stores found before it stay in the list. Like
-    /// every query that scans for the first time.
+    /// Scans again. An info file that cannot be read is named in the log, and its exception passes on; the stores found
+    /// before it stay in the list, but the next query scans again. Every query that scans raises like this.
     void Refresh();
 
     /// The stores in the order in which the search of the base directory returned them; owned by the history.

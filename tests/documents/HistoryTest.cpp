@@ -156,17 +156,70 @@ TEST_F(HistoryTest, QueriesUseTheLastScan) {
 }
 
 TEST_F(HistoryTest, AMalformedFileRaisesAndKeepsTheStoresBeforeIt) {
+    history.Refresh();
+    const auto& infos = history.GetSavedDocumentInfos();
     AddStore(L"a", Docs({"<Name>1</Name>"}));
     AddStore(L"b", Docs({"<Name>2</Name>", "<Rec>rubbish</Rec>"}));
     AddStore(L"c", Docs({"<Name>3</Name>"}));
     EXPECT_EQ(Thrown<CXmlParseException>([&] { history.Refresh(); }).GetText(), L"rubbish");
-    EXPECT_THAT(Names(), ElementsAre(L"1"));
-    EXPECT_TRUE(history.HasUnrecoveredDocuments());
+    ASSERT_EQ(infos.size(), 1u);
+    EXPECT_EQ(Text(*infos.front()->GetInternalDocumentStore()->GetSavedDocumentList()->front(),
+                   &CInternalSavedDocument::GetDocName),
+              L"1");
     WriteBytes(folder.Base() / L"b" / L"info.xml", "<Store/>");
     Thrown<CMorvaneException>([&] { history.Refresh(); });
     AddStore(L"b", "");
     history.Refresh();
     EXPECT_THAT(Names(), ElementsAre(L"1", L"3"));
+}
+
+TEST_F(HistoryTest, AScanThatFailsAfterAGoodOneIsTriedAgainByTheNextQuestion) {
+    AddStore(L"a", Docs({"<Rec>True</Rec>"}));
+    AddStore(L"b", StateChange("2024-03-07T17:05:09") + Docs({""}));
+    history.Refresh();
+    EXPECT_TRUE(history.HasUnrecoveredDocuments());
+
+    // Half a list would say that nothing is unrecovered.
+    WriteBytes(folder.Base() / L"b" / L"info.xml", "<DocStore>");
+    Thrown<CXmlParseException>([&] { history.Refresh(); });
+    FILETIME time{};
+    CScriptDocument document;
+    CDocumentStoreInfo* found = nullptr;
+    Microsoft::WRL::ComPtr<ISavedDocumentCollection> documents;
+    document.values["TempPath"] = (folder.Base() / L"a" / L"x.txt").wstring();
+    Thrown<CXmlParseException>([&] { history.HasUnrecoveredDocuments(); });
+    Thrown<CXmlParseException>([&] { history.GetLastDocumentSaveTime(&time); });
+    Thrown<CXmlParseException>([&] { history.GetSavedDocumentInfos(); });
+    Thrown<CXmlParseException>([&] { history.GetDocumentStoreInfoForDocument(&document, &found); });
+    Thrown<CXmlParseException>([&] { history.CreateSavedDocumentCollectionCOMObject(documents.GetAddressOf()); });
+
+    AddStore(L"b", StateChange("2024-03-07T17:05:09") + Docs({""}));
+    EXPECT_TRUE(history.HasUnrecoveredDocuments());
+    EXPECT_TRUE(history.GetLastDocumentSaveTime(&time));
+    EXPECT_EQ(history.GetSavedDocumentInfos().size(), 2u);
+}
+
+TEST_F(HistoryTest, ARefusedFileIsNamedInTheLogOnceWithTheReason) {
+    const std::wstring path = (folder.Base() / L"b" / L"info.xml").wstring();
+    AddStore(L"a", Docs({"<Name>1</Name>"}));
+    const std::pair<std::string, std::wstring> rows[] = {
+        {"<DocStore>\n\na & b</DocStore>", L"Parse error at line 3: not well-formed (invalid token)"},
+        {"<DocStore>", L"Parse error at line 1: no element found"},
+        {"<DocStore><StateChange><When>now\n\tERROR then</When></StateChange></DocStore>", L"now  ERROR then"},
+        {"<DocStore><Guid>x</Guid></DocStore>", GetSystemErrorText(RPC_S_INVALID_STRING_UUID) + L" (1705)"},
+        {"<Store/>", L"it is no store's info file"},
+    };
+    for (const auto& [bytes, reason] : rows) {
+        WriteBytes(path, bytes);
+        log.Clear();
+        EXPECT_THROW(history.Refresh(), CMorvaneException);
+        const CTexts named = log.Of(L"ScriptExecution.DocumentStoreHistory");
+        EXPECT_THAT(named, ElementsAre(L"ERROR Info file '" + path + L"' was refused: " + reason));
+    }
+    AddStore(L"b", "");
+    log.Clear();
+    history.Refresh();
+    EXPECT_THAT(log.Get(), IsEmpty());
 }
 
 TEST_F(HistoryTest, ASearchThatBreaksIsReportedAndKeepsTheList) {
