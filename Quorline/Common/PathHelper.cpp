@@ -13,6 +13,7 @@ std::wstring JoinPath(const std::wstring& first, const std::wstring& second) {
 DWORD GetCanonicalPath(const std::wstring& path, std::wstring& canonical) {
     wchar_t full[MAX_PATH];
     wchar_t shortForm[MAX_PATH];
+    SetLastError(ERROR_INVALID_NAME); // not every system says so to a path without a name
     const DWORD fullLength = GetFullPathNameW(path.c_str(), MAX_PATH, full, nullptr);
     if (fullLength == 0)
         return GetLastError();

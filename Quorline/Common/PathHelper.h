@@ -10,6 +10,6 @@
 std::wstring JoinPath(const std::wstring& first, const std::wstring& second);
 
 /// The full path in its short form, by which two paths to one file compare equal without regard to case. Exists only
-/// for files that exist. Returns ERROR_SUCCESS, or the last error of the call that failed (paths over 259 characters
-/// fail too) and leaves the result untouched.
+/// for files that exist. Returns ERROR_SUCCESS, or the last error of the call that failed (ERROR_INVALID_NAME for an
+/// empty path; paths over 259 characters fail too) and leaves the result untouched.
 DWORD GetCanonicalPath(const std::wstring& path, std::wstring& canonical);

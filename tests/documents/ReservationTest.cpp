@@ -216,11 +216,34 @@ TEST_F(StoreTest, DocumentsAreFoundByTheirSavedFile) {
 TEST_F(StoreTest, ADocumentThatCannotBeLookedUpSaysWhy) {
     CInternalDocumentStore store;
     Reserve(store, L"gone.txt");
+    document.values["TempPath"] = L"";
+    EXPECT_EQ(store.FindDocument(&document, &found), HRESULT_FROM_WIN32(ERROR_INVALID_NAME));
     CScriptDocument document;
     auto* const untouched = reinterpret_cast<CInternalSavedDocument*>(1);
     CInternalSavedDocument* found = untouched;
     EXPECT_EQ(store.FindDocument(nullptr, &found), E_POINTER);
     EXPECT_EQ(store.FindDocument(&document, nullptr), E_POINTER);
+TEST_F(StoreTest, ARecordWithoutAPathIsNeverTheOneThatIsFound) {
+    CInternalDocumentStore store;
+    store.GetSavedDocumentList()->push_back(std::make_unique<CInternalSavedDocument>());
+    const std::wstring saved = Directory(store) + L"\\" + Reserve(store, L"a.txt");
+    WriteBytes(saved, "text");
+    log.Clear();
+    for (const DWORD before : {ERROR_SUCCESS, ERROR_ACCESS_DENIED}) {
+        CScriptDocument document;
+        CInternalSavedDocument* found = nullptr;
+        SetLastError(before);
+        EXPECT_EQ(store.FindDocument(&document, &found), HRESULT_FROM_WIN32(ERROR_INVALID_NAME));
+        EXPECT_EQ(found, nullptr);
+        document.values["TempPath"] = saved;
+        SetLastError(before);
+        EXPECT_EQ(store.FindDocument(&document, &found), S_OK);
+        EXPECT_EQ(found, store.GetSavedDocumentList()->at(1).get());
+    }
+    EXPECT_THAT(log.At(L"WARN"), ElementsAre(L"Quorline.InternalDocumentStore: Cannot find path ''; error is 123",
+                                             L"Quorline.InternalDocumentStore: Cannot find path ''; error is 123"));
+}
+
     document.values["TempPath"] = Directory(store) + L"\\gone.txt";
     EXPECT_EQ(store.FindDocument(&document, &found), HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND));
     document.values["TempPath"] = Directory(store) + L"\\" + std::wstring(300, L'x');
