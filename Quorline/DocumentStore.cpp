@@ -23,6 +23,8 @@ void CDocumentStore::SetInternalDocumentStore(CInternalDocumentStore* pStore) {
     if (m_pIntStore != nullptr)
         SanityCheckFailed(QUORLINE_HERE, L"m_pIntStore is NULL");
     m_pIntStore = pStore;
+    if (pStore != nullptr)
+        m_storeLifetime = pStore->GetLifetime();
 }
 
 STDMETHODIMP CDocumentStore::GetNew(BSTR bstrDocName, BSTR bstrOriginalDocPath, VARIANT varFileExtension,
@@ -30,7 +32,8 @@ STDMETHODIMP CDocumentStore::GetNew(BSTR bstrDocName, BSTR bstrOriginalDocPath, 
     LogGlobal(log4cxx::Level::getDebug(),
               L"CDocumentStore::GetNew called with szDocName = {0:%s}, szOriginalPath = {1:%s}", TextOf(bstrDocName),
               TextOf(bstrOriginalDocPath));
-    if (m_pIntStore == nullptr || bstrRetPath == nullptr)
+    CInternalDocumentStore* const store = GetStore();
+    if (store == nullptr || bstrRetPath == nullptr)
         return Error(E_POINTER);
 
     CComVariant extension(varFileExtension);
@@ -46,7 +49,7 @@ STDMETHODIMP CDocumentStore::GetNew(BSTR bstrDocName, BSTR bstrOriginalDocPath, 
 
     try {
         std::wstring path;
-        hr = m_pIntStore->GetNewDocumentPath(bstrDocName, bstrOriginalDocPath, TextOf(V_BSTR(&extension)), path);
+        hr = store->GetNewDocumentPath(bstrDocName, bstrOriginalDocPath, TextOf(V_BSTR(&extension)), path);
         if (SUCCEEDED(hr)) {
             LogGlobal(log4cxx::Level::getInfo(), L"New temp document created with path = {0:%s}", path.c_str());
             *bstrRetPath = CComBSTR(path.c_str()).Detach();
@@ -68,7 +71,8 @@ STDMETHODIMP CDocumentStore::LogMessage(unsigned short uLevel, BSTR* strMessage)
 }
 
 STDMETHODIMP CDocumentStore::VetoTransition() {
-    if (m_pIntStore == nullptr)
+    CInternalDocumentStore* const store = GetStore();
+    if (store == nullptr)
         return E_POINTER;
     CComPtr<IStateChangeInstance> change;
     HRESULT hr = m_pIntStore->GetStateChangeInstance(&change);

@@ -1,11 +1,14 @@
 #pragma once
 
 // What a save script gets as "TalvinorDocumentStore": paths to save to, the log, and the veto. A face over one
-// CInternalDocumentStore, which must outlive it. Used on the thread of the engine that runs the script.
+// CInternalDocumentStore. A script or a session object may keep it for longer than the store lives: from then on GetNew
+// and VetoTransition answer E_POINTER. Used on the thread of the engine that runs the script.
 
 #include "ErrorDispatcher.h"
 #include "ScriptDispatch.h"
 #include "resource.h"
+
+#include <memory>
 
 class CInternalDocumentStore;
 
@@ -29,7 +32,8 @@ public:
 
     /// Reserves a path and hands it out. The extension may be left out or be anything that converts to text; what does
     /// not convert gives the conversion's HRESULT without error information. Every other failure sets error
-    /// information. Raises CAtlException only when the extension cannot be copied.
+    /// information, which says what is wrong with a name that no file can have. Raises CAtlException only when the
+    /// extension cannot be copied.
     STDMETHODIMP GetNew(BSTR bstrDocName, BSTR bstrOriginalDocPath, VARIANT varFileExtension,
                         BSTR* bstrRetPath) override;
 
@@ -40,5 +44,9 @@ public:
     STDMETHODIMP VetoTransition() override;
 
 private:
+    /// Null without a store, and when it is gone.
+    CInternalDocumentStore* GetStore() const { return m_storeLifetime.expired() ? nullptr : m_pIntStore; }
+
     CInternalDocumentStore* m_pIntStore = nullptr;
+    std::weak_ptr<const void> m_storeLifetime;
 };

@@ -82,7 +82,8 @@ public:
 
     bool HasUnrecoveredDocuments();
 
-    /// The object that scripts see; the store must outlive it. One reference for the caller.
+    /// An object for scripts to see, with one reference for the caller. Scripts may keep it for longer than the store
+    /// lives: it then answers E_POINTER.
     HRESULT CreateDocumentStoreCOMObject(IDocumentStore** ppStore);
     /// A new collection of all records' objects, with one reference for the caller; null on failure.
     HRESULT CreateSavedDocumentCollectionCOMObject(ISavedDocumentCollection** ppDocs);
@@ -94,6 +95,9 @@ private:
 
     struct LessNoCase {
         bool operator()(const std::wstring& left, const std::wstring& right) const;
+    /// Expires with the store: what refers to the store without owning it asks here before each use.
+    std::weak_ptr<const void> GetLifetime() const { return m_lifetime; }
+
     };
     using PathSet = std::set<std::wstring, LessNoCase>;
 
@@ -115,3 +119,5 @@ private:
     Microsoft::WRL::ComPtr<IStateChangeInstance> m_stateChangeInstance;
     PathSet m_reservedPaths; ///< a reserved name leaves no file behind that the next probe could find
 };
+    std::wstring m_nameRefusal;
+    std::shared_ptr<const void> m_lifetime = std::make_shared<char>(); ///< each store's own, never copied

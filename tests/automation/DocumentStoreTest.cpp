@@ -154,6 +154,49 @@ TEST_F(DocumentStoreTest, FailsWithoutAStoreOrAPlaceForThePath) {
     EXPECT_EQ(orphan->VetoTransition(), E_POINTER);
 }
 
+TEST_F(DocumentStoreTest, IsCutOffFromAStoreThatIsGone) {
+    CStateChange change;
+    CComPtr<IDocumentStore> first;
+    CComPtr<IDocumentStore> second;
+    CComPtr<IDocumentStore> ofCopy;
+    auto shortLived = std::make_unique<CInternalDocumentStore>();
+    shortLived->SetStateChangeInstance(&change);
+    ASSERT_EQ(shortLived->CreateDocumentStoreCOMObject(&first), S_OK);
+    ASSERT_EQ(shortLived->CreateDocumentStoreCOMObject(&second), S_OK);
+    CInternalDocumentStore copy(*shortLived);
+    ASSERT_EQ(copy.CreateDocumentStoreCOMObject(&ofCopy), S_OK);
+    ASSERT_EQ(first->GetNew(CComBSTR(L"a"), nullptr, missing, &path), S_OK);
+    path.Empty();
+    shortLived.reset();
+
+    for (const CComPtr<IDocumentStore>& each : {first, second, first}) {
+        SetErrorInfo(0, nullptr);
+        EXPECT_EQ(each->GetNew(CComBSTR(L"a"), nullptr, missing, &path), E_POINTER);
+        EXPECT_FALSE(path);
+        const CErrorInformation error;
+        ASSERT_TRUE(error.IsSet());
+        EXPECT_EQ(error.Interface(), IID_IDocumentStore);
+        EXPECT_EQ(each->VetoTransition(), E_POINTER);
+        CComBSTR message(L"still here");
+        log.Clear();
+        EXPECT_EQ(each->LogMessage(2, &message), S_OK);
+        EXPECT_TRUE(log.Has(L"INFO Quorline.Scripts: still here"));
+    }
+    EXPECT_EQ(change.vetoed, VARIANT_FALSE);
+    EXPECT_THROW(static_cast<CComObject<CDocumentStore>*>(first.p)->SetInternalDocumentStore(&store),
+                 CMorvaneException);
+
+    // The copy lives, and so does its object; one that goes before its store leaves the others alone.
+    EXPECT_EQ(ofCopy->VetoTransition(), S_OK);
+    EXPECT_EQ(change.vetoed, VARIANT_TRUE);
+    CComPtr<IDocumentStore> another;
+    ASSERT_EQ(copy.CreateDocumentStoreCOMObject(&another), S_OK);
+    ofCopy.Release();
+    EXPECT_EQ(another->VetoTransition(), S_OK);
+    copy.SetStateChangeInstance(nullptr);
+    EXPECT_EQ(change.references, 1u);
+}
+
 TEST_F(DocumentStoreTest, TakesItsStoreOnlyOnce) {
     log.Clear();
     EXPECT_THROW(static_cast<CComObject<CDocumentStore>*>(object.p)->SetInternalDocumentStore(&store),
