@@ -244,10 +244,57 @@ TEST_F(WriterTest, TheFileStaysOpenUntilClosed) {
 TEST_F(WriterTest, TheStaticFormWritesIntoTheStoresDirectory) {
     std::wstring directory;
     ASSERT_EQ(store.GetStorageDirectory(directory, true), S_OK);
+    Add(L"a");
+    const std::string head = Lines({"<?xml version=\"1.0\" encoding=\"utf-8\"?>", "\t<DocStore>", "\t\t<Guid>",
+                                    "\t\t5d8a1c2e-3b4f-4a6d-9e7f-0a1b2c3d4e5f\t\t", "</Guid>"});
+    const std::string section =
+        Lines({"\t\t<StateChange>", "\t\t\t<When>", "\t\t\t2024-03-07T17:05:09\t\t\t", "</When>", "\t\t\t<Type>",
+               "\t\t\tShutdown\t\t\t", "</Type>", "\t\t\t<Guid>", "\t\t\t0f1e2d3c-4b5a-4968-8776-655443322110\t\t\t",
+               "</Guid>", "\t\t", "</StateChange>"});
+    const std::string rest = Lines({"\t\t<Docs>",
+                                    "\t\t\t<Doc>",
+                                    "\t\t\t\t<Name>",
+                                    "\t\t\t\ta\t\t\t\t",
+                                    "</Name>",
+                                    "\t\t\t\t<OrigPath>",
+                                    "\t\t\t\t\t\t\t\t",
+                                    "</OrigPath>",
+                                    "\t\t\t\t<TempPath>",
+                                    "\t\t\t\t\t\t\t\t",
+                                    "</TempPath>",
+                                    "\t\t\t\t<AppName>",
+                                    "\t\t\t\t\t\t\t\t",
+                                    "</AppName>",
+                                    "\t\t\t\t<AppPath>",
+                                    "\t\t\t\t\t\t\t\t",
+                                    "</AppPath>",
+                                    "\t\t\t\t<Rec>",
+                                    "\t\t\t\tFalse\t\t\t\t",
+                                    "</Rec>",
+                                    "\t\t\t\t<RestoreScript>",
+                                    "\t\t\t\t\t\t\t\t",
+                                    "</RestoreScript>",
+                                    "\t\t\t\t<SaveScript>",
+                                    "\t\t\t\t\t\t\t\t",
+                                    "</SaveScript>",
+                                    "\t\t\t",
+                                    "</Doc>",
+                                    "\t\t",
+                                    "</Docs>",
+                                    "\t",
+                                    "</DocStore>"});
     CDocumentStoreXMLWriter::WriteDocumentStore(&store, &change);
-    EXPECT_EQ(ReadBytes(directory + L"\\info.xml"), Write(&change));
+    EXPECT_EQ(ReadBytes(directory + L"\\info.xml"), head + section + rest);
+    change.SetStateChangeType(ForceShutdown);
+    CDocumentStoreXMLWriter::WriteDocumentStore(&store, &change);
+    std::string forced = head + section + rest;
+    forced.replace(forced.find("\tShutdown\t"), 10, "\tForcedShutdown\t");
+    EXPECT_EQ(ReadBytes(directory + L"\\info.xml"), forced);
     CDocumentStoreXMLWriter::WriteDocumentStore(&store, nullptr);
-    EXPECT_EQ(ReadBytes(directory + L"\\info.xml"), Write(nullptr));
+    EXPECT_EQ(ReadBytes(directory + L"\\info.xml"), head + rest);
+    fs::remove(directory + L"\\info.xml");
+    EXPECT_EQ(store.WriteInfoFile(), S_OK);
+    EXPECT_EQ(ReadBytes(directory + L"\\info.xml"), head + rest);
 }
 
 TEST_F(WriterTest, TheStaticFormChecksTheStore) {

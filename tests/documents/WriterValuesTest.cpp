@@ -27,6 +27,27 @@ TEST_F(WriterTest, TextOutsideAsciiIsUtf8AndComesBackWhole) {
         EXPECT_EQ(Text(*records[i], &CInternalSavedDocument::GetDocName), names[i]);
 }
 
+TEST_F(WriterTest, TheEdgesBetweenTheLengthsOfUtf8AreEncoded) {
+    const std::pair<const wchar_t*, const char*> rows[] = {
+        {L"\x7F", "\x7F"},
+        {L"\x80", "\xC2\x80"},
+        {L"\x7FF", "\xDF\xBF"},
+        {L"\x800", "\xE0\xA0\x80"},
+        {L"\xD7FF", "\xED\x9F\xBF"},
+        {L"\xE000", "\xEE\x80\x80"},
+        {L"\xFFFF", "\xEF\xBF\xBF"},
+        {L"\U00010000", "\xF0\x90\x80\x80"},
+        {L"\U0010FFFF", "\xF4\x8F\xBF\xBF"},
+        {L"\xDC00", "\xEF\xBF\xBD"},
+        {L"\xDC00\xD800", "\xEF\xBF\xBD\xEF\xBF\xBD"},
+    };
+    for (const auto& [name, bytes] : rows) {
+        store.GetSavedDocumentList()->clear();
+        Add(name);
+        EXPECT_THAT(Write(nullptr), HasSubstr(std::string("<Name>\r\n\t\t\t\t") + bytes + "\t\t\t\t\r\n</Name>"));
+    }
+}
+
 TEST_F(WriterTest, ValuesArePrintedAsTheirOwnFormat) {
     const std::pair<const wchar_t*, const wchar_t*> rows[] = {
         {L"", L""},
