@@ -59,7 +59,7 @@ STDMETHODIMP CDocumentStore::GetNew(BSTR bstrDocName, BSTR bstrOriginalDocPath, 
         hr = HResultOfException();
     }
     LogGlobal(log4cxx::Level::getError(), L"Call to GetNew failed with result code = 0x{0:%x}", hr);
-    return Error(hr);
+    return Error(hr, store->GetNameRefusal());
 }
 
 STDMETHODIMP CDocumentStore::LogMessage(unsigned short uLevel, BSTR* strMessage) {
@@ -75,7 +75,7 @@ STDMETHODIMP CDocumentStore::VetoTransition() {
     if (store == nullptr)
         return E_POINTER;
     CComPtr<IStateChangeInstance> change;
-    HRESULT hr = m_pIntStore->GetStateChangeInstance(&change);
+    HRESULT hr = store->GetStateChangeInstance(&change);
     if (FAILED(hr))
         return hr;
     if (!change)

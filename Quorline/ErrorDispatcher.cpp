@@ -47,6 +47,14 @@ void Install(REFIID iid, const std::wstring& source, const std::wstring& descrip
         SetErrorInfo(0, info);
 }
 
+HRESULT InstallFailure(REFIID iid, HRESULT hr, const std::wstring& source, std::wstring description, DWORD helpContext,
+                       const std::wstring& helpFile) {
+    if (description.empty() && (hr & facilityMask) == win32Facility && !SystemMessage(LOWORD(hr), description))
+        return HRESULT_FROM_WIN32(GetLastError());
+    Install(iid, source, description, helpContext, helpFile);
+    return hr;
+}
+
 } // namespace
 
 HRESULT DispatchError(REFIID iid, HRESULT hr, const char* source, const char* description, DWORD helpContext,
@@ -54,12 +62,19 @@ HRESULT DispatchError(REFIID iid, HRESULT hr, const char* source, const char* de
     if (SUCCEEDED(hr))
         return hr;
     try {
-        std::wstring text = Widened(description);
-        if (text.empty() && (hr & facilityMask) == win32Facility && !SystemMessage(LOWORD(hr), text))
-            return HRESULT_FROM_WIN32(GetLastError());
-        Install(iid, Widened(source), text, helpContext, Widened(helpFile));
+        return InstallFailure(iid, hr, Widened(source), Widened(description), helpContext, Widened(helpFile));
     } catch (const std::bad_alloc&) {
         // The failure itself matters more than its description.
+        return hr;
     }
-    return hr;
+}
+
+HRESULT DispatchError(REFIID iid, HRESULT hr, const std::wstring& description) noexcept {
+    if (SUCCEEDED(hr))
+        return hr;
+    try {
+        return InstallFailure(iid, hr, L"", description, 0, L"");
+    } catch (const std::bad_alloc&) {
+        return hr;
+    }
 }

@@ -6,6 +6,7 @@
 #include "IntlHelper/CultureHelper.h"
 #include "ScriptExecution/DocumentStoreInfo.h"
 #include "ScriptExecution/DocumentStoreXMLWriter.h"
+#include "StoreFileName.h"
 #include "logging/Checks.h"
 #include "logging/Logging.h"
 #include "logging/TraceScope.h"
@@ -19,18 +20,6 @@ template <class... Args> std::wstring FormatText(const wchar_t* format, Args... 
     std::wstring text;
     CCultureHelper::GetInstance().Format(text, format, args...);
     return text;
-}
-
-/// The form in which two spellings of one file name meet: trailing dots and blanks gone, separators alike.
-std::wstring FullPath(const std::wstring& path) {
-    std::wstring full(GetFullPathNameW(path.c_str(), 0, nullptr, nullptr), L'\0');
-    full.resize(GetFullPathNameW(path.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr));
-    return full.empty() ? path : full;
-}
-
-/// Errors that stay whatever counter the name carries; the store directory itself is there.
-bool IsNameRefused(DWORD error) {
-    return error == ERROR_INVALID_NAME || error == ERROR_PATH_NOT_FOUND || error == ERROR_FILENAME_EXCED_RANGE;
 }
 } // namespace
 
@@ -187,39 +176,34 @@ HRESULT CInternalDocumentStore::SetCurrentAppInfo(const std::wstring& exeImageNa
 }
 
 bool CInternalDocumentStore::EnsureFilenameUnique(std::wstring& name, const std::wstring& extension,
-                                                  const std::wstring& directory, const PathSet& reserved) {
-    // kept: a forward slash before the name.
-    std::wstring candidate = FormatText(L"{0:%s}/{1:%s}{2:%s}", directory.c_str(), name.c_str(), extension.c_str());
-    DWORD error = ERROR_SUCCESS;
-    const auto tryCreate = [&] {
-        error = ERROR_FILE_EXISTS;
-        if (reserved.contains(FullPath(candidate)))
-            return CUniqueHandle();
-        CUniqueHandle file(CreateFileW(candidate.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                                       CREATE_NEW, 0, nullptr));
-        error = GetLastError();
-        return file;
+                                                  const std::wstring& directory, const PathSet& reserved,
+                                                  DWORD& error) {
+    const auto probe = [&](const std::wstring& candidate) {
+        return reserved.contains(FullPath(candidate)) ? NameProbe::Taken : ProbeName(directory, candidate, error);
     };
-
-    CUniqueHandle file = tryCreate();
-    for (unsigned n = 1; !file;) {
-        // No counter would help a name that the file system refuses: the answer is the same as after all of them.
-        if (IsNameRefused(error))
+    // kept: a forward slash before the name.
+    NameProbe result = probe(FormatText(L"{0:%s}/{1:%s}{2:%s}", directory.c_str(), name.c_str(), extension.c_str()));
+    int refusals = 0;
+    for (unsigned n = 1; result != NameProbe::Free;) {
+        // A counter helps a name that is taken, and the first one may make a file name of a device's. Where a second
+        // one in a row changes nothing, the answer is the same as after all of them.
+        refusals = result == NameProbe::Refused ? refusals + 1 : 0;
+        if (refusals == 2 || result == NameProbe::Hopeless)
             return false;
-        candidate = FormatText(L"{0:%s}/{1:%s}({2:%u}){3:%s}", directory.c_str(), name.c_str(), n, extension.c_str());
-        file = tryCreate();
-        if (file)
+        result =
+            probe(FormatText(L"{0:%s}/{1:%s}({2:%u}){3:%s}", directory.c_str(), name.c_str(), n, extension.c_str()));
+        if (result == NameProbe::Free)
             name = FormatText(L"{0:%s}({1:%d})", name.c_str(), n);
-        if (++n == 0 && !file)
+        else if (++n == 0)
             return false;
     }
-    file.Reset();
-    return DeleteFileW(candidate.c_str()) != FALSE;
+    return true;
 }
 
 HRESULT CInternalDocumentStore::GetNewDocumentPath(const wchar_t* docName, const wchar_t* originalPath,
                                                    const std::wstring& extension, std::wstring& path) {
     CTraceScope trace(L"CInternalDocumentStore::GetNewDocumentPath");
+    m_nameRefusal.clear();
     if (const HRESULT hr = CreateStorageDirectory(); FAILED(hr))
         return hr;
 
@@ -232,13 +216,20 @@ HRESULT CInternalDocumentStore::GetNewDocumentPath(const wchar_t* docName, const
             name.erase(dot);
     }
 
+    m_nameRefusal = DescribeForbiddenName(name + tail);
+    if (!m_nameRefusal.empty())
+        return E_FAIL;
+
     // The first reservation comes before the info file exists, and every one between two writes of it.
     if (std::wstring infoPath; SUCCEEDED(GetInfoFilePath(infoPath, L".xml"))) {
         m_reservedPaths.insert(FullPath(infoPath));
         m_reservedPaths.insert(FullPath(CDocumentStoreXMLWriter::GetSiblingPath(infoPath)));
     }
-    if (!EnsureFilenameUnique(name, tail, m_storageDirectory, m_reservedPaths))
+    DWORD error = ERROR_SUCCESS;
+    if (!EnsureFilenameUnique(name, tail, m_storageDirectory, m_reservedPaths, error)) {
+        m_nameRefusal = DescribeRefusedName(name + tail, error);
         return E_FAIL;
+    }
     path = JoinPath(m_storageDirectory, name + tail);
     m_reservedPaths.insert(FullPath(path));
 

@@ -70,9 +70,13 @@ public:
                               const std::wstring& appPath);
 
     /// Reserves a file name for a document about to be saved, appends its record and rewrites the info file. Names
-    /// may be null. E_FAIL when no name is free; when only the info file fails, path and record stay.
+    /// may be null. E_FAIL when no name is free or the document may not have its name; when only the info file fails,
+    /// path and record stay.
     HRESULT GetNewDocumentPath(const wchar_t* docName, const wchar_t* originalPath, const std::wstring& extension,
                                std::wstring& path);
+
+    /// Why the last reservation found no name, as a sentence for the script's author; empty after any other outcome.
+    const std::wstring& GetNameRefusal() const { return m_nameRefusal; }
 
     /// Records in the order of their reservation; owned by the store.
     DocumentList* GetSavedDocumentList() const { return m_savedDocuments.get(); }
@@ -90,14 +94,14 @@ public:
     /// Appends all records' objects; stops at the first failure.
     HRESULT AddDocumentsToCOMCollection(ISavedDocumentCollection* pDocs);
 
+    /// Expires with the store: what refers to the store without owning it asks here before each use.
+    std::weak_ptr<const void> GetLifetime() const { return m_lifetime; }
+
 private:
     friend struct CInternalDocumentStorePeer; // the tests' way to states that no caller can reach
 
     struct LessNoCase {
         bool operator()(const std::wstring& left, const std::wstring& right) const;
-    /// Expires with the store: what refers to the store without owning it asks here before each use.
-    std::weak_ptr<const void> GetLifetime() const { return m_lifetime; }
-
     };
     using PathSet = std::set<std::wstring, LessNoCase>;
 
@@ -107,7 +111,7 @@ private:
     HRESULT CreateStorageDirectory() const;
     std::wstring GetGuidString() const;
     static bool EnsureFilenameUnique(std::wstring& name, const std::wstring& extension, const std::wstring& directory,
-                                     const PathSet& reserved);
+                                     const PathSet& reserved, DWORD& error);
 
     std::wstring m_storageDirectory;
     bool m_inited = false;
@@ -118,6 +122,6 @@ private:
     std::unique_ptr<DocumentList> m_savedDocuments;
     Microsoft::WRL::ComPtr<IStateChangeInstance> m_stateChangeInstance;
     PathSet m_reservedPaths; ///< a reserved name leaves no file behind that the next probe could find
-};
     std::wstring m_nameRefusal;
     std::shared_ptr<const void> m_lifetime = std::make_shared<char>(); ///< each store's own, never copied
+};

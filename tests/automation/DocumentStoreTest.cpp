@@ -197,6 +197,26 @@ TEST_F(DocumentStoreTest, IsCutOffFromAStoreThatIsGone) {
     EXPECT_EQ(change.references, 1u);
 }
 
+TEST_F(DocumentStoreTest, SaysWhatIsWrongWithAName) {
+    const std::pair<const wchar_t*, const wchar_t*> rows[] = {
+        {L"..\\..\\x", L"The document name \"..\\..\\x.doc\" cannot be a file name: it contains \"\\\"."},
+        {L"\u65e5\u672c?", L"The document name \"\u65e5\u672c?.doc\" cannot be a file name: it contains \"?\"."},
+        {L"a\nb", L"The document name \"a b.doc\" cannot be a file name: it contains the control character U+000A."},
+    };
+    for (const auto& [name, description] : rows) {
+        log.Clear();
+        SetErrorInfo(0, nullptr);
+        EXPECT_EQ(GetNew(name, L"", CComVariant(L"doc")), E_FAIL);
+        EXPECT_TRUE(log.Has(L"ERROR TalvinorGlobal: Call to GetNew failed with result code = 0x80004005"));
+        const CErrorInformation error;
+        ASSERT_TRUE(error.IsSet());
+        EXPECT_EQ(error.Interface(), IID_IDocumentStore);
+        EXPECT_EQ(error.Text(&IErrorInfo::GetDescription), description);
+        EXPECT_EQ(error.Text(&IErrorInfo::GetSource), L"");
+    }
+    EXPECT_TRUE(store.GetSavedDocumentList()->empty());
+}
+
 TEST_F(DocumentStoreTest, TakesItsStoreOnlyOnce) {
     log.Clear();
     EXPECT_THROW(static_cast<CComObject<CDocumentStore>*>(object.p)->SetInternalDocumentStore(&store),

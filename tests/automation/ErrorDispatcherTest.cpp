@@ -55,6 +55,21 @@ TEST_F(ErrorDispatcher, PrefersTheGivenTexts) {
     EXPECT_EQ(context, 7u);
 }
 
+TEST_F(ErrorDispatcher, TakesAWideDescriptionAsItIs) {
+    EXPECT_EQ(CDispatcher::Error(E_FAIL, std::wstring(L"\u65e5\u672c {0} %s")), E_FAIL);
+    const CErrorInformation given;
+    ASSERT_TRUE(given.IsSet());
+    EXPECT_EQ(given.Interface(), IID_ISavedDocument);
+    EXPECT_EQ(given.Text(&IErrorInfo::GetDescription), L"\u65e5\u672c {0} %s");
+    EXPECT_EQ(given.Text(&IErrorInfo::GetSource), L"");
+
+    const HRESULT hr = HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED);
+    EXPECT_EQ(CDispatcher::Error(hr, std::wstring()), hr);
+    EXPECT_EQ(CErrorInformation().Text(&IErrorInfo::GetDescription), SystemText(ERROR_ACCESS_DENIED));
+    EXPECT_EQ(CDispatcher::Error(S_FALSE, std::wstring(L"text")), S_FALSE);
+    EXPECT_FALSE(CErrorInformation().IsSet());
+}
+
 TEST_F(ErrorDispatcher, LeavesTheDescriptionOfAnotherFacilityEmpty) {
     EXPECT_EQ(CDispatcher::Error(E_POINTER), E_POINTER);
     const CErrorInformation error;

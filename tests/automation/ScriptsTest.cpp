@@ -163,6 +163,42 @@ TEST_F(Scripts, SeeTheDescriptionOfAFailure) {
     }
 }
 
+TEST_F(Scripts, LearnWhatIsWrongWithAName) {
+    const std::pair<const wchar_t*, const wchar_t*> rows[] = {
+        {vb, L"Dim p\np = Store.GetNew(\"..\\x\", \"\", \".doc\")"},
+        {js, L"\nvar p = Store.GetNew('..\\\\x', '', '.doc');"},
+    };
+    for (const auto& [language, text] : rows) {
+        EXPECT_FALSE(Run(language, text));
+        EXPECT_EQ(error.code, E_FAIL);
+        EXPECT_EQ(error.description, L"The document name \"..\\x.doc\" cannot be a file name: it contains \"\\\".");
+        EXPECT_EQ(error.line, 2u);
+    }
+}
+
+TEST_F(Scripts, CleanAWindowsTitleBeforeItNamesADocument) {
+    const std::pair<const wchar_t*, const wchar_t*> rows[] = {
+        {vb, LR"(Function FileName(title)
+                     With New RegExp
+                         .Pattern = "[\x00-\x1F\x7F-\x9F\\/:*?""<>|]"
+                         .Global = True
+                         FileName = Left(Trim(.Replace(title, "_")), 80)
+                     End With
+                 End Function
+                 Store.GetNew FileName("*C:\New <draft>? - " & Chr(9) & "Notepad"), "", "txt")"},
+        {js, LR"(function fileName(title) {
+                     return title.replace(/[\x00-\x1F\x7F-\x9F\\\/:*?"<>|]/g, "_").substr(0, 80);
+                 }
+                 Store.GetNew(fileName("*C:\\New <draft>? - \tNotepad"), "", "txt");)"},
+    };
+    const wchar_t* expected = L"_C__New _draft__ - _Notepad.txt";
+    for (const auto& [language, text] : rows) {
+        EXPECT_TRUE(Run(language, text)) << error.description << ' ' << error.line;
+        EXPECT_EQ(LastFile(), expected) << language;
+        expected = L"_C__New _draft__ - _Notepad(1).txt";
+    }
+}
+
 TEST_F(Scripts, FindPlaceholdersNotImplemented) {
     CComPtr<IScriptState> state;
     CComPtr<ISavedDocument> document;
