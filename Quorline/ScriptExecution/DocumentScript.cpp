@@ -1,5 +1,6 @@
 #include "ScriptExecution/DocumentScript.h"
 
+#include "ScriptExecution/WildcardPattern.h"
 #include "logging/Logging.h"
 #include "protection/ProcessInfo.h"
 #include "protection/ProtectedAppEnumerator.h"
@@ -11,41 +12,11 @@
 #include <algorithm>
 #include <cstdio>
 #include <limits>
-#include <string_view>
 
 namespace {
-bool IsMatch(std::wstring_view pattern, std::wstring_view value) {
-    std::size_t at = 0;  // in the pattern
-    std::size_t pos = 0; // in the value
-    const auto skipStars = [&] { at = std::min(pattern.find_first_not_of(L'*', at), pattern.size()); };
-
-    while (at < pattern.size() && pos < value.size()) {
-        if (pattern[at] == L'*') {
-            skipStars();
-            if (at == pattern.size())
-                pos = value.size();
-            else {
-                const std::wstring_view run = pattern.substr(at, pattern.find(L'*', at) - at);
-                const std::size_t found = value.find(run, pos);
-                // kept: the first occurrence is final, nothing is tried again further on.
-                if (found == std::wstring_view::npos)
-                    return false;
-                pos = found + run.size();
-                at += run.size();
-            }
-        } else if (pattern[at] == value[pos]) {
-            ++at;
-            ++pos;
-        } else
-            return false;
-    }
-    skipStars();
-    return at == pattern.size() && pos == value.size();
-}
-
 bool IsAnyMatch(const std::unique_ptr<std::set<std::wstring>>& patterns, const std::wstring& value) {
     return patterns && std::any_of(patterns->begin(), patterns->end(),
-                                   [&value](const std::wstring& pattern) { return IsMatch(pattern, value); });
+                                   [&value](const std::wstring& pattern) { return MatchesPattern(pattern, value); });
 }
 
 void AddPattern(std::unique_ptr<std::set<std::wstring>>& patterns, std::wstring pattern) {
