@@ -11,7 +11,6 @@
 
 #include <expat.h>
 
-#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cwchar>
@@ -21,12 +20,6 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
-
-/// An open element: which one it is, and how many children of each kind it has had.
-template <std::size_t ChildKinds> struct CExpatParseState {
-    std::size_t element;
-    std::array<unsigned, ChildKinds> seen{};
-};
 
 template <std::size_t ChildKinds> class CExpatParser {
 public:

@@ -1,16 +1,15 @@
 #pragma once
 
-// The state machine that an info file drives: which element may stand in which, and what its text sets. A second
-// element of one kind under one parent is ignored, and so is every element that the table does not know, each with its
-// whole subtree; only Doc repeats. Names are compared exactly.
+// Fills the records of an info from its file: what expat finds drives the table of elements, and the text of each sets
+// what it stands for.
 
 #include "Common/ExpatParseState.h"
 #include "InternalSavedDocument.h"
+#include "ScriptExecution/InfoFileElements.h"
 
 #include <memory>
 #include <string>
 #include <string_view>
-#include <vector>
 
 class CDocumentStoreInfo;
 
@@ -25,11 +24,9 @@ protected:
     void HandleCharacterData(std::wstring_view text) override;
 
 private:
-    void Apply(std::size_t element, const std::wstring& text);
+    void Apply(InfoFileElement element, const std::wstring& text);
 
     CDocumentStoreInfo& m_info;
-    std::vector<CExpatParseState<16>> m_states;
-    std::size_t m_ignoredDepth = 0; ///< open elements in the subtree that is being ignored
-    std::wstring m_text;
+    CInfoFileElements m_elements;
     std::unique_ptr<CInternalSavedDocument> m_document;
 };

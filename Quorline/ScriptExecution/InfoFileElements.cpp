@@ -1,0 +1,107 @@
+#include "ScriptExecution/InfoFileElements.h"
+
+#include <utility>
+
+namespace {
+using enum InfoFileElement;
+
+struct Rule {
+    InfoFileElement parent;
+    std::wstring_view name;
+    InfoFileElement child;
+    bool text;
+};
+
+constexpr Rule rules[] = {
+    {Document, L"DocStore", DocStore, false},
+    {DocStore, L"Guid", StoreGuid, true},
+    {DocStore, L"Docs", Docs, false},
+    {DocStore, L"StateChange", StateChange, false},
+    {StateChange, L"Type", Type, true},
+    {StateChange, L"When", When, true},
+    {StateChange, L"Guid", StateChangeGuid, true},
+    {Docs, L"Doc", Doc, false},
+    {Doc, L"Name", Name, true},
+    {Doc, L"OrigPath", OrigPath, true},
+    {Doc, L"TempPath", TempPath, true},
+    {Doc, L"AppName", AppName, true},
+    {Doc, L"AppPath", AppPath, true},
+    {Doc, L"Rec", Rec, true},
+    {Doc, L"SaveScript", SaveScript, true},
+    {Doc, L"RestoreScript", RestoreScript, true},
+};
+
+InfoFileElement ElementOf(const CExpatParseState<16>& state) {
+    return static_cast<InfoFileElement>(state.element);
+}
+
+bool CollectsText(InfoFileElement element) {
+    for (const Rule& rule : rules)
+        if (rule.child == element)
+            return rule.text;
+    return false;
+}
+
+std::wstring Trim(const std::wstring& text) {
+    static constexpr wchar_t blanks[] = L" \r\t\n";
+    const auto begin = text.find_first_not_of(blanks);
+    return begin == std::wstring::npos ? std::wstring() : text.substr(begin, text.find_last_not_of(blanks) - begin + 1);
+}
+} // namespace
+
+CInfoFileElements::CInfoFileElements() {
+    m_states.push_back({static_cast<std::size_t>(Document)});
+}
+
+std::optional<InfoFileElement> CInfoFileElements::Begin(std::wstring_view name) {
+    if (m_ignoredDepth == 0) {
+        auto& parent = m_states.back();
+        for (const Rule& rule : rules) {
+            if (rule.parent != ElementOf(parent) || rule.name != name)
+                continue;
+            const auto child = static_cast<std::size_t>(rule.child);
+            if (parent.seen[child]++ > 0 && rule.child != Doc)
+                break;
+            m_states.push_back({child});
+            if (rule.text)
+                m_text.clear();
+            return rule.child;
+        }
+    }
+    ++m_ignoredDepth;
+    return std::nullopt;
+}
+
+std::optional<CInfoFileElement> CInfoFileElements::End() {
+    if (m_ignoredDepth > 0) {
+        --m_ignoredDepth;
+        return std::nullopt;
+    }
+    const InfoFileElement element = ElementOf(m_states.back());
+    m_states.pop_back();
+    // Only here, for what collected it: trimmed at every element's end, a long text would cost its length each time.
+    return CInfoFileElement{element, CollectsText(element) ? Trim(m_text) : std::wstring()};
+}
+
+void CInfoFileElements::AddText(std::wstring_view text) {
+    if (m_ignoredDepth == 0 && CollectsText(ElementOf(m_states.back())))
+        m_text += text;
+}
+
+std::optional<std::array<unsigned short, 6>> ReadInfoFileTime(std::wstring_view text) {
+    static constexpr std::wstring_view pattern = L"dddd-dd-ddTdd:dd:dd";
+    std::array<unsigned short, 6> numbers{};
+    std::size_t number = 0;
+    if (text.size() != pattern.size())
+        return std::nullopt;
+    for (std::size_t i = 0; i < pattern.size(); ++i) {
+        const bool digit = text[i] >= L'0' && text[i] <= L'9';
+        if (pattern[i] == L'd' ? !digit : text[i] != pattern[i])
+            return std::nullopt;
+        if (digit)
+            numbers[number] = static_cast<unsigned short>(numbers[number] * 10 + (text[i] - L'0'));
+        else
+            ++number;
+    }
+    return numbers;
+}

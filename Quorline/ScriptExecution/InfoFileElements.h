@@ -1,0 +1,64 @@
+#pragma once
+
+// The elements of an info file: which of them may stand in which, and what text they hold. A second element of one kind
+// under one parent is ignored, and so is every element that the table does not know, each with its whole subtree; only
+// Doc repeats. Names are compared exactly.
+//
+// Knows neither the parser that reads the file nor the records that are filled from it.
+
+#include "Common/ElementState.h"
+
+#include <array>
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+enum class InfoFileElement : std::size_t {
+    DocStore,
+    StoreGuid,
+    StateChange,
+    When,
+    Type,
+    StateChangeGuid,
+    Docs,
+    Doc,
+    Name,
+    OrigPath,
+    TempPath,
+    AppName,
+    AppPath,
+    Rec,
+    SaveScript,
+    RestoreScript,
+    Document // what stands around the root
+};
+
+/// An element that has ended.
+struct CInfoFileElement {
+    InfoFileElement element;
+    std::wstring text; ///< without the white space around it; empty when the element holds no text
+};
+
+class CInfoFileElements {
+public:
+    CInfoFileElements();
+
+    /// The element that begins; nothing when it is ignored.
+    std::optional<InfoFileElement> Begin(std::wstring_view name);
+    /// To be called once for each Begin. The element that ends; nothing when it was ignored.
+    std::optional<CInfoFileElement> End();
+    void AddText(std::wstring_view text);
+
+    /// Whether no root element has begun, apart from what is ignored.
+    bool IsOutsideRoot() const noexcept { return m_states.size() == 1; }
+
+private:
+    std::vector<CExpatParseState<16>> m_states;
+    std::size_t m_ignoredDepth = 0; ///< open elements in the subtree that is being ignored
+    std::wstring m_text;
+};
+
+/// Year, month, day, hour, minute and second of "2024-03-07T17:05:09"; nothing for any other text.
+std::optional<std::array<unsigned short, 6>> ReadInfoFileTime(std::wstring_view text);
