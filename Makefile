@@ -6,7 +6,7 @@ PACKAGES := cmake/install-packages.sh
 DEPS := build/deps
 WINE := cmake/wine-run.sh
 
-.PHONY: help build test demo lint coverage bench soak deps clean
+.PHONY: help build test demo lint coverage bench fuzz soak deps clean
 .DEFAULT_GOAL := build
 
 help: ## list the targets
@@ -61,10 +61,16 @@ bench: deps ## build and run the benchmarks
 	[ -n "$$programs" ] || { echo "no benchmark was built" >&2; exit 1; }; \
 	for program in $$programs; do echo "== $$program"; $(WINE) "$$program" || exit 1; done
 
+FUZZ_SECONDS ?= 60
+fuzz: ## look for inputs that break a parser, FUZZ_SECONDS (60) for each
+	@$(PACKAGES) fuzz
+	@tests/fuzz/run.sh build/fuzz $(FUZZ_SECONDS)
+
 soak: deps ## run the long tests
 	$(call build_preset,release)
 	$(call warm_prefix)
 	@ctest --preset soak
+	@$(MAKE) --no-print-directory fuzz FUZZ_SECONDS=300
 
 clean: ## remove everything that was built; the cache of dependencies stays
 	@cmake/wine-run.sh --stop

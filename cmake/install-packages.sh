@@ -1,6 +1,6 @@
 #!/bin/bash
 # Installs the Debian packages that a job needs and the machine lacks: install-packages.sh JOB...
-# Jobs: build run demo lint coverage. Cheap and silent when everything is there.
+# Jobs: build run demo lint coverage fuzz. Cheap and silent when everything is there.
 set -euo pipefail
 
 declare -A PACKAGES=(
@@ -15,6 +15,8 @@ declare -A PACKAGES=(
     [demo]="xvfb xauth xdotool imagemagick"
     [lint]="clang-format clang-tidy shellcheck git python3"
     [coverage]="python3"
+    # For the build machine itself, not for Windows.
+    [fuzz]="clang libclang-rt-dev g++ cmake ninja-build libexpat1-dev nlohmann-json3-dev"
 )
 
 wanted=()
