@@ -3,24 +3,27 @@
 // What scripts see as "Process": one running process of a protected application and its visible top-level windows.
 
 #include "HostInterfaces.h"
+#include "TargetProcess.h"
 
 #include <atlbase.h>
 #include <atlcom.h>
 
-#include <string>
+#include <memory>
 
 class CProcess : public CComObjectRootEx<CComSingleThreadModel>,
-                 public IDispatchImpl<IProcess, &IID_IProcess, &LIBID_TalvinorSessionLib, 1, 0> {
+                 public IDispatchImpl<IProcess, &IID_IProcess, &LIBID_TalvinorSessionLib, 1, 0>,
+                 public ISupportErrorInfoImpl<&IID_IProcess> {
 public:
     BEGIN_COM_MAP(CProcess)
     COM_INTERFACE_ENTRY(IProcess)
     COM_INTERFACE_ENTRY(IDispatch)
+    COM_INTERFACE_ENTRY(ISupportErrorInfo)
     END_COM_MAP()
 
-    /// Full path of a process's executable; empty when the process is gone or may not be looked into.
-    static std::wstring ReadPath(DWORD processId);
+    static CComPtr<IDispatch> Create(std::shared_ptr<CTargetProcess> target);
 
-    static HRESULT Create(DWORD processId, const std::wstring& path, IDispatch** ppProcess);
+    static const IID& ErrorInterface() noexcept { return IID_IProcess; }
+    std::wstring Describe() const { return m_target->Describe(); }
 
     STDMETHOD(get_Id)(long* pId) override;
     STDMETHOD(get_ImageName)(BSTR* pName) override;
@@ -28,6 +31,5 @@ public:
     STDMETHOD(get_Windows)(IProcessWindows** ppWindows) override;
 
 private:
-    DWORD m_id = 0;
-    std::wstring m_path;
+    std::shared_ptr<CTargetProcess> m_target;
 };

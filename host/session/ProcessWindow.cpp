@@ -1,92 +1,76 @@
 #include "ProcessWindow.h"
 
-#include "ComResult.h"
+#include "NewObject.h"
+#include "SessionError.h"
 
 #include <array>
-#include <string>
+#include <cwchar>
 
 namespace {
-constexpr UINT AnswerTimeout = 10000; // milliseconds
+using ClassName = std::array<wchar_t, 257>;
 
-std::wstring ReadClassName(HWND window) {
-    std::array<wchar_t, 257> name{};
-    const int length = GetClassNameW(window, name.data(), static_cast<int>(name.size()));
-    return std::wstring(name.data(), static_cast<std::size_t>(length));
+ClassName ReadClassName(HWND window) noexcept {
+    ClassName name{};
+    GetClassNameW(window, name.data(), static_cast<int>(name.size()));
+    return name;
 }
 
-BOOL CALLBACK FindEditControl(HWND window, LPARAM context) {
-    const std::wstring name = ReadClassName(window);
-    const bool isEdit = _wcsicmp(name.c_str(), L"Edit") == 0 || _wcsnicmp(name.c_str(), L"RichEdit", 8) == 0;
+BOOL CALLBACK FindEditControl(HWND window, LPARAM context) noexcept {
+    const ClassName name = ReadClassName(window);
+    const bool isEdit = _wcsicmp(name.data(), L"Edit") == 0 || _wcsnicmp(name.data(), L"RichEdit", 8) == 0;
     if (!isEdit || !IsWindowVisible(window))
         return TRUE;
     *reinterpret_cast<HWND*>(context) = window;
     return FALSE;
 }
-
-HRESULT Ask(HWND window, UINT message, WPARAM wParam, LPARAM lParam, DWORD_PTR& answer) {
-    SetLastError(ERROR_SUCCESS);
-    if (SendMessageTimeoutW(window, message, wParam, lParam, SMTO_ABORTIFHUNG, AnswerTimeout, &answer) != 0)
-        return S_OK;
-    const DWORD error = GetLastError();
-    return HRESULT_FROM_WIN32(error != ERROR_SUCCESS ? error : static_cast<DWORD>(ERROR_TIMEOUT));
-}
-
-/// WM_GETTEXT works across processes, unlike GetWindowText on a control.
-HRESULT ReadText(HWND window, std::wstring& text) {
-    DWORD_PTR length = 0;
-    HRESULT hr = Ask(window, WM_GETTEXTLENGTH, 0, 0, length);
-    if (FAILED(hr))
-        return hr;
-    text.assign(length + 1, L'\0');
-    DWORD_PTR copied = 0;
-    hr = Ask(window, WM_GETTEXT, text.size(), reinterpret_cast<LPARAM>(text.data()), copied);
-    text.resize(FAILED(hr) ? 0 : copied);
-    return hr;
-}
 } // namespace
 
-HRESULT CProcessWindow::Create(HWND window, IProcessWindow** ppWindow) {
-    CComObject<CProcessWindow>* object = nullptr;
-    const HRESULT hr = CComObject<CProcessWindow>::CreateInstance(&object);
-    if (FAILED(hr))
-        return hr;
-    const CComPtr<IProcessWindow> owner(object);
+CComPtr<IProcessWindow> CProcessWindow::Create(const std::shared_ptr<CTargetProcess>& target, HWND window) {
+    const auto object = NewObject<CProcessWindow>();
+    object->m_target = target;
     object->m_window = window;
-    return owner.CopyTo(ppWindow);
+    return CComPtr<IProcessWindow>(object);
+}
+
+std::wstring CProcessWindow::Describe() const {
+    std::array<wchar_t, 16> number{};
+    _snwprintf_s(number.data(), number.size(), _TRUNCATE, L"0x%lx", HandleToULong(m_window));
+    return L"window " + std::wstring(number.data()) + L" of " + m_target->Describe();
+}
+
+void CProcessWindow::RequireWindow() const {
+    if (!m_target->Owns(m_window))
+        throw CSessionError(HRESULT_FROM_WIN32(ERROR_INVALID_WINDOW_HANDLE),
+                            m_target->HasExited() ? L"the process has ended" : L"the window is gone");
 }
 
 STDMETHODIMP CProcessWindow::get_Handle(long* pHandle) {
-    if (pHandle == nullptr)
-        return E_POINTER;
-    *pHandle = HandleToLong(m_window); // window handles carry 32 significant bits
-    return S_OK;
+    // Window handles carry 32 significant bits.
+    return Answer(*this, L"Handle", pHandle, [&] { return HandleToLong(m_window); });
 }
 
 STDMETHODIMP CProcessWindow::get_Title(BSTR* pTitle) {
-    if (pTitle == nullptr)
-        return E_POINTER;
-    std::wstring title;
-    const HRESULT hr = ReadText(m_window, title);
-    return FAILED(hr) ? hr : ReturnText(title, pTitle);
+    return Answer(*this, L"Title", pTitle, [&] {
+        RequireWindow();
+        return m_target->ReadText(m_window);
+    });
 }
 
 STDMETHODIMP CProcessWindow::get_ClassName(BSTR* pClassName) {
-    return ReturnText(ReadClassName(m_window), pClassName);
+    return Answer(*this, L"ClassName", pClassName,
+                  [&] { return std::wstring(m_target->Owns(m_window) ? ReadClassName(m_window).data() : L""); });
 }
 
 STDMETHODIMP CProcessWindow::get_Text(BSTR* pText) {
-    if (pText == nullptr)
-        return E_POINTER;
-    HWND source = m_window;
-    EnumChildWindows(m_window, FindEditControl, reinterpret_cast<LPARAM>(&source));
-    std::wstring text;
-    const HRESULT hr = ReadText(source, text);
-    return FAILED(hr) ? hr : ReturnText(text, pText);
+    return Answer(*this, L"Text", pText, [&] {
+        RequireWindow();
+        HWND source = m_window;
+        EnumChildWindows(m_window, FindEditControl, reinterpret_cast<LPARAM>(&source));
+        return m_target->ReadText(source);
+    });
 }
 
 STDMETHODIMP CProcessWindow::get_Visible(VARIANT_BOOL* pVisible) {
-    if (pVisible == nullptr)
-        return E_POINTER;
-    *pVisible = IsWindowVisible(m_window) ? VARIANT_TRUE : VARIANT_FALSE;
-    return S_OK;
+    return Answer(*this, L"Visible", pVisible,
+                  [&] { return m_target->Owns(m_window) && IsWindowVisible(m_window) != FALSE; });
 }

@@ -1,51 +1,46 @@
 #include "Session.h"
 
-#include "ComResult.h"
 #include "Process.h"
+#include "SessionError.h"
 
 #include <array>
 
 STDMETHODIMP CSession::get_UserName(BSTR* pName) {
-    std::array<wchar_t, 257> name{};
-    DWORD size = static_cast<DWORD>(name.size());
-    if (pName == nullptr)
-        return E_POINTER;
-    if (!GetUserNameW(name.data(), &size))
-        return HRESULT_FROM_WIN32(GetLastError());
-    return ReturnText(name.data(), pName);
+    return Answer(*this, L"UserName", pName, [] {
+        std::array<wchar_t, 257> name{};
+        DWORD size = static_cast<DWORD>(name.size());
+        if (!GetUserNameW(name.data(), &size))
+            ThrowLastError();
+        return std::wstring(name.data());
+    });
 }
 
 STDMETHODIMP CSession::get_ComputerName(BSTR* pName) {
-    std::array<wchar_t, MAX_COMPUTERNAME_LENGTH + 1> name{};
-    DWORD size = static_cast<DWORD>(name.size());
-    if (pName == nullptr)
-        return E_POINTER;
-    if (!GetComputerNameW(name.data(), &size))
-        return HRESULT_FROM_WIN32(GetLastError());
-    return ReturnText(name.data(), pName);
+    return Answer(*this, L"ComputerName", pName, [] {
+        std::array<wchar_t, MAX_COMPUTERNAME_LENGTH + 1> name{};
+        DWORD size = static_cast<DWORD>(name.size());
+        if (!GetComputerNameW(name.data(), &size))
+            ThrowLastError();
+        return std::wstring(name.data());
+    });
 }
 
 STDMETHODIMP CSession::get_SessionId(long* pId) {
-    if (pId == nullptr)
-        return E_POINTER;
-    DWORD id = 0;
-    if (!ProcessIdToSessionId(GetCurrentProcessId(), &id))
-        return HRESULT_FROM_WIN32(GetLastError());
-    *pId = static_cast<long>(id);
-    return S_OK;
+    return Answer(*this, L"SessionId", pId, [] {
+        DWORD id = 0;
+        if (!ProcessIdToSessionId(GetCurrentProcessId(), &id))
+            ThrowLastError();
+        return static_cast<long>(id);
+    });
 }
 
 STDMETHODIMP CSession::get_IsRemote(VARIANT_BOOL* pRemote) {
-    if (pRemote == nullptr)
-        return E_POINTER;
-    *pRemote = GetSystemMetrics(SM_REMOTESESSION) != 0 ? VARIANT_TRUE : VARIANT_FALSE;
-    return S_OK;
+    return Answer(*this, L"IsRemote", pRemote, [] { return GetSystemMetrics(SM_REMOTESESSION) != 0; });
 }
 
 STDMETHODIMP CSession::GetProcess(unsigned long processId, IDispatch** ppProcess) {
-    if (ppProcess == nullptr)
-        return E_POINTER;
-    *ppProcess = nullptr;
-    const std::wstring path = CProcess::ReadPath(processId);
-    return path.empty() ? S_OK : CProcess::Create(processId, path, ppProcess);
+    return Answer(*this, L"GetProcess", ppProcess, [&] {
+        auto process = std::make_shared<CTargetProcess>(processId);
+        return process->Path().empty() ? CComPtr<IDispatch>() : CProcess::Create(std::move(process));
+    });
 }

@@ -8,9 +8,12 @@
 #include <atlbase.h>
 #include <atlcom.h>
 
+#include <string>
+
 class CSession : public CComObjectRootEx<CComSingleThreadModel>,
                  public CComCoClass<CSession, &CLSID_Session>,
-                 public IDispatchImpl<ISession, &IID_ISession, &LIBID_TalvinorSessionLib, 1, 0> {
+                 public IDispatchImpl<ISession, &IID_ISession, &LIBID_TalvinorSessionLib, 1, 0>,
+                 public ISupportErrorInfoImpl<&IID_ISession> {
 public:
     DECLARE_REGISTRY_RESOURCEID(IDR_SESSION)
     DECLARE_NOT_AGGREGATABLE(CSession)
@@ -18,7 +21,11 @@ public:
     BEGIN_COM_MAP(CSession)
     COM_INTERFACE_ENTRY(ISession)
     COM_INTERFACE_ENTRY(IDispatch)
+    COM_INTERFACE_ENTRY(ISupportErrorInfo)
     END_COM_MAP()
+
+    static const IID& ErrorInterface() noexcept { return IID_ISession; }
+    std::wstring Describe() const { return L"the session"; }
 
     STDMETHOD(get_UserName)(BSTR* pName) override;
     STDMETHOD(get_ComputerName)(BSTR* pName) override;

@@ -1,29 +1,32 @@
 #include "VariantEnumerator.h"
 
+#include "NewObject.h"
+#include "SessionError.h"
+
 #include <algorithm>
 
-HRESULT CVariantEnumerator::Create(std::vector<CComPtr<IDispatch>> items, std::size_t position, IUnknown** ppEnum) {
-    CComObject<CVariantEnumerator>* object = nullptr;
-    const HRESULT hr = CComObject<CVariantEnumerator>::CreateInstance(&object);
-    if (FAILED(hr))
-        return hr;
-    const CComPtr<IEnumVARIANT> owner(object);
+CComPtr<IUnknown> CVariantEnumerator::Create(std::vector<CComPtr<IDispatch>> items, std::size_t position) {
+    const auto object = NewObject<CVariantEnumerator>();
     object->m_items = std::move(items);
     object->m_position = position;
-    return owner->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(ppEnum));
+    return CComPtr<IUnknown>(static_cast<IEnumVARIANT*>(object));
 }
 
 STDMETHODIMP CVariantEnumerator::Next(ULONG count, VARIANT* items, ULONG* fetched) {
-    if (items == nullptr || (fetched == nullptr && count != 1))
-        return E_POINTER;
-    const auto given = static_cast<ULONG>(std::min<std::size_t>(count, m_items.size() - m_position));
-    for (ULONG i = 0; i < given; ++i) {
-        items[i].vt = VT_DISPATCH;
-        items[i].pdispVal = CComPtr<IDispatch>(m_items[m_position++]).Detach();
-    }
-    if (fetched != nullptr)
-        *fetched = given;
-    return given == count ? S_OK : S_FALSE;
+    return Guarded(*this, L"Next", [&] {
+        if (fetched != nullptr)
+            *fetched = 0;
+        if ((items == nullptr && count != 0) || (fetched == nullptr && count != 1))
+            throw CSessionError(E_POINTER, L"there is no place for the answer");
+        const auto given = static_cast<ULONG>(std::min<std::size_t>(count, m_items.size() - m_position));
+        for (ULONG i = 0; i < given; ++i) {
+            items[i].vt = VT_DISPATCH;
+            items[i].pdispVal = CComPtr<IDispatch>(m_items[m_position++]).Detach();
+        }
+        if (fetched != nullptr)
+            *fetched = given;
+        return given == count ? S_OK : S_FALSE;
+    });
 }
 
 STDMETHODIMP CVariantEnumerator::Skip(ULONG count) {
@@ -38,10 +41,6 @@ STDMETHODIMP CVariantEnumerator::Reset() {
 }
 
 STDMETHODIMP CVariantEnumerator::Clone(IEnumVARIANT** ppEnum) {
-    if (ppEnum == nullptr)
-        return E_POINTER;
-    *ppEnum = nullptr;
-    CComPtr<IUnknown> copy;
-    const HRESULT hr = Create(m_items, m_position, &copy);
-    return FAILED(hr) ? hr : copy->QueryInterface(IID_IEnumVARIANT, reinterpret_cast<void**>(ppEnum));
+    return Answer(*this, L"Clone", ppEnum,
+                  [&] { return CComPtr<IEnumVARIANT>(CComQIPtr<IEnumVARIANT>(Create(m_items, m_position))); });
 }
