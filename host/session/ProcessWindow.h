@@ -29,7 +29,7 @@ public:
     STDMETHOD(get_Handle)(long* pHandle) override;
 
     /// The whole title or text, up to 16 M characters. It fails when the window is gone or does not answer, so that a
-    /// script never mistakes a hung application's text for an empty one.
+    /// script never mistakes a hung application's text for an empty one; all windows of a process share 10 seconds.
     STDMETHOD(get_Title)(BSTR* pTitle) override;
     STDMETHOD(get_Text)(BSTR* pText) override;
 

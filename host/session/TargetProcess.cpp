@@ -109,12 +109,19 @@ std::wstring CTargetProcess::ReadText(HWND window) {
     return text;
 }
 
+/// Only the time spent waiting counts, so that a script may take its own.
 DWORD_PTR CTargetProcess::Ask(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+    if (m_timeLeft == 0)
+        throw CSessionError(HRESULT_FROM_WIN32(ERROR_TIMEOUT), L"the process has used up the " +
+                                                                   std::to_wstring(AnswerTime / 1000) +
+                                                                   L" seconds in which its windows had to answer");
     DWORD_PTR answer = 0;
+    const ULONGLONG asked = GetTickCount64();
     SetLastError(ERROR_SUCCESS);
     const bool answered =
-        SendMessageTimeoutW(window, message, wParam, lParam, SMTO_ABORTIFHUNG, AnswerTime, &answer) != 0;
+        SendMessageTimeoutW(window, message, wParam, lParam, SMTO_ABORTIFHUNG, m_timeLeft, &answer) != 0;
     const DWORD error = GetLastError();
+    m_timeLeft -= static_cast<DWORD>(std::min<ULONGLONG>(GetTickCount64() - asked, m_timeLeft));
     if (answered)
         return answer;
     if (HasExited())

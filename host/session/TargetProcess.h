@@ -22,7 +22,7 @@ class CTargetProcess {
 public:
     /// Characters of a window's text; what goes beyond is cut off, with a warning in the log.
     static constexpr std::size_t LongestText = 16'777'216;
-    /// Milliseconds that the process may take for an answer.
+    /// Milliseconds that the process may keep this object waiting, for the answers of all its windows together.
     static constexpr DWORD AnswerTime = 10'000;
 
     /// Holds on to the process, so that its identifier names no other one as long as the object lives. A process that
@@ -43,7 +43,7 @@ public:
     /// Whether the window is still one of this process: a handle may be used again for another one's window.
     bool Owns(HWND window) const noexcept;
     /// The text of a window or control, by WM_GETTEXT, which works across processes, unlike GetWindowText on a control.
-    /// Fails when the process has ended, does not answer.
+    /// Fails when the process has ended, does not answer, or has used up its time.
     std::wstring ReadText(HWND window);
 
 private:
@@ -54,4 +54,5 @@ private:
     bool m_hadExited = false; ///< before the object was made
     std::wstring m_path;
     std::wstring m_imageName;
+    DWORD m_timeLeft = AnswerTime;
 };

@@ -44,6 +44,9 @@ private:
                                    answer);
     }
 
+    static ULONGLONG WINAPI Now() { return s_current->passed; }
+
     static inline CWindowQuestions* s_current = nullptr;
     CImportHook m_ask{SessionServer(), "SendMessageTimeoutW", &Ask};
+    CImportHook m_now{SessionServer(), "GetTickCount64", &Now};
 };
