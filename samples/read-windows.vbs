@@ -8,12 +8,10 @@ Dim session, candidate, id, index
 Set session = CreateObject("Talvinor.Session")
 For id = 4 To HighestProcessId Step 4
     Set candidate = session.GetProcess(id)
-    If Not candidate Is Nothing Then
-        If LCase(candidate.ImageName) = "notepad.exe" Then
-            For index = 0 To candidate.Windows.Count - 1
-                WScript.Echo "process " & id
-                WScript.Echo candidate.Windows.Item(index).Text
-            Next
-        End If
+    If LCase(candidate.ImageName) = "notepad.exe" Then
+        For index = 0 To candidate.Windows.Count - 1
+            WScript.Echo "process " & id
+            WScript.Echo candidate.Windows.Item(index).Text
+        Next
     End If
 Next

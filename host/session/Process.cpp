@@ -25,3 +25,7 @@ STDMETHODIMP CProcess::get_Path(BSTR* pPath) {
 STDMETHODIMP CProcess::get_Windows(IProcessWindows** ppWindows) {
     return Answer(*this, L"Windows", ppWindows, [&] { return CProcessWindows::Create(m_target); });
 }
+
+STDMETHODIMP CProcess::get_HasExited(VARIANT_BOOL* pExited) {
+    return Answer(*this, L"HasExited", pExited, [&] { return m_target->HasExited(); });
+}

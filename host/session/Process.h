@@ -1,6 +1,7 @@
 #pragma once
 
-// What scripts see as "Process": one running process of a protected application and its visible top-level windows.
+// What scripts see as "Process": one running process of a protected application and its visible top-level windows. One
+// that ended before its script's turn is there as well: it says so, and has no windows.
 
 #include "HostInterfaces.h"
 #include "TargetProcess.h"
@@ -29,6 +30,7 @@ public:
     STDMETHOD(get_ImageName)(BSTR* pName) override;
     STDMETHOD(get_Path)(BSTR* pPath) override;
     STDMETHOD(get_Windows)(IProcessWindows** ppWindows) override;
+    STDMETHOD(get_HasExited)(VARIANT_BOOL* pExited) override;
 
 private:
     std::shared_ptr<CTargetProcess> m_target;

@@ -39,8 +39,6 @@ STDMETHODIMP CSession::get_IsRemote(VARIANT_BOOL* pRemote) {
 }
 
 STDMETHODIMP CSession::GetProcess(unsigned long processId, IDispatch** ppProcess) {
-    return Answer(*this, L"GetProcess", ppProcess, [&] {
-        auto process = std::make_shared<CTargetProcess>(processId);
-        return process->Path().empty() ? CComPtr<IDispatch>() : CProcess::Create(std::move(process));
-    });
+    return Answer(*this, L"GetProcess", ppProcess,
+                  [&] { return CProcess::Create(std::make_shared<CTargetProcess>(processId)); });
 }

@@ -32,6 +32,7 @@ public:
     STDMETHOD(get_SessionId)(long* pId) override;
     STDMETHOD(get_IsRemote)(VARIANT_BOOL* pRemote) override;
 
-    /// S_OK with a null process when there is no such process or it cannot be looked into.
+    /// Never null: a process that has ended, perhaps since it was looked for, has an object that says so and has no
+    /// windows, so that a script finds nothing to save.
     STDMETHOD(GetProcess)(unsigned long processId, IDispatch** ppProcess) override;
 };

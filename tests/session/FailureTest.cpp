@@ -22,6 +22,10 @@ BOOL WINAPI RefuseWindows(WNDENUMPROC, LPARAM) {
     SetLastError(ERROR_ACCESS_DENIED);
     return FALSE;
 }
+HANDLE WINAPI RefuseProcess(DWORD, BOOL, DWORD) {
+    SetLastError(ERROR_ACCESS_DENIED);
+    return nullptr;
+}
 BSTR WINAPI NoText(const OLECHAR*, UINT) {
     return nullptr;
 }
@@ -77,6 +81,17 @@ TEST_F(AFailure, ToListTheWindowsNamesTheProcess) {
     EXPECT_EQ(process->get_Windows(&windows), E_ACCESSDENIED);
     EXPECT_THAT(Description(), StartsWith(L"Windows of process " + std::to_wstring(app.Id()) + L" (TestApp.exe): "));
     EXPECT_FALSE(windows);
+}
+
+TEST_F(AFailure, ToOpenAProcessThatIsThereIsNotTakenForItsEnd) {
+    const CImportHook refused(SessionServer(), "OpenProcess", &RefuseProcess);
+    const auto process = ProcessOf(app.Id());
+    VARIANT_BOOL exited = VARIANT_TRUE;
+    EXPECT_EQ(process->get_HasExited(&exited), S_OK);
+    EXPECT_EQ(exited, VARIANT_FALSE);
+    EXPECT_EQ(TextOf(process.p, &IProcess::get_Path), L"");
+    EXPECT_EQ(TextOf(process.p, &IProcess::get_ImageName), L"");
+    EXPECT_EQ(TextOf(WindowOf(process).p, &IProcessWindow::get_Title), L"Letter");
 }
 
 TEST_F(AFailure, ToMakeATextIsOutOfMemory) {

@@ -84,6 +84,7 @@ TEST_F(TheSession, AnswersNobodyWithoutAPlaceForTheAnswer) {
         {L"ImageName of process ", process->get_ImageName(nullptr)},
         {L"Path of process ", process->get_Path(nullptr)},
         {L"Windows of process ", process->get_Windows(nullptr)},
+        {L"HasExited of process ", process->get_HasExited(nullptr)},
         {L"Windows.Item of process ", windows->get_Item(0, nullptr)},
         {L"Windows.Count of process ", windows->get_Count(nullptr)},
         {L"Windows of process ", windows->get__NewEnum(nullptr)},
