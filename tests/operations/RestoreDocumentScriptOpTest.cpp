@@ -85,6 +85,24 @@ TEST_F(RestoreOpTest, TheDocumentCountsAsRecoveredBeforeTheScriptRuns) {
     EXPECT_EQ(m_op.GetSavedDocument().GetStatus(), TEMP_DOCUMENT_RECOVERED) << "a script that fails changes nothing";
 }
 
+TEST_F(RestoreOpTest, TheScriptItselfReadsTheDocumentAsRecovered) {
+    const std::wstring append = L"With CreateObject(\"Scripting.FileSystemObject\").OpenTextFile(\"" + RestoredPath() +
+                                L"\", 8, True)\n"
+                                L"  .WriteLine documents.Count & \" \" & documents.Item(0).Name & \" \" & "
+                                L"documents.Item(0).IsRecovered\n"
+                                L"  .Close\n"
+                                L"End With\n";
+    const std::wstring text = L"Set documents = TalvinorRestoreScriptArgs.RestoreDocuments\n" + append;
+    CInternalSavedDocument other = MakeDocument(text);
+    other.SetDocName(L"Note");
+    for (const CInternalSavedDocument& document : {MakeDocument(text), other}) {
+        m_op.SetSavedDocument(document);
+        EXPECT_EQ(m_op.Run(), S_OK);
+    }
+    EXPECT_THAT(Restored(), ElementsAre("1 Letter 1", "1 Note 1"));
+    EXPECT_EQ(other.GetStatus(), TEMP_DOCUMENT_NOT_RECOVERED) << "the operation has a record of its own";
+}
+
 TEST_F(RestoreOpTest, AddingTheItemsAloneMarksItToo) {
     m_op.SetSavedDocument(MakeDocument(L""));
     EXPECT_EQ(m_op.AddNamedItems(), S_OK);
