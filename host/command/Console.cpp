@@ -1,5 +1,7 @@
 #include "Console.h"
 
+#include "IntlHelper/LineText.h"
+
 #include <windows.h>
 
 #include <cstdio>
@@ -21,17 +23,21 @@ std::wstring FromUtf8(std::string_view text) {
 }
 
 namespace {
-void Write(std::FILE* stream, std::wstring_view text) {
-    const std::string line = ToUtf8(text) + "\n";
+void Write(std::FILE* stream, std::string_view text) {
+    const std::string line = std::string(text) + "\n";
     std::fwrite(line.data(), 1, line.size(), stream);
     std::fflush(stream);
 }
 } // namespace
 
 void PrintLine(std::wstring_view text) {
-    Write(stdout, text);
+    Write(stdout, ToUtf8(ShowControls(text)));
 }
 
 void PrintError(std::wstring_view text) {
-    Write(stderr, std::wstring(L"quorline: ").append(text));
+    Write(stderr, "quorline: " + ToUtf8(ShowControls(text)));
+}
+
+void PrintData(std::string_view utf8) {
+    Write(stdout, utf8);
 }

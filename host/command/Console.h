@@ -9,5 +9,10 @@ std::string ToUtf8(std::wstring_view text);
 std::wstring FromUtf8(std::string_view text);
 
 /// One line on standard output, or on standard error for trouble; flushed, so that progress is seen as it happens.
+/// Names and paths come from others: characters in the text that would break the line or turn it round are shown as
+/// escapes.
 void PrintLine(std::wstring_view text);
 void PrintError(std::wstring_view text);
+
+/// A text of many lines that is to be read by programs, as it is and with a line break behind it.
+void PrintData(std::string_view utf8);

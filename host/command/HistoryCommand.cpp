@@ -65,7 +65,8 @@ void PrintJson(const std::vector<CStoreEntry>& stores) {
         }
         list.push_back(std::move(entry));
     }
-    PrintLine(FromUtf8(ordered_json{{"stores", std::move(list)}}.dump(2)));
+    // Beyond ASCII as escapes: nothing in a name can then turn the text round on a terminal.
+    PrintData(ordered_json{{"stores", std::move(list)}}.dump(2, ' ', true));
 }
 
 void PrintTable(const std::vector<CStoreEntry>& stores) {

@@ -1,0 +1,18 @@
+#include "Console.h"
+
+#include <gtest/gtest.h>
+
+TEST(Console, ALineStaysALineWhateverIsInIt) {
+    testing::internal::CaptureStdout();
+    PrintLine(L"saved      a\r\ndone\u202e\x1b[2J \u00e9");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "saved      a\\u000D\\u000Adone\\u202E\\u001B[2J \xc3\xa9\n");
+    testing::internal::CaptureStderr();
+    PrintError(L"a\nb");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "quorline: a\\u000Ab\n");
+}
+
+TEST(Console, DataGoesOutAsItIs) {
+    testing::internal::CaptureStdout();
+    PrintData("{\n  \"a\": 1\n}");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "{\n  \"a\": 1\n}\n");
+}
