@@ -1,6 +1,7 @@
 #pragma once
 
-// What quorline.exe tells its caller.
+// What quorline.exe tells its caller. The table is the one place: --help prints it, and the operator's guide repeats
+// it.
 
 #include <exception>
 #include <string>
@@ -8,10 +9,27 @@
 
 enum class ExitCode : int {
     Done = 0,
-    Failed = 1,        ///< something that should have worked did not
-    BadInput = 2,      ///< the command line or a file given on it is wrong
-    Vetoed = 3,        ///< a save script stopped the state change
-    NotRegistered = 4, ///< a component is not registered on this machine
+    Failed = 1,
+    BadInput = 2,
+    Vetoed = 3,
+    NotRegistered = 4,
+    Unwritten = 5,
+};
+
+struct CExitCodeMeaning {
+    ExitCode code;
+    const wchar_t* meaning;
+};
+
+inline constexpr CExitCodeMeaning ExitCodeMeanings[] = {
+    {ExitCode::Done, L"done"},
+    {ExitCode::Failed, L"something that should have worked did not; the output says what"},
+    {ExitCode::BadInput, L"the command line or a file named on it is wrong; nothing was done"},
+    {ExitCode::Vetoed,
+     L"the state change is vetoed: a save script failed or vetoed it, or the save did not come to its end"},
+    {ExitCode::NotRegistered, L"a component is not registered on this machine; nothing was done"},
+    {ExitCode::Unwritten,
+     L"saved, and the machine may go, but a save script never wrote a document that it had asked for"},
 };
 
 /// Ends a command with one line of text for the user.

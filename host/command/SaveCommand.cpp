@@ -2,58 +2,61 @@
 #include "Commands.h"
 #include "Components.h"
 #include "Console.h"
+#include "HostLog.h"
 #include "HostStateChange.h"
-#include "InternalSavedDocument.h"
 #include "OperationThread.h"
+#include "SaveOperation.h"
 #include "SaveRecorder.h"
-#include "ScriptError.h"
-#include "ScriptExecution/StateChangeScriptOp.h"
-#include "logging/Exceptions.h"
+#include "StoreCatalog.h"
 
 namespace {
-/// The runner neither looks at the result of Run nor survives an exception out of it; the command wants both.
-class CSaveOp : public CStateChangeScriptOp {
-public:
-    long Run() override {
-        try {
-            m_result = CStateChangeScriptOp::Run();
-        } catch (const CMorvaneException&) {
-            // Logged where it was thrown; the result stays a failure.
-        }
-        return m_result;
-    }
-
-    long GetResult() const { return m_result; }
-
-private:
-    long m_result = E_FAIL;
-};
-
-CScriptError TakeError(CSaveOp& op) {
-    CComBSTR script;
-    CComBSTR source;
-    CComBSTR description;
-    CScriptError error;
-    op.GetErrorInfo(&script, &source, &description, &error.line, &error.character);
-    const auto text = [](const CComBSTR& value) { return std::wstring(value.m_str ? value.m_str : L""); };
-    error.script = text(script);
-    error.source = text(source);
-    error.description = text(description);
-    return error;
-}
-
 FILETIME TimeOf(IStateChangeInstance* change) {
     hyper ticks = 0;
     change->get_Timestamp(&ticks);
     return {static_cast<DWORD>(ticks & 0xFFFFFFFF), static_cast<DWORD>(ticks >> 32)};
 }
 
-void PrintDocuments(const CSaveRecorder& recorder) {
-    PrintLine(L"store      " + recorder.GetDirectory());
+/// Why the operation did not come to its end; empty when it did.
+std::wstring RunToEnd(CSaveOperation& op, const ProtectedApps& apps, IStateChangeInstance* change) {
+    std::vector<CScript*> scripts;
+    for (const auto& app : apps)
+        scripts.push_back(app.get());
+    try {
+        op.SetScripts(&scripts);
+        op.SetStateChangeInstance(change);
+        RunOnWorker(op);
+    } catch (const std::exception& error) {
+        return DescribeException(error);
+    }
+    return op.GetFailure();
+}
+
+/// How many of the documents that scripts asked for are not there.
+std::size_t PrintDocuments(const CSaveRecorder& recorder) {
+    std::size_t unwritten = 0;
+    if (!recorder.GetDirectory().empty())
+        PrintLine(L"store      " + recorder.GetDirectory());
     for (const auto& path : recorder.GetDocuments()) {
         const bool there = GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
         PrintLine((there ? L"saved      " : L"not saved  ") + path);
+        unwritten += there ? 0 : 1;
     }
+    return unwritten;
+}
+
+/// What speaks against the state change, one line each.
+std::vector<std::wstring> CollectTroubles(CSaveOperation& op, const std::wstring& failure,
+                                          const CSaveRecorder& recorder) {
+    std::vector<std::wstring> troubles;
+    if (const auto error = op.TakeScriptError())
+        troubles.push_back(error->Describe());
+    if (!failure.empty())
+        troubles.push_back((recorder.GetFailedRun().empty() ? L"the save" : recorder.GetFailedRun()) +
+                           L" did not come to its end: " + failure + L"; the log says more");
+    if (!recorder.GetProblem().empty())
+        troubles.push_back(L"the record of the store '" + recorder.GetDirectory() + L"' could not be completed: " +
+                           recorder.GetProblem());
+    return troubles;
 }
 } // namespace
 
@@ -63,39 +66,32 @@ ExitCode RunSave(const std::wstring& stateName, const std::wstring& appsFile) {
     const CHostApartment apartment;
     RequireComponents();
 
-    const CComPtr<IStateChangeInstance> change = CHostStateChange::Announce(state);
-    std::vector<CScript*> scripts;
-    for (const auto& app : apps)
-        scripts.push_back(app.get());
-
-    CSaveRecorder recorder(state, TimeOf(change));
-    CSaveOp op;
-    op.SetScripts(&scripts);
-    op.SetStateChangeInstance(change);
-    op.SetObserver(&recorder);
     PrintLine(L"state      " + stateName);
-    RunOnWorker(op);
+    const CComPtr<IStateChangeInstance> change = CHostStateChange::Announce(state);
+    CSaveRecorder recorder(state, TimeOf(change));
+    CSaveOperation op;
+    op.SetObserver(&recorder);
+    const std::wstring failure = RunToEnd(op, apps, change);
 
     if (recorder.GetRunCount() == 0)
         PrintLine(L"protected  nothing: no protected application is running");
-    if (!recorder.GetDirectory().empty())
-        PrintDocuments(recorder);
-    if (!recorder.GetProblem().empty())
-        throw CCommandError(ExitCode::Failed, L"the record of the store '" + recorder.GetDirectory() +
-                                                  L"' could not be completed: " + recorder.GetProblem());
-
-    short hasError = VARIANT_FALSE;
-    op.HasError(&hasError);
+    const std::size_t unwritten = PrintDocuments(recorder);
+    for (const auto& trouble : CollectTroubles(op, failure, recorder)) {
+        // The library vetoes for a failing script; whatever else went wrong, nobody would know that it must not go on.
+        change->put_Vetoed(VARIANT_TRUE);
+        LogHostError(L"The state change is vetoed: " + trouble);
+        PrintLine(L"failed     " + trouble);
+    }
     VARIANT_BOOL vetoed = VARIANT_FALSE;
     change->get_Vetoed(&vetoed);
-    if (hasError != VARIANT_FALSE)
-        PrintLine(L"failed     " + TakeError(op).Describe());
+    if (unwritten != 0)
+        PrintError(L"warning: " + std::to_wstring(unwritten) + L" of " +
+                   std::to_wstring(recorder.GetDocuments().size()) +
+                   L" documents were never written by the script that asked for them; look for \"not saved\"");
     if (vetoed != VARIANT_FALSE) {
         PrintLine(L"vetoed     the machine must not enter " + stateName);
         return ExitCode::Vetoed;
     }
-    if (hasError != VARIANT_FALSE || FAILED(op.GetResult()))
-        throw CCommandError(ExitCode::Failed, L"the save scripts could not be run to the end; the log says why.");
     PrintLine(L"done       the machine may enter " + stateName);
-    return ExitCode::Done;
+    return unwritten != 0 ? ExitCode::Unwritten : ExitCode::Done;
 }

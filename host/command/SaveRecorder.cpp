@@ -28,6 +28,7 @@ void CSaveRecorder::OnScriptStarting(const CDocumentScript& app, unsigned long p
                                      CInternalDocumentStore& store) noexcept {
     ++m_runCount;
     m_firstDocument = store.GetSavedDocumentList()->size();
+    m_run = L"'" + app.GetScriptName() + L"', process " + std::to_wstring(processId);
     try {
         const std::wstring path = PathOfProcess(processId);
         store.SetCurrentAppInfo(path.substr(path.find_last_of(L'\\') + 1), app.GetAppFriendlyName(), path);
@@ -39,7 +40,8 @@ void CSaveRecorder::OnScriptStarting(const CDocumentScript& app, unsigned long p
 }
 
 void CSaveRecorder::OnScriptEnded(const CDocumentScript& app, unsigned long, CInternalDocumentStore& store,
-                                  long) noexcept {
+                                  long result) noexcept {
+    m_failedRun = FAILED(result) ? m_run : std::wstring();
     const auto& documents = *store.GetSavedDocumentList();
     if (m_firstDocument == documents.size())
         return;

@@ -27,6 +27,9 @@ public:
     /// How many save scripts were started.
     std::size_t GetRunCount() const { return m_runCount; }
 
+    /// The last script and its process when it did not come to its end, else empty.
+    const std::wstring& GetFailedRun() const { return m_failedRun; }
+
     /// The store's directory; empty when no document was asked for.
     const std::wstring& GetDirectory() const { return m_directory; }
     /// The paths that documents were to be saved to, in the order of their reservation.
@@ -41,6 +44,8 @@ private:
     const FILETIME m_changed;
     std::size_t m_runCount = 0;
     std::size_t m_firstDocument = 0; ///< index in the store of the running script's first document
+    std::wstring m_run;
+    std::wstring m_failedRun;
     std::wstring m_directory;
     std::vector<std::wstring> m_documents;
     std::wstring m_problem;

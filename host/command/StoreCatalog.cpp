@@ -132,6 +132,8 @@ std::wstring DescribeException(const std::exception& error) {
         text = command->GetText();
     else if (const auto* system = dynamic_cast<const COSException*>(&error))
         text = DescribeCode(system->GetErrorCode());
+    else if (dynamic_cast<const CMorvaneException*>(&error) != nullptr)
+        text = L"a check of the library failed"; // it says in the log which one
     else
         text = FromUtf8(error.what());
     for (wchar_t& c : text)

@@ -88,6 +88,13 @@ void AddSigning(CLI::App& app, Action& action) {
     }
 }
 
+std::string DescribeExitCodes() {
+    std::string text = "Exit codes:";
+    for (const auto& [code, meaning] : ExitCodeMeanings)
+        text += "\n  " + std::to_string(static_cast<int>(code)) + "  " + ToUtf8(meaning);
+    return text;
+}
+
 std::vector<std::string> Utf8Arguments(int count, wchar_t** values) {
     std::vector<std::string> arguments;
     for (int i = count - 1; i > 0; --i) // CLI11 takes them last first
@@ -99,6 +106,7 @@ int Run(int count, wchar_t** values) {
     CLI::App app("Saves the open documents of protected applications before a power state change and restores them.",
                  "quorline");
     app.require_subcommand(1);
+    app.footer(DescribeExitCodes());
     Action action;
     AddSave(app, action);
     AddHistory(app, action);

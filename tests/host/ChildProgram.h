@@ -32,7 +32,31 @@ inline std::string ReadBytes(const std::wstring& path) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-/// A program that was started and is not waited for yet. Ended with the object.
+/// Starts a program with these ends of its output. Throws std::runtime_error when it does not start.
+inline CUniqueHandle StartProgram(const std::wstring& commandLine, HANDLE out, HANDLE err) {
+    STARTUPINFOW startup{};
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdOutput = out;
+    startup.hStdError = err;
+    PROCESS_INFORMATION started{};
+    if (!StartProcess(nullptr, commandLine, nullptr, true, startup, started))
+        throw std::runtime_error("a program could not be started, error " + std::to_string(GetLastError()));
+    CloseHandle(started.hThread);
+    return CUniqueHandle(started.hProcess);
+}
+
+/// Throws std::runtime_error when it does not end within two minutes.
+inline DWORD WaitForEnd(HANDLE process) {
+    if (WaitForSingleObject(process, 120'000) != WAIT_OBJECT_0) {
+        TerminateProcess(process, 99);
+        throw std::runtime_error("a program did not end");
+    }
+    DWORD exitCode = 0;
+    GetExitCodeProcess(process, &exitCode);
+    return exitCode;
+}
+
+/// A program that is not waited for yet. Ended with the object.
 class CProgram {
 public:
     /// Throws std::runtime_error when the program does not start.
@@ -45,20 +69,9 @@ public:
         };
         const CUniqueHandle out = open(L"\\out");
         const CUniqueHandle err = open(L"\\err");
-        STARTUPINFOW startup{};
-        startup.dwFlags = STARTF_USESTDHANDLES;
-        startup.hStdOutput = out.Get();
-        startup.hStdError = err.Get();
-        PROCESS_INFORMATION started{};
-        if (!StartProcess(nullptr, commandLine, nullptr, true, startup, started))
-            throw std::runtime_error("a program could not be started, error " + std::to_string(GetLastError()));
-        m_process.Reset(started.hProcess);
-        CloseHandle(started.hThread);
+        m_process = StartProgram(commandLine, out.Get(), err.Get());
     }
-    ~CProgram() {
-        if (WaitForSingleObject(m_process.Get(), 0) != WAIT_OBJECT_0)
-            Kill();
-    }
+    ~CProgram() { Kill(); }
 
     CProgram(const CProgram&) = delete;
     CProgram& operator=(const CProgram&) = delete;
@@ -71,23 +84,49 @@ public:
         WaitForSingleObject(m_process.Get(), 60'000);
     }
 
-    /// What it has printed so far, and its exit code once it has ended. Throws std::runtime_error when it does not end
-    /// within two minutes.
     CProgramResult Wait() {
-        if (WaitForSingleObject(m_process.Get(), 120'000) != WAIT_OBJECT_0)
-            throw std::runtime_error("a program did not end; it printed: " + Printed());
         CProgramResult result;
-        GetExitCodeProcess(m_process.Get(), &result.exitCode);
-        result.out = Printed();
+        result.exitCode = WaitForEnd(m_process.Get());
+        result.out = ReadBytes(m_folder.Path() + L"\\out");
         result.err = ReadBytes(m_folder.Path() + L"\\err");
         return result;
     }
 
-    std::string Printed() const { return ReadBytes(m_folder.Path() + L"\\out"); }
-
 private:
     const CTempFolder m_folder;
     CUniqueHandle m_process;
+};
+
+/// A program whose output is read from a pipe while it runs.
+class CPipedProgram {
+public:
+    explicit CPipedProgram(const std::wstring& commandLine) {
+        SECURITY_ATTRIBUTES inherited{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
+        CUniqueHandle end;
+        if (!CreatePipe(m_pipe.Put(), end.Put(), &inherited, 0))
+            throw std::runtime_error("no pipe");
+        SetHandleInformation(m_pipe.Get(), HANDLE_FLAG_INHERIT, 0);
+        m_process = StartProgram(commandLine, end.Get(), end.Get());
+    }
+
+    /// Reads on until this has come; false when the output ends before.
+    bool ReadUntil(const std::string& text) {
+        while (m_read.find(text) == std::string::npos) {
+            char block[512];
+            DWORD count = 0;
+            if (!ReadFile(m_pipe.Get(), block, sizeof block, &count, nullptr) || count == 0)
+                return false;
+            m_read.append(block, count);
+        }
+        return true;
+    }
+
+    DWORD Wait() { return WaitForEnd(m_process.Get()); }
+
+private:
+    CUniqueHandle m_pipe;
+    CUniqueHandle m_process;
+    std::string m_read;
 };
 
 /// Ends the test with an exception when the program does not start or does not end.

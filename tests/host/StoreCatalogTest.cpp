@@ -88,7 +88,9 @@ TEST_F(StoreCatalogTest, WhatIsWrittenComesBackWhole) {
 }
 
 TEST_F(StoreCatalogTest, TheStateChangeOfAShutdownSurvivesRewriting) {
-    for (const auto type : {Shutdown, ForceShutdown}) {
+    const std::pair<_STATE_CHANGE_TYPE, const char*> cases[] = {{Shutdown, "\tShutdown\t"},
+                                                                {ForceShutdown, "\tForcedShutdown\t"}};
+    for (const auto& [type, text] : cases) {
         CStoreEntry store = ReadStore(Reserve(L"letter"));
         ASSERT_NE(store.info, nullptr) << ToUtf8(store.problem);
         FILETIME time{};
@@ -101,6 +103,8 @@ TEST_F(StoreCatalogTest, TheStateChangeOfAShutdownSurvivesRewriting) {
         ASSERT_NE(once.info, nullptr) << ToUtf8(once.problem);
         EXPECT_TRUE(once.HasStateChange());
         const std::string bytes = ReadBytes(once.InfoPath());
+        EXPECT_THAT(bytes, HasSubstr(text));
+        EXPECT_THAT(bytes, HasSubstr("\t2024-05-17T18:30:15\t"));
         WriteStore(once);
         EXPECT_EQ(ReadBytes(once.InfoPath()), bytes);
         std::filesystem::remove_all(store.directory);
