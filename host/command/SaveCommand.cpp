@@ -7,6 +7,7 @@
 #include "OperationThread.h"
 #include "SaveOperation.h"
 #include "SaveRecorder.h"
+#include "SaveTurn.h"
 #include "StoreCatalog.h"
 
 namespace {
@@ -67,6 +68,7 @@ ExitCode RunSave(const std::wstring& stateName, const std::wstring& appsFile) {
     RequireComponents();
 
     PrintLine(L"state      " + stateName);
+    const CSaveTurn turn;
     const CComPtr<IStateChangeInstance> change = CHostStateChange::Announce(state);
     CSaveRecorder recorder(state, TimeOf(change));
     CSaveOperation op;

@@ -5,6 +5,7 @@
 #include "InfoFileText.h"
 #include "InternalDocumentStore.h"
 #include "ScriptExecution/DocumentStoreXMLWriter.h"
+#include "SaveTurn.h"
 #include "ScriptExecution/StateChangeInstance.h"
 #include "StoreCatalog.h"
 #include "logging/Exceptions.h"
@@ -26,10 +27,11 @@ void WriteRecord(const CInternalDocumentStore& store, CStateChangeInstance* chan
 
 void CSaveRecorder::OnScriptStarting(const CDocumentScript& app, unsigned long processId,
                                      CInternalDocumentStore& store) noexcept {
-    ++m_runCount;
     m_firstDocument = store.GetSavedDocumentList()->size();
     m_run = L"'" + app.GetScriptName() + L"', process " + std::to_wstring(processId);
     try {
+        if (m_runCount++ == 0)
+            TakeFreshDirectory(store);
         const std::wstring path = PathOfProcess(processId);
         store.SetCurrentAppInfo(path.substr(path.find_last_of(L'\\') + 1), app.GetAppFriendlyName(), path);
         PrintLine(L"protected  " + app.GetAppFriendlyName() + L", process " + std::to_wstring(processId) + L", " +

@@ -17,7 +17,8 @@ public:
     /// The time is the state change's, UTC.
     CSaveRecorder(_STATE_CHANGE_TYPE state, const FILETIME& changed) : m_state(state), m_changed(changed) {}
 
-    /// Prints which application's script runs for which process.
+    /// Before the first script: sees to it that the store has a directory of its own. Then prints which application's
+    /// script runs for which process.
     void OnScriptStarting(const CDocumentScript& app, unsigned long processId,
                           CInternalDocumentStore& store) noexcept override;
     void OnScriptEnded(const CDocumentScript& app, unsigned long processId, CInternalDocumentStore& store,

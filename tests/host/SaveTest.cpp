@@ -39,6 +39,53 @@ CreateObject("Scripting.FileSystemObject").CreateTextFile(path).Write "text"
 )";
 } // namespace
 
+TEST_F(SaveTest, SavesAtOneTimeEachHaveAStoreOfTheirOwn) {
+    PutAppSavedBy(SaveLetter);
+    std::vector<std::unique_ptr<CProgram>> saves;
+    while (saves.size() < 4)
+        saves.push_back(std::make_unique<CProgram>(SaveCommand()));
+    for (const auto& save : saves) {
+        const CProgramResult result = save->Wait();
+        EXPECT_EQ(result.exitCode, 0u) << result.out << result.err;
+    }
+    const auto stores = nlohmann::json::parse(RunQuorline(L"history --json").out)["stores"];
+    EXPECT_EQ(stores.size(), 4u);
+    for (const auto& store : stores) {
+        EXPECT_EQ(store["documents"].size(), 1u);
+        EXPECT_EQ(store["documents"][0]["application"], "QlSaved.exe");
+    }
+    EXPECT_EQ(Stored(L"Letter.txt").size(), 4u);
+}
+
+TEST_F(SaveTest, AStoreMadeBeforehandForTheSecondsToComeIsLeftAlone) {
+    PutAppSavedBy(SaveLetter);
+    // As long as a save takes to begin, on a busy machine too.
+    const std::string planted = "<DocStore><Docs></Docs></DocStore>";
+    FILETIME time{};
+    GetSystemTimeAsFileTime(&time);
+    ULARGE_INTEGER ticks{{time.dwLowDateTime, time.dwHighDateTime}};
+    for (int i = 0; i < 6; ++i, ticks.QuadPart += 10'000'000) {
+        const FILETIME utc{ticks.LowPart, ticks.HighPart};
+        FILETIME local{};
+        SYSTEMTIME second{};
+        FileTimeToLocalFileTime(&utc, &local);
+        FileTimeToSystemTime(&local, &second);
+        wchar_t name[32];
+        _snwprintf_s(name, std::size(name), _TRUNCATE, L"%04d-%02d-%02d_%02d.%02d.%02d", second.wYear, second.wMonth,
+                     second.wDay, second.wHour, second.wMinute, second.wSecond);
+        std::filesystem::create_directories(m_documents.Base() / name);
+        std::ofstream(m_documents.Base() / name / L"info.xml") << planted;
+    }
+    const CProgramResult result = RunProgram(SaveCommand());
+    EXPECT_EQ(result.exitCode, 0u) << result.out << result.err;
+    ASSERT_EQ(Stored(L"Letter.txt").size(), 1u);
+    std::size_t untouched = 0;
+    for (const auto& info : Stored(L"info.xml"))
+        untouched += ReadBytes(info.wstring()) == planted ? 1 : 0;
+    EXPECT_EQ(untouched, 6u);
+    EXPECT_THAT(RunQuorline(L"history").out, HasSubstr("1 unrecovered document in "));
+}
+
 TEST_F(SaveTest, ARecordThatCannotBeWrittenStillTellsTheFailingScriptAndTheVeto) {
     PutAppSavedBy(std::string(SaveLetter) + R"(
 Set files = CreateObject("Scripting.FileSystemObject")
