@@ -6,7 +6,8 @@
 set -euo pipefail
 
 RECIPES_DIR=$(cd "$(dirname "$0")" && pwd)
-OUTPUT=${1:?usage: build-deps.sh OUTPUT}
+# Whole: newer versions of CMake take a relative path that a variable names from the build folder.
+OUTPUT=$(realpath -m "${1:?usage: build-deps.sh OUTPUT}")
 TOOLCHAIN_FILE=$RECIPES_DIR/../mingw-w64.cmake
 CACHE=${XDG_CACHE_HOME:-$HOME/.cache}/quorline
 SOURCES=$CACHE/sources
