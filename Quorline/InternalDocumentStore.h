@@ -12,11 +12,10 @@
 #include "Common/Export.h"
 #include "Common/RpcHelper.h"
 #include "InternalSavedDocument.h"
+#include "logging/LoggerFwd.h"
 
 #include "HostInterfaces.h"
 
-#include <log4cxx/level.h>
-#include <log4cxx/logger.h>
 #include <wrl/client.h>
 
 #include <memory>

@@ -3,11 +3,9 @@
 // Creates the arguments of restore scripts. Stateless.
 
 #include "Common/Export.h"
+#include "logging/LoggerFwd.h"
 
 #include <windows.h>
-
-#include <log4cxx/level.h>
-#include <log4cxx/logger.h>
 
 #include <string>
 

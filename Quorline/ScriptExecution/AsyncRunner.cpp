@@ -1,5 +1,6 @@
 #include "ScriptExecution/AsyncRunner.h"
 
+#include "Common/CriticalSection.h"
 #include "Common/UniqueHandle.h"
 #include "logging/Checks.h"
 #include "logging/Logging.h"

@@ -10,7 +10,6 @@
 // it has returned because the worker signalled; with it, only listeners learn of the end, never both ways. Throws
 // CMorvaneException for wrong use and COSException for a failed system call.
 
-#include "Common/CriticalSection.h"
 #include "Common/Export.h"
 #include "ScriptExecution/AsyncOp.h"
 #include "ScriptExecution/AsyncRunnerListener.h"
@@ -20,6 +19,8 @@
 #include <atomic>
 #include <list>
 #include <memory>
+
+class CCriticalSection;
 
 class QUORLINE_API CAsyncRunner {
 public:

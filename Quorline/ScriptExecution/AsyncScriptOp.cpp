@@ -1,5 +1,6 @@
 #include "ScriptExecution/AsyncScriptOp.h"
 
+#include "Common/CriticalSection.h"
 #include "logging/Checks.h"
 #include "logging/Logging.h"
 #include "logging/TraceScope.h"

@@ -9,17 +9,16 @@
 // The scripts belong to the caller, who deletes them after the operation has finished and leaves the list alone while
 // it runs. Run takes the operation's lock, so runs of one operation follow each other.
 
-#include "Common/CriticalSection.h"
 #include "Common/Export.h"
 #include "ScriptExecution/AsyncOp.h"
 #include "ScriptExecution/ScriptRunner.h"
-
-#include <log4cxx/level.h>
-#include <log4cxx/logger.h>
+#include "logging/LoggerFwd.h"
 
 #include <memory>
 #include <string>
 #include <vector>
+
+class CCriticalSection;
 
 class QUORLINE_API CAsyncScriptOp : public IAsyncOp {
 public:

@@ -12,11 +12,10 @@
 #include "ScriptExecution/ProtectedAppMatcher.h"
 #include "ScriptExecution/Script.h"
 #include "ScriptExecution/StateChangeTypes.h"
+#include "logging/LoggerFwd.h"
 
 #include <windows.h>
 #include <oaidl.h>
-
-#include <log4cxx/logger.h>
 
 #include <memory>
 #include <set>

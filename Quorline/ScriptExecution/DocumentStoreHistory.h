@@ -5,11 +5,9 @@
 
 #include "Common/Export.h"
 #include "ScriptExecution/DocumentStoreInfo.h"
+#include "logging/LoggerFwd.h"
 
 #include <windows.h>
-
-#include <log4cxx/level.h>
-#include <log4cxx/logger.h>
 
 #include <list>
 #include <memory>

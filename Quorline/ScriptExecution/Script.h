@@ -10,9 +10,7 @@
 //         runner.RunScript(&script);
 
 #include "Common/Export.h"
-
-#include <log4cxx/level.h>
-#include <log4cxx/logger.h>
+#include "logging/LoggerFwd.h"
 
 #include <string>
 #include <utility>

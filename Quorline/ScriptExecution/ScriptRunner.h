@@ -12,12 +12,10 @@
 
 #include "Common/Export.h"
 #include "ScriptExecution/Script.h"
+#include "logging/LoggerFwd.h"
 
 #include <windows.h>
 #include <unknwn.h>
-
-#include <log4cxx/level.h>
-#include <log4cxx/logger.h>
 
 #include <map>
 #include <string>

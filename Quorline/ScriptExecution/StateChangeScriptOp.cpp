@@ -1,10 +1,12 @@
 #include "ScriptExecution/StateChangeScriptOp.h"
 
 #include "Common/ComString.h"
+#include "Common/CriticalSection.h"
 #include "Common/ExceptionHResult.h"
 #include "Common/RpcHelper.h"
 #include "InternalDocumentStore.h"
 #include "ScriptExecution/DocumentScript.h"
+#include "ScriptExecution/MarshalledInterface.h"
 #include "ScriptExecution/SaveObserver.h"
 #include "logging/Checks.h"
 #include "logging/Logging.h"

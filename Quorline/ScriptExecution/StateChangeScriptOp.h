@@ -13,7 +13,6 @@
 // failed.
 
 #include "ScriptExecution/AsyncScriptOp.h"
-#include "ScriptExecution/MarshalledInterface.h"
 #include "ScriptExecution/StateChangeTypes.h"
 
 #include <windows.h>
@@ -24,6 +23,7 @@
 
 class CDocumentScript;
 class CInternalDocumentStore;
+class CMarshalledInterface;
 class ISaveObserver;
 struct IDocumentStore;
 struct ISession;
