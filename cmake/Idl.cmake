@@ -1,7 +1,8 @@
 # quorline_idl(<name>) compiles <name>.idl with widl and defines two libraries:
 #   <name>Idl        the generated header <name>.h and the identifiers; its property TYPE_LIBRARY is the type library
 #   <name>Proxies    the proxies and stubs, their entry points prefixed Prx (PrxDllMain, PrxDllGetClassObject, ...)
-# quorline_resources(<target> <file.rc> <name>) adds a resource script that embeds <name>.tlb.
+# quorline_resources(<target> <file.rc> <name>) adds a resource script that embeds <name>.tlb and may include
+# QuorlineVersion.h.
 
 find_program(WIDL NAMES x86_64-w64-mingw32-widl REQUIRED)
 find_path(WINE_IDL_DIR oaidl.idl PATHS /usr/include/wine/wine/windows /usr/include/wine/windows REQUIRED NO_CMAKE_FIND_ROOT_PATH)
@@ -49,5 +50,5 @@ function(quorline_resources target script name)
          ${CMAKE_CURRENT_SOURCE_DIR}/${folder}/*[Rr]esource.h)
     set_source_files_properties(${script} PROPERTIES OBJECT_DEPENDS "${type_library};${embedded}")
     target_sources(${target} PRIVATE ${script})
-    target_link_libraries(${target} PRIVATE ${name}Idl)
+    target_link_libraries(${target} PRIVATE ${name}Idl QuorlineVersion)
 endfunction()
