@@ -2,7 +2,7 @@
 #   Quorline::log4cxx  Quorline::expat  Quorline::json  Quorline::cli11
 #   Quorline::gtest  Quorline::gtest_main  Quorline::gmock  Quorline::benchmark
 # and QUORLINE_RUNTIME_DLLS, the DLLs to ship beside every program.
-set(QUORLINE_DEPS ${CMAKE_SOURCE_DIR}/build/deps CACHE PATH "Prefix with the cross-built dependencies")
+set(QUORLINE_DEPS ${PROJECT_SOURCE_DIR}/build/deps CACHE PATH "Prefix with the cross-built dependencies")
 if(NOT EXISTS ${QUORLINE_DEPS}/.stamp)
     message(FATAL_ERROR "No dependencies in ${QUORLINE_DEPS}: run `make deps` first.")
 endif()

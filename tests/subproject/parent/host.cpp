@@ -1,0 +1,7 @@
+#include "ScriptExecution/StateChangeScriptOp.h"
+
+#include "HostInterfaces.h"
+
+HRESULT Prepare(CStateChangeScriptOp& op, IStateChangeInstance* change) {
+    return op.SetStateChangeInstance(change);
+}
