@@ -24,8 +24,8 @@ function(quorline_idl name)
         VERBATIM)
 
     add_library(${name}Idl STATIC ${dir}/${name}_i.c ${dir}/${name}.h ${dir}/${name}.tlb)
-    set_target_properties(${name}Idl PROPERTIES TYPE_LIBRARY ${dir}/${name}.tlb)
-    target_include_directories(${name}Idl SYSTEM PUBLIC ${dir})
+    set_target_properties(${name}Idl PROPERTIES TYPE_LIBRARY ${dir}/${name}.tlb PUBLIC_HEADER ${dir}/${name}.h)
+    target_include_directories(${name}Idl SYSTEM PUBLIC $<BUILD_INTERFACE:${dir}>)
     target_compile_options(${name}Idl PRIVATE -w)
 
     add_library(${name}Proxies OBJECT ${dir}/${name}_p.c ${dir}/${name}.dlldata.c)
