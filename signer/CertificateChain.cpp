@@ -2,15 +2,14 @@
 
 #include "CertificateStore.h"
 #include "Digest.h"
+#include "PublicKey.h"
+#include "RevocationLookup.h"
 #include "SignedData.h"
 #include "SignerErrors.h"
 
 #include <string>
 
 namespace {
-
-/// Milliseconds for all revocation lists of a chain together: a machine about to hibernate does not wait longer.
-constexpr DWORD RevocationTimeout = 5000;
 
 struct CTrustError {
     DWORD status;
@@ -39,31 +38,35 @@ void RequireNoError(DWORD status) {
         throw CRefusal(L"the certificate's chain is faulty (trust status " + std::to_wstring(status) + L")");
 }
 
-/// The root is trusted by being there; how it was signed does not matter.
-void RequireStrongSignatures(const CERT_SIMPLE_CHAIN& chain, const CSignerPolicy& policy) {
-    for (DWORD i = 0; i + 1 < chain.cElement; ++i) {
-        const auto fields = ParseCertificate(EncodedBytes(chain.rgpElement[i]->pCertContext));
-        const CDigestAlgorithm* const digest = FindSignatureDigest(fields.signatureOid);
-        if (digest == nullptr || (digest->weak && !policy.acceptSha1))
-            throw CRefusal(L"the certificate or one above it is signed in a way that is no longer accepted");
+void RequireStrong(PCCERT_CONTEXT certificate, const CSignerPolicy& policy) {
+    const auto fields = ParseCertificate(EncodedBytes(certificate));
+    const CDigestAlgorithm* const digest = FindSignatureDigest(fields.signatureOid);
+    if (digest == nullptr || (digest->weak && !policy.acceptSha1))
+        throw CRefusal(L"the certificate is signed in a way that is no longer accepted");
+    const CPublicKey key(certificate);
+}
+
+void RequireStrongAuthority(PCCERT_CONTEXT authority, const CChainDemand& demand) {
+    try {
+        RequireStrong(authority, demand.policy);
+        if (!AllowsUsage(authority, demand.usage))
+            throw CRefusal(L"the certificate is not meant for this usage");
+    } catch (const CRefusal& refusal) {
+        throw CRefusal(L"an authority above the certificate, '" + SubjectOf(authority) + L"', is not accepted: " +
+                       refusal.Reason());
     }
 }
 
-CUniqueChain BuildChain(PCCERT_CONTEXT certificate, const CChainDemand& demand, DWORD flags) {
-    LPSTR usages[] = {const_cast<LPSTR>(demand.usage)};
-    CERT_CHAIN_PARA parameters{};
-    parameters.cbSize = sizeof parameters;
-    parameters.RequestedUsage.dwType = USAGE_MATCH_TYPE_AND;
-    parameters.RequestedUsage.Usage.cUsageIdentifier = 1;
-    parameters.RequestedUsage.Usage.rgpszUsageIdentifier = usages;
-    parameters.dwUrlRetrievalTimeout = RevocationTimeout;
-    FILETIME at = demand.at;
-    CUniqueChain chain;
-    if (!CertGetCertificateChain(HCCE_LOCAL_MACHINE, certificate, &at, demand.intermediates, &parameters, flags,
-                                 nullptr, chain.Put()) ||
-        chain.Get()->cChain == 0)
-        throw CRefusal(L"the certificate's chain cannot be built");
-    return chain;
+/// What holds for a certificate holds for the authorities above it. The root is trusted by being there; what it is like
+/// does not matter.
+void RequireStrongChain(const CERT_SIMPLE_CHAIN& chain, const CChainDemand& demand) {
+    for (DWORD i = 0; i + 1 < chain.cElement; ++i) {
+        const PCCERT_CONTEXT certificate = chain.rgpElement[i]->pCertContext;
+        if (i == 0)
+            RequireStrong(certificate, demand.policy);
+        else
+            RequireStrongAuthority(certificate, demand);
+    }
 }
 
 } // namespace
@@ -80,11 +83,9 @@ void RequireTrustedChain(PCCERT_CONTEXT certificate, const CChainDemand& demand)
             RequireNoError(CERT_TRUST_IS_EXPLICIT_DISTRUST);
     }
     RequireNoError(chain.Get()->TrustStatus.dwErrorStatus);
-    RequireStrongSignatures(simple, demand.policy);
+    RequireStrongChain(simple, demand);
 
     // Only a chain that is trusted otherwise may send this machine to the addresses that it names.
-    const CUniqueChain checked =
-        BuildChain(certificate, demand,
-                   CERT_CHAIN_REVOCATION_CHECK_CHAIN_EXCLUDE_ROOT | CERT_CHAIN_REVOCATION_ACCUMULATIVE_TIMEOUT);
-    RequireNoError(checked.Get()->TrustStatus.dwErrorStatus);
+    if (const std::optional<DWORD> errors = AskRevocationLists(certificate, demand))
+        RequireNoError(*errors);
 }

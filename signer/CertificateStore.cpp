@@ -4,6 +4,30 @@
 
 #include <cstring>
 
+namespace {
+
+/// Without this extension the system's own call answers "every usage".
+const CERT_EXTENSION* FindUsages(PCCERT_CONTEXT certificate) {
+    return CertFindExtension(szOID_ENHANCED_KEY_USAGE, certificate->pCertInfo->cExtension,
+                             certificate->pCertInfo->rgExtension);
+}
+
+bool Names(const CERT_EXTENSION& usages, const char* usage) {
+    const CBytes wanted = DerOid(usage);
+    try {
+        CDerReader value(CBytesView(usages.Value.pbData, usages.Value.cbData));
+        for (CDerReader list = value.Enter(DerTag::Sequence); !list.AtEnd();) {
+            if (SameBytes(list.Read(DerTag::Oid).whole, wanted))
+                return true;
+        }
+    } catch (const CRefusal&) {
+        return false;
+    }
+    return false;
+}
+
+} // namespace
+
 CUniqueStore OpenSystemStore(DWORD where, const wchar_t* name, StoreAccess access) {
     const DWORD flags =
         access == StoreAccess::Read ? CERT_STORE_READONLY_FLAG | CERT_STORE_OPEN_EXISTING_FLAG : DWORD{0};
@@ -63,21 +87,13 @@ std::wstring ThumbprintOf(PCCERT_CONTEXT certificate) {
 }
 
 bool HasUsage(PCCERT_CONTEXT certificate, const char* usage) {
-    // Without this extension the system's own call answers "every usage".
-    const CERT_EXTENSION* const extension = CertFindExtension(
-        szOID_ENHANCED_KEY_USAGE, certificate->pCertInfo->cExtension, certificate->pCertInfo->rgExtension);
-    if (extension == nullptr)
-        return false;
-    try {
-        CDerReader value(CBytesView(extension->Value.pbData, extension->Value.cbData));
-        for (CDerReader usages = value.Enter(DerTag::Sequence); !usages.AtEnd();) {
-            if (usages.ReadOid() == usage)
-                return true;
-        }
-    } catch (const CRefusal&) {
-        return false;
-    }
-    return false;
+    const CERT_EXTENSION* const extension = FindUsages(certificate);
+    return extension != nullptr && Names(*extension, usage);
+}
+
+bool AllowsUsage(PCCERT_CONTEXT authority, const char* usage) {
+    const CERT_EXTENSION* const extension = FindUsages(authority);
+    return extension == nullptr || Names(*extension, usage) || Names(*extension, szOID_ANY_ENHANCED_KEY_USAGE);
 }
 
 bool IsSelfIssued(PCCERT_CONTEXT certificate) {

@@ -28,6 +28,9 @@ std::wstring ThumbprintOf(PCCERT_CONTEXT certificate);
 /// Whether the certificate's own extended key usage names it; a certificate without that extension names none.
 bool HasUsage(PCCERT_CONTEXT certificate, const char* usage);
 
+/// Whether an authority may vouch for it: its own extended key usage names it or any, or there is no such extension.
+bool AllowsUsage(PCCERT_CONTEXT authority, const char* usage);
+
 /// Issued by itself, judged by the names.
 bool IsSelfIssued(PCCERT_CONTEXT certificate);
 

@@ -1,3 +1,5 @@
+#include "SilentServer.h"
+
 #include "ScriptSigner.h"
 #include "ScratchFolder.h"
 #include "TestAuthority.h"
@@ -6,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <string_view>
 #include <thread>
 
 namespace {
@@ -44,6 +47,46 @@ HRESULT CallDll(const char* name) {
     FreeLibrary(dll);
     return hr;
 }
+
+/// Tells when the signer's DLL leaves this process.
+class CUnloadWatch {
+public:
+    CUnloadWatch() {
+        const auto start =
+            reinterpret_cast<LONG(NTAPI*)(ULONG, decltype(&Notify), void*, void**)>(Find("LdrRegisterDllNotification"));
+        start(0, &Notify, m_unloaded.Get(), &m_cookie);
+    }
+    CUnloadWatch(const CUnloadWatch&) = delete;
+    CUnloadWatch& operator=(const CUnloadWatch&) = delete;
+    ~CUnloadWatch() { reinterpret_cast<LONG(NTAPI*)(void*)>(Find("LdrUnregisterDllNotification"))(m_cookie); }
+
+    bool WaitForUnload(DWORD milliseconds) const {
+        return WaitForSingleObject(m_unloaded.Get(), milliseconds) == WAIT_OBJECT_0;
+    }
+
+private:
+    struct CName {
+        USHORT length, capacity;
+        const wchar_t* text;
+    };
+    struct CData {
+        ULONG flags;
+        const CName* path;
+        const CName* name;
+    };
+    static void NTAPI Notify(ULONG reason, const CData* data, void* unloaded) {
+        constexpr ULONG isUnloaded = 2;
+        const std::wstring_view name(data->name->text, data->name->length / sizeof(wchar_t));
+        if (reason == isUnloaded && name == L"QuorlineSigner.dll")
+            SetEvent(unloaded);
+    }
+    static void* Find(const char* function) {
+        return reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), function));
+    }
+
+    CUniqueHandle m_unloaded{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
+    void* m_cookie = nullptr;
+};
 
 /// The DLL registered for a test; whatever signer was there before comes back.
 class ScriptSignerObject : public testing::Test {
@@ -219,6 +262,25 @@ TEST_F(ScriptSignerObject, ServesEightApartmentsAtOnce) {
     for (std::thread& thread : threads)
         thread.join();
     EXPECT_EQ(80, accepted);
+}
+
+TEST_F(ScriptSignerObject, AModuleThatStillWaitsForAnAnswerStaysUntilTheServerHangsUp) {
+    CSilentServer server;
+    CCertificateRequest request = CodeSigningRequest(L"CN=Silent");
+    request.revocationListUrl = server.Url();
+    const CUniqueCertificate certificate = Authority().Issue(request);
+    const CStoredCertificate trusted(L"TrustedPublisher", certificate.Get());
+    SetUpSigner();
+    const CUnloadWatch watch;
+    EXPECT_EQ(VARIANT_TRUE, VerifyText(L".vbs", SignWith(certificate.Get(), L"x = 1\r\n")));
+    EXPECT_TRUE(server.WasAsked());
+
+    m_signer = nullptr;
+    CoFreeUnusedLibrariesEx(0, 0);
+    EXPECT_NE(nullptr, GetModuleHandleW(L"QuorlineSigner.dll"));
+    EXPECT_FALSE(watch.WaitForUnload(0));
+    server.HangUp();
+    EXPECT_TRUE(watch.WaitForUnload(60'000));
 }
 
 TEST_F(ScriptSignerObject, RegistersAndUnregistersWithoutALeftover) {

@@ -1,11 +1,25 @@
+// Proves what revocation lists do to a verification, and what servers do that do not hand them out.
+
 #include "LogCapture.h"
 #include "ScratchFolder.h"
 #include "ScriptVerifier.h"
+#include "SilentServer.h"
 #include "TestAuthority.h"
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <functional>
+
 namespace {
+
+using CSeconds = std::chrono::duration<double>;
+
+double SecondsOf(const std::function<void()>& action) {
+    const auto start = std::chrono::steady_clock::now();
+    action();
+    return CSeconds(std::chrono::steady_clock::now() - start).count();
+}
 
 CTestAuthority& Authority() {
     return CTestAuthority::Instance();
@@ -59,6 +73,69 @@ TEST(Revocation, AListThatCannotBeReachedDoesNotCount) {
     CCertificateRequest request = CodeSigningRequest(L"CN=Offline");
     request.revocationListUrl = UrlOf(folder.Path(L"missing.crl"));
     EXPECT_EQ(L"accepted", ReasonAgainst(Authority().Issue(request).Get()));
+}
+
+/// A script whose publisher's revocation list is on that server.
+std::wstring SignedWithListAt(const std::string& url, CUniqueCertificate& certificate) {
+    CCertificateRequest request = CodeSigningRequest(L"CN=Silent");
+    request.revocationListUrl = url;
+    certificate = Authority().Issue(request);
+    return SignWith(certificate.Get(), L"x = 1\r\n");
+}
+
+TEST(Revocation, AServerThatStaysSilentHoldsOneVerificationUpForFiveSecondsAndNoOther) {
+    CSilentServer server;
+    CUniqueCertificate certificate;
+    const std::wstring text = SignedWithListAt(server.Url(), certificate);
+    const CStoredCertificate trusted(L"TrustedPublisher", certificate.Get());
+    const auto verify = [&] { EXPECT_TRUE(CScriptVerifier().VerifyText(ScriptKind::VBScript, text).accepted); };
+    // Far below the minutes for which the system would wait, far above what a busy machine adds.
+    EXPECT_LT(SecondsOf(verify), 30);
+    EXPECT_TRUE(server.WasAsked());
+    EXPECT_LT(SecondsOf(verify), 4);
+    EXPECT_FALSE(server.WasAsked());
+}
+
+/// Runs a program beside this one to its end; returns its exit code, or STILL_ACTIVE when it takes longer.
+DWORD RunBeside(const std::wstring& name, const std::wstring& arguments, DWORD milliseconds) {
+    wchar_t path[MAX_PATH];
+    GetModuleFileNameW(nullptr, path, MAX_PATH);
+    const std::wstring self = path;
+    std::wstring commandLine = L"\"" + self.substr(0, self.find_last_of(L'\\') + 1) + name + L"\" " + arguments;
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION process{};
+    if (!CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process))
+        return GetLastError();
+    const CUniqueHandle thread(process.hThread);
+    const CUniqueHandle child(process.hProcess);
+    DWORD code = STILL_ACTIVE;
+    if (WaitForSingleObject(child.Get(), milliseconds) == WAIT_TIMEOUT)
+        TerminateProcess(child.Get(), STILL_ACTIVE);
+    else
+        GetExitCodeProcess(child.Get(), &code);
+    return code;
+}
+
+TEST(Revocation, AProgramEndsThoughItsQuestionIsStillOpen) {
+    CSilentServer server;
+    CUniqueCertificate certificate;
+    const CScratchFolder folder;
+    const std::wstring text = SignedWithListAt(server.Url(), certificate);
+    const CStoredCertificate trusted(L"TrustedPublisher", certificate.Get());
+    const std::wstring path = folder.Write(L"a.vbs", std::string(text.begin(), text.end()));
+    EXPECT_EQ(0u, RunBeside(L"quorline-sign.exe", L"verify \"" + path + L"\"", 60'000));
+    EXPECT_TRUE(server.WasAsked());
+}
+
+TEST(Revocation, OfAListThatIsFoundAgainTheNextVerificationKnows) {
+    CScratchFolder folder;
+    CCertificateRequest request = CodeSigningRequest(L"CN=Found Again");
+    request.revocationListUrl = UrlOf(folder.Path(L"later.crl"));
+    const CUniqueCertificate revoked = Authority().Issue(request);
+    EXPECT_EQ(L"accepted", ReasonAgainst(revoked.Get()));
+    folder.Write(L"later.crl", RevocationList(revoked.Get()));
+    EXPECT_EQ(L"the certificate was revoked", ReasonAgainst(revoked.Get()));
 }
 
 } // namespace

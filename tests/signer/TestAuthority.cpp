@@ -5,12 +5,14 @@
 #include "StartProcess.h"
 
 #include <cstdio>
+#include <sstream>
 #include <stdexcept>
 
 namespace {
 
 constexpr wchar_t ChildVariable[] = L"QUORLINE_SIGNER_TEST_ROOT";
 constexpr wchar_t RootName[] = L"CN=Quorline Test Root";
+constexpr wchar_t OldRootName[] = L"CN=Quorline Test Old Root";
 constexpr wchar_t PolicyKey[] = L"Software\\Morvane\\ScriptSigner";
 
 std::wstring KeyName(const wchar_t* part, DWORD process) {
@@ -26,16 +28,23 @@ void RemoveAllUnder(PCCERT_CONTEXT root, const wchar_t* storeName) {
     }
 }
 
-DWORD ParentOfChild() {
+/// What the parent said: its number and the two roots, with blanks between them.
+std::wstring WordOfParent(std::size_t number) {
     wchar_t text[16384];
     const DWORD length = GetEnvironmentVariableW(ChildVariable, text, static_cast<DWORD>(std::size(text)));
-    return length == 0 ? 0 : std::wcstoul(text, nullptr, 10);
+    std::wistringstream words(std::wstring(text, length));
+    std::wstring word;
+    for (std::size_t i = 0; i <= number; ++i)
+        words >> word;
+    return word;
 }
 
-CUniqueCertificate RootOfChild() {
-    wchar_t text[16384];
-    const DWORD length = GetEnvironmentVariableW(ChildVariable, text, static_cast<DWORD>(std::size(text)));
-    const CBytes bytes = DecodeBase64(std::wstring_view(text, length).substr(std::wstring_view(text).find(L' ') + 1));
+DWORD ParentOfChild() {
+    return std::wcstoul(WordOfParent(0).c_str(), nullptr, 10);
+}
+
+CUniqueCertificate RootOfChild(std::size_t number) {
+    const CBytes bytes = DecodeBase64(WordOfParent(number));
     return CUniqueCertificate(
         CertCreateCertificateContext(X509_ASN_ENCODING, bytes.data(), static_cast<DWORD>(bytes.size())));
 }
@@ -55,8 +64,10 @@ DWORD RunMyself() {
     return code;
 }
 
-CCertificateRequest AuthorityRequest(const std::wstring& subject) {
-    return {subject, HoursFromNow(-10'000), HoursFromNow(10'000), {}, true, {}};
+std::pair<CUniqueCertificate, CUniqueCertificate> MakeRoots(const std::wstring& container) {
+    const CUniqueProvider key = CreateRsaKey(container);
+    return {BuildCertificate(AuthorityRequest(RootName), key.Get()),
+            BuildCertificate(AuthorityRequest(OldRootName), key.Get(), nullptr, *FindDigest(szOID_OIWSEC_sha1))};
 }
 
 } // namespace
@@ -74,16 +85,19 @@ int CTestAuthority::RunChild() {
             DeleteRsaKey(KeyName(part, self));
         // A key is on record for others only when its provider has been let go.
         CreateRsaKey(KeyName(L"publisher", self));
-        const CUniqueCertificate root =
-            BuildCertificate(AuthorityRequest(RootName), CreateRsaKey(KeyName(L"root", self)).Get());
+        const auto [root, oldRoot] = MakeRoots(KeyName(L"root", self));
         {
             const CStoredCertificate trusted(L"Root", root.Get());
-            const std::wstring value = std::to_wstring(self) + L" " + EncodeBase64(EncodedBytes(root.Get()));
+            const CStoredCertificate alsoTrusted(L"Root", oldRoot.Get());
+            const std::wstring value = std::to_wstring(self) + L" " + EncodeBase64(EncodedBytes(root.Get())) + L" " +
+                                       EncodeBase64(EncodedBytes(oldRoot.Get()));
             SetEnvironmentVariableW(ChildVariable, value.c_str());
             code = RunMyself();
         }
-        for (const wchar_t* const store : {L"Root", L"TrustedPublisher", L"Disallowed"})
+        for (const wchar_t* const store : {L"Root", L"TrustedPublisher", L"Disallowed"}) {
             RemoveAllUnder(root.Get(), store);
+            RemoveAllUnder(oldRoot.Get(), store);
+        }
     } catch (const CSignerError& error) {
         fwprintf(stderr, L"%ls\n", error.Text().c_str());
     }
@@ -101,7 +115,7 @@ CTestAuthority::CTestAuthority()
     : m_rootKey(OpenRsaKey(KeyName(L"root", ParentOfChild()))),
       m_publisherKey(OpenRsaKey(KeyName(L"publisher", ParentOfChild()))),
       m_rootSigningKey(m_rootKey.Get(), AT_SIGNATURE), m_publisherSigningKey(m_publisherKey.Get(), AT_SIGNATURE),
-      m_root(RootOfChild()), m_publisher(Issue(CodeSigningRequest(L"CN=Publisher"))),
+      m_root(RootOfChild(1)), m_oldRoot(RootOfChild(2)), m_publisher(Issue(CodeSigningRequest(L"CN=Publisher"))),
       m_trust(std::make_unique<CStoredCertificate>(L"TrustedPublisher", m_publisher.Get())) {}
 
 CUniqueCertificate CTestAuthority::Issue(const CCertificateRequest& request, PCCERT_CONTEXT issuer,
@@ -115,6 +129,20 @@ CUniqueCertificate CTestAuthority::Issue(const CCertificateRequest& request, PCC
 CUniqueCertificate CTestAuthority::IssueAuthority(const std::wstring& subject, PCCERT_CONTEXT issuer) const {
     const CCertificateIssuer by{issuer != nullptr ? issuer : Root(), m_rootSigningKey};
     return BuildCertificate(AuthorityRequest(subject), m_rootKey.Get(), &by);
+}
+
+CUniqueCertificate CTestAuthority::IssueAuthority(const CCertificateRequest& request, HCRYPTPROV key,
+                                                  const CDigestAlgorithm& digest) const {
+    const CCertificateIssuer by{Root(), m_rootSigningKey};
+    return BuildCertificate(request, key, &by, digest);
+}
+
+CUniqueCertificate CTestAuthority::IssueUnder(PCCERT_CONTEXT authority, const CSigningKey& key,
+                                              const CCertificateRequest& request) const {
+    const CCertificateIssuer by{authority, key};
+    CUniqueCertificate certificate = BuildCertificate(request, m_publisherKey.Get(), &by);
+    BindKey(certificate.Get(), KeyName(L"publisher", ParentOfChild()));
+    return certificate;
 }
 
 CUniqueCertificate CTestAuthority::IssueRoot(const std::wstring& subject) const {
@@ -147,6 +175,10 @@ CPolicyValue::CPolicyValue(const wchar_t* name, const wchar_t* text) : m_name(na
 
 CPolicyValue::~CPolicyValue() {
     RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, PolicyKey, m_name.c_str());
+}
+
+CCertificateRequest AuthorityRequest(const std::wstring& subject) {
+    return {subject, HoursFromNow(-10'000), HoursFromNow(10'000), {}, true, {}};
 }
 
 CCertificateRequest CodeSigningRequest(const std::wstring& subject) {

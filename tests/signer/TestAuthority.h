@@ -17,14 +17,23 @@ public:
     static CTestAuthority& Instance();
 
     PCCERT_CONTEXT Root() const { return m_root.Get(); }
+    /// Trusted as well, and signed with SHA-1. It has the root's key.
+    PCCERT_CONTEXT OldRoot() const { return m_oldRoot.Get(); }
     /// A certificate under the root, or under another one with the root's key. Its key is the publisher's.
     CUniqueCertificate Issue(const CCertificateRequest& request, PCCERT_CONTEXT issuer = nullptr,
                              const CDigestAlgorithm& digest = Sha256) const;
     CUniqueCertificate IssueAuthority(const std::wstring& subject, PCCERT_CONTEXT issuer = nullptr) const;
+    /// The same with more to choose; the digest is that of the issuer's signature.
+    CUniqueCertificate IssueAuthority(const CCertificateRequest& request, HCRYPTPROV key,
+                                      const CDigestAlgorithm& digest = Sha256) const;
+    /// A certificate with the publisher's key under an authority with a key of its own.
+    CUniqueCertificate IssueUnder(PCCERT_CONTEXT authority, const CSigningKey& key,
+                                  const CCertificateRequest& request) const;
     /// The same, by itself; not trusted.
     CUniqueCertificate IssueRoot(const std::wstring& subject) const;
     const CSigningKey& PublisherKey() const { return m_publisherSigningKey; }
     const CSigningKey& RootKey() const { return m_rootSigningKey; }
+    HCRYPTPROV RootProvider() const { return m_rootKey.Get(); }
 
     /// A publisher as it should be: for code signing, valid now, a trusted publisher as long as the program runs.
     PCCERT_CONTEXT Publisher() const { return m_publisher.Get(); }
@@ -41,6 +50,7 @@ private:
     CSigningKey m_rootSigningKey;
     CSigningKey m_publisherSigningKey;
     CUniqueCertificate m_root;
+    CUniqueCertificate m_oldRoot;
     CUniqueCertificate m_publisher;
     std::unique_ptr<class CStoredCertificate> m_trust;
 };
@@ -76,6 +86,7 @@ private:
 };
 
 CCertificateRequest CodeSigningRequest(const std::wstring& subject);
+CCertificateRequest AuthorityRequest(const std::wstring& subject);
 
 /// Signs with a certificate that CTestAuthority issued; more certificates go into the block.
 std::wstring SignWith(PCCERT_CONTEXT certificate, std::wstring_view text, ScriptKind kind = ScriptKind::VBScript,

@@ -287,7 +287,7 @@ TEST(ScriptVerifier, ACertificateSignedWithSha1CountsOnlyWhereAsked) {
         Authority().Issue(CodeSigningRequest(L"CN=Old"), nullptr, *FindDigest(szOID_OIWSEC_sha1));
     const CStoredCertificate trusted(L"TrustedPublisher", leaf.Get());
     const std::wstring text = SignWith(leaf.Get(), Script);
-    EXPECT_EQ(L"the certificate or one above it is signed in a way that is no longer accepted", ReasonAgainst(text));
+    EXPECT_EQ(L"the certificate is signed in a way that is no longer accepted", ReasonAgainst(text));
     const CPolicyValue asked(L"AcceptSha1", 1ul);
     EXPECT_EQ(L"accepted", ReasonAgainst(text));
 }
