@@ -20,11 +20,14 @@ std::wstring KeyName(const wchar_t* part, DWORD process) {
 }
 
 /// Everything under the test root or of its name that a test may have left.
-void RemoveAllUnder(PCCERT_CONTEXT root, const wchar_t* storeName) {
-    const CUniqueStore store = OpenSystemStore(CERT_SYSTEM_STORE_LOCAL_MACHINE, storeName);
-    for (PCCERT_CONTEXT next = nullptr; store && (next = CertEnumCertificatesInStore(store.Get(), next)) != nullptr;) {
-        if (CertCompareCertificateName(X509_ASN_ENCODING, &next->pCertInfo->Issuer, &root->pCertInfo->Subject))
-            RemoveFromStore(HKEY_LOCAL_MACHINE, storeName, next);
+void RemoveAllUnder(PCCERT_CONTEXT root) {
+    for (const wchar_t* const storeName : {L"Root", L"TrustedPublisher", L"Disallowed"}) {
+        const CUniqueStore store = OpenSystemStore(CERT_SYSTEM_STORE_LOCAL_MACHINE, storeName);
+        PCCERT_CONTEXT next = nullptr;
+        while (store && (next = CertEnumCertificatesInStore(store.Get(), next)) != nullptr) {
+            if (CertCompareCertificateName(X509_ASN_ENCODING, &next->pCertInfo->Issuer, &root->pCertInfo->Subject))
+                RemoveFromStore(HKEY_LOCAL_MACHINE, storeName, next);
+        }
     }
 }
 
@@ -80,12 +83,14 @@ int CTestAuthority::RunChild() {
     const DWORD self = GetCurrentProcessId();
     DWORD code = EXIT_FAILURE;
     try {
-        // A run that was ended may have left keys under this number.
+        // A run that was ended may have left keys under this number, and roots of this name.
         for (const wchar_t* const part : {L"root", L"publisher"})
             DeleteRsaKey(KeyName(part, self));
         // A key is on record for others only when its provider has been let go.
         CreateRsaKey(KeyName(L"publisher", self));
         const auto [root, oldRoot] = MakeRoots(KeyName(L"root", self));
+        RemoveAllUnder(root.Get());
+        RemoveAllUnder(oldRoot.Get());
         {
             const CStoredCertificate trusted(L"Root", root.Get());
             const CStoredCertificate alsoTrusted(L"Root", oldRoot.Get());
@@ -94,10 +99,8 @@ int CTestAuthority::RunChild() {
             SetEnvironmentVariableW(ChildVariable, value.c_str());
             code = RunMyself();
         }
-        for (const wchar_t* const store : {L"Root", L"TrustedPublisher", L"Disallowed"}) {
-            RemoveAllUnder(root.Get(), store);
-            RemoveAllUnder(oldRoot.Get(), store);
-        }
+        RemoveAllUnder(root.Get());
+        RemoveAllUnder(oldRoot.Get());
     } catch (const CSignerError& error) {
         fwprintf(stderr, L"%ls\n", error.Text().c_str());
     }
