@@ -3,6 +3,7 @@
 #include "CertificateStore.h"
 #include "ScriptText.h"
 #include "SignerErrors.h"
+#include "SigningKey.h"
 
 #include <vector>
 
@@ -72,24 +73,68 @@ std::vector<CUniqueCertificate> FindCandidates(HCERTSTORE store, const std::wstr
     return candidates;
 }
 
-/// The name of the user's default key container; empty when there is none.
-std::string DefaultContainer() {
-    CUniqueProvider provider;
-    char name[MAX_PATH] = "";
-    DWORD size = sizeof name;
-    if (CryptAcquireContextW(provider.Put(), nullptr, MS_ENHANCED_PROV_W, PROV_RSA_FULL, CRYPT_SILENT))
-        CryptGetProvParam(provider.Get(), PP_CONTAINER, reinterpret_cast<BYTE*>(name), &size, 0);
-    return name;
+/// Puts an empty key in place of the user's registry while it lives. Wine keeps the key of a .pfx file in the user's
+/// default container, over one that is there, whatever it is told; so it is shown a registry where there is none, which
+/// goes afterwards with all that was written into it.
+class CEmptyUserRegistry {
+public:
+    CEmptyUserRegistry() : m_name(L"Software\\Morvane.signing-" + std::to_wstring(GetCurrentProcessId())) {
+        LSTATUS status = RegCreateKeyExW(HKEY_CURRENT_USER, m_name.c_str(), 0, nullptr, REG_OPTION_VOLATILE,
+                                         KEY_ALL_ACCESS, nullptr, m_key.Put(), nullptr);
+        if (status == ERROR_SUCCESS)
+            status = RegOverridePredefKey(HKEY_CURRENT_USER, m_key.Get());
+        if (status == ERROR_SUCCESS)
+            return;
+        RegDeleteTreeW(HKEY_CURRENT_USER, m_name.c_str());
+        ThrowSystemError(L"cannot keep the key out of the user's registry", HRESULT_FROM_WIN32(status));
+    }
+    CEmptyUserRegistry(const CEmptyUserRegistry&) = delete;
+    CEmptyUserRegistry& operator=(const CEmptyUserRegistry&) = delete;
+    ~CEmptyUserRegistry() {
+        RegOverridePredefKey(HKEY_CURRENT_USER, nullptr);
+        RegDeleteTreeW(HKEY_CURRENT_USER, m_name.c_str());
+    }
+
+private:
+    std::wstring m_name;
+    CUniqueRegKey m_key;
+};
+
+/// Empty when there is none.
+CUniqueCertificate FindOwnerOfKey(HCERTSTORE store) {
+    CUniqueCertificate found;
+    PCCERT_CONTEXT next = nullptr;
+    while ((next = CertEnumCertificatesInStore(store, next)) != nullptr) {
+        // Wine says of every certificate in the file that the private key is its own.
+        if (HasPrivateKey(next) && HasUsage(next, szOID_PKIX_KP_CODE_SIGNING) && CSigningKey(next).BelongsTo(next) &&
+            (!found || IsNewer(next, found.Get())))
+            found = ShareCertificate(next);
+    }
+    return found;
+}
+
+/// The certificates alone, without anything that the system has attached to them.
+CUniqueStore CopyCertificates(HCERTSTORE store) {
+    CUniqueStore copy(CertOpenStore(CERT_STORE_PROV_MEMORY, 0, 0, 0, nullptr));
+    PCCERT_CONTEXT next = nullptr;
+    while ((next = CertEnumCertificatesInStore(store, next)) != nullptr)
+        CertAddEncodedCertificateToStore(copy.Get(), X509_ASN_ENCODING, next->pbCertEncoded, next->cbCertEncoded,
+                                         CERT_STORE_ADD_ALWAYS, nullptr);
+    return copy;
+}
+
+/// The same certificate with a key that is in memory.
+CUniqueCertificate WithKey(PCCERT_CONTEXT certificate, HCRYPTPROV key, DWORD keySpec) {
+    CUniqueCertificate copy(
+        CertCreateCertificateContext(X509_ASN_ENCODING, certificate->pbCertEncoded, certificate->cbCertEncoded));
+    CERT_KEY_CONTEXT context{sizeof context, {key}, keySpec};
+    if (!copy || !CertSetCertificateContextProperty(copy.Get(), CERT_KEY_CONTEXT_PROP_ID,
+                                                    CERT_STORE_NO_CRYPT_RELEASE_FLAG, &context))
+        ThrowLastError(L"the certificate's private key cannot be used");
+    return copy;
 }
 
 } // namespace
-
-CTemporaryContainer::~CTemporaryContainer() {
-    HCRYPTPROV none = 0;
-    if (!m_name.empty())
-        CryptAcquireContextA(&none, m_name.c_str(), MS_ENHANCED_PROV_A, PROV_RSA_FULL,
-                             CRYPT_DELETEKEYSET | CRYPT_SILENT);
-}
 
 CSigningCertificate CSigningCertificate::FromStore(const std::wstring& name, const std::wstring& store) {
     const std::wstring storeName = store.empty() ? L"My" : store;
@@ -117,20 +162,19 @@ CSigningCertificate CSigningCertificate::FromStore(const std::wstring& name, con
 CSigningCertificate CSigningCertificate::FromPfx(const std::wstring& path, const std::wstring& password) {
     CBytes bytes = ReadFileBytes(path);
     CRYPT_DATA_BLOB blob{static_cast<DWORD>(bytes.size()), bytes.data()};
-    // Nothing of the key is to stay behind on the machine. Wine puts it into the default container all the same.
-    const std::string before = DefaultContainer();
+    const CEmptyUserRegistry registry;
     CUniqueStore store(PFXImportCertStore(&blob, password.c_str(), PKCS12_NO_PERSIST_KEY | CRYPT_EXPORTABLE));
     if (!store)
         throw CSignerError(HRESULT_FROM_WIN32(ERROR_INVALID_PASSWORD),
                            L"cannot read '" + path + L"': it is no .pfx file, or its password is another");
-    CTemporaryContainer container(before.empty() ? DefaultContainer() : std::string());
-    CUniqueCertificate next;
-    for (;;) {
-        next = CUniqueCertificate(CertEnumCertificatesInStore(store.Get(), next.Detach()));
-        if (!next)
-            break;
-        if (HasPrivateKey(next.Get()))
-            return {std::move(store), std::move(next), std::move(container)};
-    }
-    throw CSignerError(CRYPT_E_NOT_FOUND, L"'" + path + L"' holds no certificate with a private key");
+    CUniqueCertificate owner = FindOwnerOfKey(store.Get());
+    if (!owner)
+        throw CSignerError(CRYPT_E_NOT_FOUND,
+                           L"'" + path + L"' holds no certificate for code signing together with its private key");
+    const CSigningKey key(owner.Get());
+    CUniqueProvider copy = key.CopyToMemory();
+    if (!copy)
+        return {std::move(store), std::move(owner)};
+    CUniqueCertificate signer = WithKey(owner.Get(), copy.Get(), key.KeySpec());
+    return {CopyCertificates(store.Get()), std::move(signer), std::move(copy)};
 }

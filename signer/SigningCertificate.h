@@ -7,22 +7,6 @@
 #include <string>
 #include <utility>
 
-/// Deletes a key container of the old RSA provider at its end; an empty name stands for none.
-class CTemporaryContainer {
-public:
-    CTemporaryContainer() = default;
-    explicit CTemporaryContainer(std::string name) noexcept : m_name(std::move(name)) {}
-    CTemporaryContainer(CTemporaryContainer&& other) noexcept : m_name(std::exchange(other.m_name, {})) {}
-    CTemporaryContainer& operator=(CTemporaryContainer&& other) noexcept {
-        std::swap(m_name, other.m_name);
-        return *this;
-    }
-    ~CTemporaryContainer();
-
-private:
-    std::string m_name;
-};
-
 class CSigningCertificate {
 public:
     /// By thumbprint (hexadecimal, with or without blanks) or by the subject's whole or common name, whatever the case;
@@ -31,20 +15,22 @@ public:
     /// when there is none or the choice is open.
     static CSigningCertificate FromStore(const std::wstring& name, const std::wstring& store);
 
-    /// The first certificate with a private key in the file. The key lives as long as this object.
+    /// The certificate for code signing in the file whose private key is there too; the newest of several. The key
+    /// lives as long as this object and only in memory. For an instant this process sees an empty registry in place of
+    /// the user's, so no other of its threads should need that one just then. Throws CSignerError.
     static CSigningCertificate FromPfx(const std::wstring& path, const std::wstring& password);
 
     /// A certificate whose key the system can find, and a store with those above it, which may be empty.
-    CSigningCertificate(CUniqueStore store, CUniqueCertificate certificate, CTemporaryContainer container = {}) noexcept
-        : m_container(std::move(container)), m_store(std::move(store)), m_certificate(std::move(certificate)) {}
+    CSigningCertificate(CUniqueStore store, CUniqueCertificate certificate, CUniqueProvider key = {}) noexcept
+        : m_key(std::move(key)), m_store(std::move(store)), m_certificate(std::move(certificate)) {}
 
     PCCERT_CONTEXT Get() const noexcept { return m_certificate.Get(); }
     /// Where the certificates above it may be found, besides the system's stores; may be null.
     HCERTSTORE Store() const noexcept { return m_store.Get(); }
 
 private:
-    // Declared first, so that the container goes after whatever still uses its key.
-    CTemporaryContainer m_container;
+    // Declared first, so that the key goes after whatever still uses it.
+    CUniqueProvider m_key;
     CUniqueStore m_store;
     CUniqueCertificate m_certificate;
 };

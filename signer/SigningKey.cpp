@@ -67,19 +67,50 @@ CSigningKey::CSigningKey(PCCERT_CONTEXT certificate) : m_handle(0), m_keySpec(0)
         RequireSha256();
 }
 
-void CSigningKey::RequireSha256() {
-    CUniqueCryptHash hash;
-    if (CryptCreateHash(m_handle, CALG_SHA_256, 0, 0, hash.Put()))
-        return;
+bool CSigningKey::BelongsTo(PCCERT_CONTEXT certificate) const {
+    DWORD size = 0;
+    if (!CryptExportPublicKeyInfo(m_handle, m_keySpec, X509_ASN_ENCODING, nullptr, &size))
+        return false;
+    CBytes buffer(size);
+    auto* const info = reinterpret_cast<CERT_PUBLIC_KEY_INFO*>(buffer.data());
+    return CryptExportPublicKeyInfo(m_handle, m_keySpec, X509_ASN_ENCODING, info, &size) &&
+           CertComparePublicKeyInfo(X509_ASN_ENCODING, info, &certificate->pCertInfo->SubjectPublicKeyInfo);
+}
+
+CBytes CSigningKey::Export(const wchar_t* ifItMayNot) const {
     CUniqueCryptKey key;
     DWORD size = 0;
     if (!CryptGetUserKey(m_handle, m_keySpec, key.Put()) ||
         !CryptExportKey(key.Get(), 0, PRIVATEKEYBLOB, 0, nullptr, &size))
-        ThrowLastError(L"the provider of the certificate's key knows no SHA-256, and the key may not leave it");
+        ThrowLastError(ifItMayNot);
     CBytes blob(size);
-    CUniqueAlgorithm algorithm;
     if (!CryptExportKey(key.Get(), 0, PRIVATEKEYBLOB, 0, blob.data(), &size))
-        ThrowLastError(L"the certificate's key cannot be used with SHA-256");
+        ThrowLastError(ifItMayNot);
+    return blob;
+}
+
+CUniqueProvider CSigningKey::CopyToMemory() const {
+    CUniqueProvider provider;
+    if (m_keySpec == CERT_NCRYPT_KEY_SPEC)
+        return provider;
+    CBytes blob = Export(L"the certificate's private key cannot be read");
+    CUniqueCryptKey key;
+    const bool copied =
+        CryptAcquireContextW(provider.Put(), nullptr, nullptr, PROV_RSA_AES, CRYPT_VERIFYCONTEXT | CRYPT_SILENT) &&
+        CryptImportKey(provider.Get(), blob.data(), static_cast<DWORD>(blob.size()), 0, 0, key.Put());
+    const DWORD error = GetLastError();
+    SecureZeroMemory(blob.data(), blob.size());
+    if (!copied)
+        ThrowSystemError(L"the certificate's private key cannot be used", HRESULT_FROM_WIN32(error));
+    return provider;
+}
+
+void CSigningKey::RequireSha256() {
+    CUniqueCryptHash hash;
+    if (CryptCreateHash(m_handle, CALG_SHA_256, 0, 0, hash.Put()))
+        return;
+    CBytes blob = Export(L"the provider of the certificate's key knows no SHA-256, and the key may not leave it");
+    CUniqueAlgorithm algorithm;
     CBytes pair = ToKeyPairBlob(blob);
     NTSTATUS status = BCryptOpenAlgorithmProvider(algorithm.Put(), BCRYPT_RSA_ALGORITHM, nullptr, 0);
     if (status >= 0)

@@ -34,6 +34,7 @@ public:
     const CSigningKey& PublisherKey() const { return m_publisherSigningKey; }
     const CSigningKey& RootKey() const { return m_rootSigningKey; }
     HCRYPTPROV RootProvider() const { return m_rootKey.Get(); }
+    HCRYPTPROV PublisherProvider() const { return m_publisherKey.Get(); }
 
     /// A publisher as it should be: for code signing, valid now, a trusted publisher as long as the program runs.
     PCCERT_CONTEXT Publisher() const { return m_publisher.Get(); }

@@ -22,7 +22,7 @@ thumbprint() { openssl x509 -in "$1" -noout -fingerprint -sha1 | sed 's/.*=//; s
 
 clean_up() {
     local name
-    for name in ca.pem leaf.pem curve.pem; do
+    for name in ca.pem leaf.pem curve.pem under.pem; do
         [ -e "$name" ] || continue
         wine_run reg delete "$store\\Root\\Certificates\\$(thumbprint "$name")" /f >/dev/null || true
         wine_run reg delete "$store\\TrustedPublisher\\Certificates\\$(thumbprint "$name")" /f >/dev/null || true
@@ -44,26 +44,34 @@ refused() {
 
 # --- certificates ---------------------------------------------------------------------------------------------------
 
-issue() { # name key subject extension...
-    local name=$1 key subject=$3
-    read -r -a key <<<"$2"
-    shift 3
+issue() { # issuer name key subject extension...
+    local issuer=$1 name=$2 key subject=$4
+    read -r -a key <<<"$3"
+    shift 4
     openssl req -newkey "${key[@]}" -nodes -keyout "$name.key" -subj "$subject" -out "$name.csr"
-    printf '%s\n' keyUsage=critical,digitalSignature "$@" >"$name.ext"
-    openssl x509 -req -in "$name.csr" -CA ca.pem -CAkey ca.key -CAcreateserial -days 30 -sha256 -extfile "$name.ext" \
-        -out "$name.pem"
+    printf '%s\n' "$@" >"$name.ext"
+    openssl x509 -req -in "$name.csr" -CA "$issuer.pem" -CAkey "$issuer.key" -CAcreateserial -days 30 -sha256 \
+        -extfile "$name.ext" -out "$name.pem"
+}
+signer() { # issuer name key subject usage
+    issue "$1" "$2" "$3" "$4" keyUsage=critical,digitalSignature "extendedKeyUsage=$5"
 }
 {
     openssl req -x509 -newkey rsa:2048 -nodes -keyout ca.key -out ca.pem -days 30 -subj '/CN=Crosscheck Root' \
         -addext basicConstraints=critical,CA:TRUE -addext keyUsage=critical,keyCertSign,cRLSign
-    issue leaf rsa:2048 '/O=Crosscheck/CN=Crosscheck Publisher' extendedKeyUsage=codeSigning
-    issue curve 'ec -pkeyopt ec_paramgen_curve:P-256' '/CN=Crosscheck Curve' extendedKeyUsage=codeSigning
-    issue clock rsa:2048 '/CN=Crosscheck Clock' extendedKeyUsage=critical,timeStamping
+    signer ca leaf rsa:2048 '/O=Crosscheck/CN=Crosscheck Publisher' codeSigning
+    signer ca curve 'ec -pkeyopt ec_paramgen_curve:P-256' '/CN=Crosscheck Curve' codeSigning
+    signer ca clock rsa:2048 '/CN=Crosscheck Clock' critical,timeStamping
+    issue ca middle rsa:2048 '/CN=Crosscheck Middle' basicConstraints=critical,CA:TRUE keyUsage=critical,keyCertSign
+    signer middle under rsa:2048 '/CN=Crosscheck Under' codeSigning
     openssl pkcs12 -export -inkey leaf.key -in leaf.pem -passout env:QUORLINE_PFX_PASSWORD -out leaf.pfx
+    openssl pkcs12 -export -inkey under.key -in under.pem -certfile middle.pem -passout env:QUORLINE_PFX_PASSWORD \
+        -out under.pfx
 } 2>openssl.log || { cat openssl.log; fail "OpenSSL could not make the certificates"; }
 quorline_sign trust ca.pem
 quorline_sign trust leaf.pem
 quorline_sign trust curve.pem
+quorline_sign trust under.pem
 
 # --- signed here, verified there ------------------------------------------------------------------------------------
 
@@ -104,6 +112,11 @@ quorline_sign sign here.vbs here.js --cert leaf.pfx
 check_signed_here here.vbs "'' SIG '' "
 check_signed_here here.js '// SIG // '
 accepted here.vbs
+# A file that holds the certificate above its own.
+cp before.vbs under.vbs
+quorline_sign sign under.vbs --cert under.pfx
+grep -q 'signed by CN=Crosscheck Under ' out || fail "another certificate than the key's own was taken"
+accepted under.vbs
 
 # --- signed there, verified here ------------------------------------------------------------------------------------
 
