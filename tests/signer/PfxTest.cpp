@@ -135,12 +135,14 @@ std::map<std::wstring, CBytes> UserValues(const std::wstring& path = L"Software"
 
 constexpr DWORD DefaultProvider = PROV_RSA_FULL;
 
+/// Empty when there is no such key.
 CBytes PublicKeyOf(HCRYPTPROV provider, DWORD spec) {
     CUniqueCryptKey key;
     CBytes blob(2048);
     DWORD size = static_cast<DWORD>(blob.size());
-    EXPECT_TRUE(CryptGetUserKey(provider, spec, key.Put()));
-    EXPECT_TRUE(CryptExportKey(key.Get(), 0, PUBLICKEYBLOB, 0, blob.data(), &size));
+    if (!CryptGetUserKey(provider, spec, key.Put()) ||
+        !CryptExportKey(key.Get(), 0, PUBLICKEYBLOB, 0, blob.data(), &size))
+        size = 0;
     blob.resize(size);
     return blob;
 }
