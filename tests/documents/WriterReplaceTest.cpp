@@ -2,6 +2,7 @@
 
 #include "WriterFixture.h"
 
+#include "ChildTest.h"
 #include "ImportHook.h"
 #include "StartProcess.h"
 
@@ -241,28 +242,6 @@ void WriteNumbered(const std::wstring& path, CInternalDocumentStore& store) {
     CDocumentStoreInfo info(nullptr, &store);
     writer.WriteDocumentStore(info);
 }
-
-class CProcess {
-public:
-    explicit CProcess(const std::wstring& command) {
-        STARTUPINFOW startup{};
-        startup.dwFlags = STARTF_USESTDHANDLES; // none: what it prints says nothing
-        PROCESS_INFORMATION started{};
-        if (!StartProcess(nullptr, command, nullptr, false, startup, started))
-            throw std::runtime_error("the writing process does not start");
-        m_process.Reset(started.hProcess);
-        const CUniqueHandle thread(started.hThread);
-    }
-    ~CProcess() { Kill(); }
-
-    void Kill() {
-        TerminateProcess(m_process.Get(), 1);
-        WaitForSingleObject(m_process.Get(), 60000);
-    }
-
-private:
-    CUniqueHandle m_process;
-};
 } // namespace
 
 // Run as a process of its own by the test below, and ended by it.
@@ -287,15 +266,12 @@ TEST_F(WriterReplaceTest, AKillAtAnyMomentLeavesOneWholeRecord) {
 
     SetEnvironmentVariableW(PathVariable, path.c_str());
     const CUniqueHandle writing(CreateEventW(nullptr, FALSE, FALSE, WritingEvent));
-    wchar_t program[MAX_PATH];
-    GetModuleFileNameW(nullptr, program, MAX_PATH);
     const unsigned kills = GetEnvironmentVariableW(L"DOCUMENTS_SOAK", nullptr, 0) != 0 ? 1000 : 20;
     const unsigned seed = std::random_device()();
     std::mt19937 random(seed);
     unsigned leftovers = 0;
     for (unsigned round = 0; round < kills; ++round) {
-        CProcess child(L"\"" + std::wstring(program) +
-                       L"\" --gtest_also_run_disabled_tests --gtest_filter=WriterChild.*");
+        CChildTest child(L"WriterChild.*");
         for (unsigned writes = 1 + random() % 20; writes > 0; --writes)
             ASSERT_EQ(WaitForSingleObject(writing.Get(), 60000), WAIT_OBJECT_0);
         LARGE_INTEGER until{};
