@@ -14,8 +14,8 @@
 //
 // The friendly name, one pattern, the state changes and the save script must be there.
 
+#include "AppsText.h"
 #include "ScriptExecution/DocumentScript.h"
-#include "ScriptExecution/StateChangeTypes.h"
 
 #include <memory>
 #include <string>
@@ -28,7 +28,3 @@ ProtectedApps ReadAppsFile(const std::wstring& path);
 
 /// The script in a file, .vbs or .js. Throws CCommandError.
 CScript ReadScriptFile(const std::wstring& path);
-
-/// The state of a name such as "hibernate" or "HibernateResume"; case and hyphens do not count.
-/// Throws CCommandError that lists the names for an unknown one.
-_STATE_CHANGE_TYPE StateChangeFromName(const std::wstring& name);
