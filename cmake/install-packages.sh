@@ -16,7 +16,7 @@ declare -A PACKAGES=(
     [lint]="clang-format clang-tidy shellcheck git python3"
     [coverage]="python3"
     # For the build machine itself, not for Windows.
-    [fuzz]="clang libclang-rt-dev g++ cmake ninja-build libexpat1-dev nlohmann-json3-dev"
+    [fuzz]="clang libclang-rt-dev g++ cmake ninja-build libexpat1-dev nlohmann-json3-dev libwine-dev"
 )
 
 wanted=()

@@ -15,7 +15,7 @@
 #include <string_view>
 
 /// Ends the process when a parser broke its word.
-inline void Require(bool holds, const char* promise) {
+inline void FuzzRequire(bool holds, const char* promise) {
     if (holds)
         return;
     std::fprintf(stderr, "broken: %s\n", promise);

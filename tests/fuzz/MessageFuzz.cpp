@@ -77,15 +77,15 @@ void TryFormat(CFuzzInput input) {
     std::wstring text = format + std::wstring(Mark);
     try {
         text = arguments.Use([&](va_list list) { return GlobalFormatter().FormatV(format, list); });
-        Require(text.size() <= format.size() * (format.size() + 1) + LongestPrint * inserts,
-                "an insert prints at most 4095 characters");
+        FuzzRequire(text.size() <= format.size() * (format.size() + 1) + LongestPrint * inserts,
+                    "an insert prints at most 4095 characters");
     } catch (const CIntlHelperException& refusal) {
-        Require(refusal.GetErrorCode() == 8, "a bad format is refused with code 8");
+        FuzzRequire(refusal.GetErrorCode() == 8, "a bad format is refused with code 8");
     } catch (const std::length_error&) {
         // Too long.
     }
-    Require(arguments.Use([&](va_list list) { return GlobalFormatter().FormatVNoThrow(format, list); }) == text,
-            "a refused format is marked, any other comes out the same twice");
+    FuzzRequire(arguments.Use([&](va_list list) { return GlobalFormatter().FormatVNoThrow(format, list); }) == text,
+                "a refused format is marked, any other comes out the same twice");
 }
 
 void TryEscapes(CFuzzInput input) {
@@ -93,7 +93,7 @@ void TryEscapes(CFuzzInput input) {
     std::wstring escaped;
     for (const wchar_t c : text)
         escaped.append(1, L'\\').append(1, c);
-    Require(GlobalFormatter().Format(escaped) == text, "what is escaped comes out as it is");
+    FuzzRequire(GlobalFormatter().Format(escaped) == text, "what is escaped comes out as it is");
 }
 } // namespace
 

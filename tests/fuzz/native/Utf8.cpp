@@ -1,0 +1,8 @@
+// UTF-8 as the command reads it; what is malformed becomes U+FFFD.
+
+#include "Console.h"
+#include "Utf8.h"
+
+std::wstring FromUtf8(std::string_view text) {
+    return WidenUtf8(text);
+}
