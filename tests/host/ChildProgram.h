@@ -32,6 +32,22 @@ inline std::string ReadBytes(const std::wstring& path) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
+/// False when the file is not there, or not gone, within a minute; told by the system, so that nobody asks in turns.
+inline bool WaitUntil(const std::filesystem::path& path, bool there) {
+    const HANDLE change = FindFirstChangeNotificationW(path.parent_path().c_str(), FALSE,
+                                                       FILE_NOTIFY_CHANGE_FILE_NAME | FILE_NOTIFY_CHANGE_DIR_NAME);
+    bool is = std::filesystem::exists(path) == there;
+    while (!is && WaitForSingleObject(change, 60'000) == WAIT_OBJECT_0) {
+        is = std::filesystem::exists(path) == there;
+        FindNextChangeNotification(change);
+    }
+    FindCloseChangeNotification(change);
+    return is;
+}
+inline bool WaitForFile(const std::filesystem::path& path) {
+    return WaitUntil(path, true);
+}
+
 /// Starts a program with these ends of its output. Throws std::runtime_error when it does not start.
 inline CUniqueHandle StartProgram(const std::wstring& commandLine, HANDLE out, HANDLE err) {
     STARTUPINFOW startup{};

@@ -26,18 +26,6 @@ for (var i = 0; i < documents.Count; ++i)
     files.CopyFile(documents.Item(i).TempPath, documents.Item(i).TempPath + ".restored");
 )";
 
-/// False when the file is not there within a minute; told by the system, so that nobody asks in turns.
-inline bool WaitForFile(const std::filesystem::path& path) {
-    const HANDLE change = FindFirstChangeNotificationW(path.parent_path().c_str(), FALSE, FILE_NOTIFY_CHANGE_FILE_NAME);
-    bool there = std::filesystem::exists(path);
-    while (!there && WaitForSingleObject(change, 60'000) == WAIT_OBJECT_0) {
-        there = std::filesystem::exists(path);
-        FindNextChangeNotification(change);
-    }
-    FindCloseChangeNotification(change);
-    return there;
-}
-
 inline void Register(const std::wstring& options) {
     for (const wchar_t* dll : {L"Quorline.dll", L"QuorlineHost.dll", L"QuorlineSigner.dll"})
         ASSERT_EQ(RunProgram(L"regsvr32 /s " + options + L"\"" + ProgramFolder() + L"\\" + dll + L"\"").exitCode, 0u)

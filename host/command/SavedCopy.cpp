@@ -1,0 +1,90 @@
+#include "SavedCopy.h"
+
+#include "Common/UniqueHandle.h"
+#include "SystemText.h"
+
+#include <algorithm>
+
+namespace {
+using Kind = CSavedCopyAnswer::Kind;
+
+CSavedCopyAnswer Refuse(std::wstring reason) {
+    return {Kind::Refused, std::move(reason)};
+}
+
+bool IsForbiddenInName(wchar_t c) {
+    return c == L'"' || c == L':' || c < 0x20 || (c >= 0x7F && c <= 0x9F);
+}
+
+/// With "..", forward slashes and the names of devices resolved, without asking any disk.
+std::wstring FullPath(const std::wstring& path) {
+    std::wstring full(GetFullPathNameW(path.c_str(), 0, nullptr, nullptr), L'\0');
+    full.resize(GetFullPathNameW(path.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr));
+    return full;
+}
+
+bool SamePath(const std::wstring& left, const std::wstring& right) {
+    return CompareStringOrdinal(left.c_str(), static_cast<int>(left.size()), right.c_str(),
+                                static_cast<int>(right.size()), TRUE) == CSTR_EQUAL;
+}
+
+/// The object itself where the path ends in a link. Nothing is opened for reading: a copy may be in use.
+CUniqueHandle OpenItself(const std::wstring& path) {
+    return CUniqueHandle(CreateFileW(path.c_str(), FILE_READ_ATTRIBUTES,
+                                     FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+                                     FILE_FLAG_OPEN_REPARSE_POINT | FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+}
+
+/// Of what a handle stands for, with every link on the way resolved; empty where the file system does not tell.
+std::wstring FinalPath(HANDLE object) {
+    std::wstring path(32768, L'\0');
+    const DWORD length = GetFinalPathNameByHandleW(object, path.data(), static_cast<DWORD>(path.size()),
+                                                   FILE_NAME_OPENED | VOLUME_NAME_DOS);
+    path.resize(length < path.size() ? length : 0);
+    return path;
+}
+
+/// Whether an object that was opened under this name in this directory is a link. Reparse points of other kinds, such
+/// as those of files that a cloud service holds, are none.
+bool IsLink(HANDLE object, HANDLE directory, const std::wstring& name) {
+    FILE_ATTRIBUTE_TAG_INFO info{};
+    if (GetFileInformationByHandleEx(object, FileAttributeTagInfo, &info, sizeof info) &&
+        (info.FileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 && IsReparseTagNameSurrogate(info.ReparseTag))
+        return true;
+    const std::wstring path = FinalPath(object);
+    const std::wstring parent = FinalPath(directory);
+    return !path.empty() && !parent.empty() && !SamePath(path, parent + L"\\" + name);
+}
+
+bool IsOrdinaryFile(HANDLE file) {
+    BY_HANDLE_FILE_INFORMATION info{};
+    return GetFileType(file) == FILE_TYPE_DISK && GetFileInformationByHandle(file, &info) &&
+           (info.dwFileAttributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_DEVICE)) == 0;
+}
+} // namespace
+
+CSavedCopyAnswer ExamineSavedCopy(const std::wstring& storeDirectory, const std::wstring& path) {
+    const std::wstring name = path.substr(path.find_last_of(L"\\/") + 1);
+    if (name.empty())
+        return Refuse(L"the record names no file");
+    if (std::any_of(name.begin(), name.end(), IsForbiddenInName))
+        return Refuse(L"its name holds a quotation mark, a colon or a control character");
+    if (!SamePath(FullPath(path), storeDirectory + L"\\" + name))
+        return Refuse(L"it does not lie in the directory of its store");
+
+    const std::size_t end = storeDirectory.find_last_of(L'\\');
+    const CUniqueHandle stores = OpenItself(storeDirectory.substr(0, end));
+    const CUniqueHandle store = OpenItself(storeDirectory);
+    if (!store || IsLink(store.Get(), stores.Get(), storeDirectory.substr(end + 1)))
+        return Refuse(L"the directory of its store is a link");
+    const CUniqueHandle file = OpenItself(path);
+    if (!file) {
+        const DWORD error = GetLastError();
+        if (error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND)
+            return {Kind::Missing, L"the saved copy is gone"};
+        return Refuse(L"it cannot be looked at: " + DescribeCode(error));
+    }
+    if (IsLink(file.Get(), store.Get(), name) || !IsOrdinaryFile(file.Get()))
+        return Refuse(L"it is no ordinary file");
+    return {Kind::Usable, {}};
+}
