@@ -1,5 +1,6 @@
 #include "InfoFileText.h"
 
+#include <algorithm>
 #include <array>
 #include <vector>
 
@@ -44,6 +45,24 @@ std::string Escape(std::string_view value) {
     }
     return result;
 }
+/// Some bytes of one recovered value and some of the other.
+bool IsTornMark(std::string_view line) {
+    const std::size_t begin = std::min(line.find_first_not_of('\t'), line.size());
+    const std::string_view set = RecoveredValue(TEMP_DOCUMENT_RECOVERED);
+    const std::string_view clear = RecoveredValue(TEMP_DOCUMENT_NOT_RECOVERED);
+    const std::string_view value = line.substr(begin, clear.size());
+    if (value.size() < clear.size() || value == set || value == clear)
+        return false;
+    for (std::size_t i = 0; i < value.size(); ++i)
+        if (value[i] != set[i] && value[i] != clear[i])
+            return false;
+    return true;
+}
+
+std::string MendValue(std::string_view element, std::string_view line) {
+    return element == "Rec" && IsTornMark(line) ? std::string(RecoveredValue(TEMP_DOCUMENT_NOT_RECOVERED))
+                                                : Escape(line);
+}
 } // namespace
 
 std::string MendInfoText(std::string_view text) {
@@ -59,7 +78,7 @@ std::string MendInfoText(std::string_view text) {
         const std::string_view element = i > 0 ? OpenedElement(WithoutEnd(lines[i - 1])) : std::string_view();
         const bool isValue =
             !element.empty() && i + 1 < lines.size() && WithoutEnd(lines[i + 1]) == "</" + std::string(element) + ">";
-        result += isValue ? Escape(lines[i]) : std::string(lines[i]);
+        result += isValue ? MendValue(element, lines[i]) : std::string(lines[i]);
         if (i + 1 < lines.size())
             result += '\n';
     }

@@ -9,8 +9,16 @@
 #include <string>
 #include <string_view>
 
-/// The text of an info file with the values' "&" and "<" escaped; bytes in UTF-8.
+/// The text of an info file with the values' "&" and "<" escaped, and with "False" where the overwriting of a recovered
+/// value was torn; bytes in UTF-8.
 std::string MendInfoText(std::string_view text);
+
+/// What stands in front of each document's recovered value, once for every document.
+inline constexpr std::string_view RecoveredValueFrame = "\t\t\t\t<Rec>\r\n\t\t\t\t";
+/// The value as it can be overwritten: both have one size, and a reader trims the tab.
+constexpr std::string_view RecoveredValue(TEMP_DOCUMENT_STATUS status) noexcept {
+    return status == TEMP_DOCUMENT_RECOVERED ? "True\t" : "False";
+}
 
 /// A value such that the writer puts it into the file whole and the reader gives it back.
 std::wstring MakeWritable(const std::wstring& value);

@@ -1,54 +1,31 @@
-#include "AppsFile.h"
 #include "Commands.h"
 #include "Components.h"
 #include "Console.h"
 #include "InternalSavedDocument.h"
 #include "OperationThread.h"
-#include "RestoreDocumentScriptOp.h"
-#include "ScriptError.h"
+#include "RecoveryMarks.h"
+#include "RestoreOperation.h"
+#include "RestoreScripts.h"
+#include "SavedCopy.h"
 #include "StoreCatalog.h"
-#include "protection/ProcessInfo.h"
-#include "protection/UpperCase.h"
+
+#include <map>
 
 namespace {
 bool SameText(const std::wstring& left, const std::wstring& right) {
     return _wcsicmp(left.c_str(), right.c_str()) == 0;
 }
 
-std::wstring Text(const CInternalSavedDocument& document, void (CInternalSavedDocument::*get)(std::wstring&) const) {
-    std::wstring value;
-    (document.*get)(value);
-    return value;
+std::wstring SavedCopyOf(const CInternalSavedDocument& document) {
+    std::wstring path;
+    document.GetDocTempPath(path);
+    return path;
 }
-
-/// Reads the script's error before the operation gives up its runner.
-class CRestoreOp : public CRestoreDocumentScriptOp {
-public:
-    long Run() override {
-        m_result = CRestoreDocumentScriptOp::Run();
-        m_hasError = m_runner.GetErrorInfo(m_error.source, m_error.description, m_error.line, m_error.character);
-        return m_result;
-    }
-
-    /// Empty when the script ran to its end.
-    std::wstring DescribeFailure(const std::wstring& script) const {
-        if (m_hasError) {
-            CScriptError error = m_error;
-            error.script = script;
-            return error.Describe();
-        }
-        return FAILED(m_result) ? L"'" + script + L"' could not be run; the log says why" : std::wstring();
-    }
-
-private:
-    long m_result = E_FAIL;
-    bool m_hasError = false;
-    CScriptError m_error;
-};
 
 struct CSelected {
     CStoreEntry* store;
     CInternalSavedDocument* document;
+    std::size_t index; ///< of the document in its store
 };
 
 bool IsStoreNamed(const CStoreEntry& store, const std::wstring& target) {
@@ -56,9 +33,11 @@ bool IsStoreNamed(const CStoreEntry& store, const std::wstring& target) {
 }
 
 bool IsDocumentNamed(const CInternalSavedDocument& document, const std::wstring& target) {
-    const std::wstring copy = Text(document, &CInternalSavedDocument::GetDocTempPath);
+    const std::wstring copy = SavedCopyOf(document);
+    std::wstring name;
+    document.GetDocName(name);
     return SameText(copy, target) || SameText(copy.substr(copy.find_last_of(L'\\') + 1), target) ||
-           SameText(Text(document, &CInternalSavedDocument::GetDocName), target);
+           SameText(name, target);
 }
 
 /// Without a document's own name only those are taken that no script was started for yet.
@@ -68,11 +47,12 @@ std::vector<CSelected> Select(std::vector<CStoreEntry>& stores, const CRestoreRe
     for (auto& store : stores) {
         const bool whole = request.all || IsStoreNamed(store, request.target);
         known = known || whole;
-        for (auto* document : store.Documents()) {
-            const bool named = !request.all && IsDocumentNamed(*document, request.target);
+        const auto documents = store.Documents();
+        for (std::size_t i = 0; i < documents.size(); ++i) {
+            const bool named = !request.all && IsDocumentNamed(*documents[i], request.target);
             known = known || named;
-            if (named || (whole && document->GetStatus() != TEMP_DOCUMENT_RECOVERED))
-                selected.push_back({&store, document});
+            if (named || (whole && documents[i]->GetStatus() != TEMP_DOCUMENT_RECOVERED))
+                selected.push_back({&store, documents[i], i});
         }
     }
     if (!known)
@@ -80,62 +60,53 @@ std::vector<CSelected> Select(std::vector<CStoreEntry>& stores, const CRestoreRe
     return selected;
 }
 
-/// Finds the application whose restore script a document gets.
-class CRestoreScripts {
-public:
-    explicit CRestoreScripts(const CRestoreRequest& request) {
-        if (!request.appsFile.empty())
-            m_apps = ReadAppsFile(request.appsFile);
-        if (request.script.empty())
-            return;
-        m_override = std::make_unique<CDocumentScript>();
-        m_override->SetRestoreScript(ReadScriptFile(request.script));
-    }
-
-    /// The script given on the command line. Otherwise the application whose restore script the record names; of
-    /// several whose scripts have one name, the one that the saving program belongs to. A host that was killed leaves
-    /// records that name no script: they too go by their program. Null when there is none.
-    const CDocumentScript* Find(const CInternalSavedDocument& document) const {
-        if (m_override)
-            return m_override.get();
-        const std::wstring name = Text(document, &CInternalSavedDocument::GetRestoreScriptName);
-        CProcessInfo process;
-        process.m_imageName = ToUpperCase(Text(document, &CInternalSavedDocument::GetAppExeImageName));
-        const CDocumentScript* named = nullptr;
-        for (const auto& app : m_apps) {
-            const std::wstring script = app->GetRestoreScript().GetScriptName();
-            if (script.empty() || (!name.empty() && !SameText(script, name)))
-                continue;
-            if (static_cast<const IProtectedAppMatcher&>(*app).IsMatchingProcess(process))
-                return app.get();
-            if (!name.empty() && named == nullptr)
-                named = app.get();
-        }
-        return named;
-    }
-
-private:
-    ProtectedApps m_apps;
-    std::unique_ptr<CDocumentScript> m_override;
+/// How a document fared: restored when there is no trouble, and missing when there was nothing to restore.
+struct COutcome {
+    std::wstring trouble;
+    bool missing = false;
 };
 
-/// Empty when the document was restored, else why not.
-std::wstring Restore(const CSelected& selected, const CRestoreScripts& scripts) {
+COutcome Restore(const CSelected& selected, const CRestoreScripts& scripts, CRecoveryMarks& marks) {
+    using Kind = CSavedCopyAnswer::Kind;
+    const CSavedCopyAnswer copy = ExamineSavedCopy(selected.store->directory, SavedCopyOf(*selected.document));
+    if (copy.kind != Kind::Usable)
+        return {copy.kind == Kind::Missing ? copy.reason : L"the saved copy is left alone: " + copy.reason,
+                copy.kind == Kind::Missing};
     const CDocumentScript* app = scripts.Find(*selected.document);
     if (app == nullptr)
-        return L"no application in the applications file has its restore script";
+        return {L"no application in the applications file has its restore script"};
     CInternalSavedDocument document = *selected.document;
     document.SetScript(*app);
 
-    CRestoreOp op;
+    const TEMP_DOCUMENT_STATUS before = selected.document->GetStatus();
+    CRestoreOperation op([&] {
+        if (before != TEMP_DOCUMENT_RECOVERED)
+            marks.Set(selected.index, TEMP_DOCUMENT_RECOVERED);
+    });
     op.SetSavedDocument(document);
     RunOnWorker(op);
-
-    if (op.GetSavedDocument().GetStatus() == TEMP_DOCUMENT_RECOVERED) {
-        selected.document->SetStatus(TEMP_DOCUMENT_RECOVERED);
-        WriteStore(*selected.store);
+    if (op.HasStarted() || selected.document->GetStatus() == before)
+        return {op.GetFailure()};
+    // A script that was refused or had no engine has seen nothing of the document: the next restore offers it again.
+    try {
+        marks.Set(selected.index, before);
+        return {op.GetFailure()};
+    } catch (const CCommandError& error) {
+        return {op.GetFailure() + L"; it counts as recovered all the same: " + error.GetText()};
     }
-    return op.DescribeFailure(app->GetRestoreScript().GetScriptName());
+}
+
+void PrintSummary(std::size_t count, const std::vector<std::wstring>& failed,
+                  const std::vector<std::wstring>& missing) {
+    if (count == 0)
+        PrintLine(L"nothing to restore");
+    else
+        PrintLine(L"done       " + std::to_wstring(count - failed.size() - missing.size()) + L" of " +
+                  std::to_wstring(count) + L" documents restored");
+    for (const auto& copy : failed)
+        PrintLine(L"not restored  " + copy);
+    for (const auto& copy : missing)
+        PrintLine(L"missing       " + copy);
 }
 } // namespace
 
@@ -152,22 +123,19 @@ ExitCode RunRestore(const CRestoreRequest& request) {
             PrintError(L"the info file of the store '" + store.name + L"' cannot be read: " + store.problem);
 
     const auto selected = Select(stores, request);
+    std::map<CStoreEntry*, CRecoveryMarks> marks;
     std::vector<std::wstring> failed;
+    std::vector<std::wstring> missing;
     for (std::size_t i = 0; i < selected.size(); ++i) {
-        const std::wstring copy = Text(*selected[i].document, &CInternalSavedDocument::GetDocTempPath);
+        const std::wstring copy = SavedCopyOf(*selected[i].document);
         PrintLine(L"restoring  " + std::to_wstring(i + 1) + L" of " + std::to_wstring(selected.size()) + L": " + copy);
-        const std::wstring trouble = Restore(selected[i], scripts);
-        if (trouble.empty())
+        CRecoveryMarks& storesMarks = marks.try_emplace(selected[i].store, *selected[i].store).first->second;
+        const COutcome outcome = Restore(selected[i], scripts, storesMarks);
+        if (outcome.trouble.empty())
             continue;
-        PrintLine(L"failed     " + trouble);
-        failed.push_back(copy);
+        PrintLine((outcome.missing ? L"missing    " : L"failed     ") + outcome.trouble);
+        (outcome.missing ? missing : failed).push_back(copy);
     }
-    if (selected.empty())
-        PrintLine(L"nothing to restore");
-    else
-        PrintLine(L"done       " + std::to_wstring(selected.size() - failed.size()) + L" of " +
-                  std::to_wstring(selected.size()) + L" documents restored");
-    for (const auto& copy : failed)
-        PrintLine(L"not restored  " + copy);
-    return failed.empty() ? ExitCode::Done : ExitCode::Failed;
+    PrintSummary(selected.size(), failed, missing);
+    return failed.empty() && missing.empty() ? ExitCode::Done : ExitCode::Failed;
 }

@@ -33,14 +33,6 @@ std::unique_ptr<CDocumentStoreInfo> Parse(std::string_view bytes) {
     return info;
 }
 
-std::string ReadInfoFile(const std::wstring& path) {
-    std::ifstream file(std::filesystem::path(path), std::ios::binary);
-    std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-    if (!file)
-        throw CCommandError(ExitCode::Failed, L"the file cannot be read");
-    return bytes;
-}
-
 /// The info file is written without escapes, so that a document called "R&D" makes it malformed. What was meant is
 /// still plain from the layout; reading it so keeps such a store from being lost.
 std::unique_ptr<CDocumentStoreInfo> ParseWithMending(const std::string& bytes) {
@@ -93,6 +85,14 @@ std::vector<std::wstring> ListStores() {
             names.push_back(name);
     } while (FindNextFileW(search.Get(), &found));
     return names;
+}
+
+std::string ReadInfoFile(const std::wstring& path) {
+    std::ifstream file(std::filesystem::path(path), std::ios::binary);
+    std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    if (!file)
+        throw CCommandError(ExitCode::Failed, L"the file cannot be read");
+    return bytes;
 }
 
 CStoreEntry ReadStore(const std::wstring& name) {

@@ -29,6 +29,9 @@ std::vector<std::wstring> ListStores();
 
 CStoreEntry ReadStore(const std::wstring& name);
 
+/// The bytes of an info file. Throws CCommandError.
+std::string ReadInfoFile(const std::wstring& path);
+
 /// Writes a store's info file anew; a failure leaves the old one. Throws CCommandError.
 void WriteStore(const CStoreEntry& store);
 

@@ -1,0 +1,32 @@
+#pragma once
+
+// The library's restore as the command runs it: it knows when the script is about to start, whether it did, and what
+// went wrong.
+
+#include "RestoreDocumentScriptOp.h"
+#include "ScriptError.h"
+
+#include <functional>
+#include <string>
+
+class CRestoreOperation : public CRestoreDocumentScriptOp {
+public:
+    /// The action is called on the worker when nothing but the script's own signature and engine can keep it from
+    /// starting any more. What it throws does.
+    explicit CRestoreOperation(std::function<void()> onStarting) : m_onStarting(std::move(onStarting)) {}
+
+    /// Never throws.
+    long Run() override;
+    long AddNamedItems() override;
+
+    /// False while not one statement of the script can have run.
+    bool HasStarted() const { return m_started; }
+
+    /// Empty when the script ran to its end.
+    const std::wstring& GetFailure() const { return m_failure; }
+
+private:
+    std::function<void()> m_onStarting;
+    bool m_started = false;
+    std::wstring m_failure;
+};

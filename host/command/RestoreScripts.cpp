@@ -1,0 +1,36 @@
+#include "RestoreScripts.h"
+
+#include "protection/ProcessInfo.h"
+#include "protection/UpperCase.h"
+
+CRestoreScripts::CRestoreScripts(const CRestoreRequest& request) {
+    if (!request.appsFile.empty())
+        m_apps = ReadAppsFile(request.appsFile);
+    if (request.script.empty())
+        return;
+    m_override = std::make_unique<CDocumentScript>();
+    m_override->SetRestoreScript(ReadScriptFile(request.script));
+}
+
+const CDocumentScript* CRestoreScripts::Find(const CInternalSavedDocument& document) const {
+    if (m_override)
+        return m_override.get();
+    std::wstring name;
+    std::wstring program;
+    document.GetRestoreScriptName(name);
+    document.GetAppExeImageName(program);
+    CProcessInfo process;
+    process.m_imageName = ToUpperCase(program);
+
+    const CDocumentScript* named = nullptr;
+    for (const auto& app : m_apps) {
+        const std::wstring script = app->GetRestoreScript().GetScriptName();
+        if (script.empty() || (!name.empty() && _wcsicmp(script.c_str(), name.c_str()) != 0))
+            continue;
+        if (static_cast<const IProtectedAppMatcher&>(*app).IsMatchingProcess(process))
+            return app.get();
+        if (!name.empty() && named == nullptr)
+            named = app.get();
+    }
+    return named;
+}

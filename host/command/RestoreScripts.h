@@ -1,0 +1,24 @@
+#pragma once
+
+// Finds the application whose restore script a document gets.
+
+#include "AppsFile.h"
+#include "Commands.h"
+#include "InternalSavedDocument.h"
+
+#include <memory>
+
+class CRestoreScripts {
+public:
+    /// Reads the files that the request names. Throws CCommandError.
+    explicit CRestoreScripts(const CRestoreRequest& request);
+
+    /// The script given on the command line. Otherwise the application whose restore script the record names; of
+    /// several whose scripts have one name, the one that the saving program belongs to. A host that was killed leaves
+    /// records that name no script: they too go by their program. Null when there is none.
+    const CDocumentScript* Find(const CInternalSavedDocument& document) const;
+
+private:
+    ProtectedApps m_apps;
+    std::unique_ptr<CDocumentScript> m_override;
+};
