@@ -240,6 +240,10 @@ public:                                                                         
 
 namespace ATL {
 
+// CComObject has a CreateInstance of its own, which makes the factory and hides the one that clients call.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Woverloaded-virtual"
+
 /// Creates objects of one class; itself an object that keeps the module loaded.
 class CComClassFactory : public IClassFactory, public CComObjectRootEx<CComMultiThreadModel> {
 public:
@@ -273,6 +277,8 @@ public:
 private:
     _ATL_CREATORFUNC* m_create = nullptr;
 };
+
+#pragma GCC diagnostic pop
 
 /// Makes the factory of a class, given the class's creation function.
 class CComClassFactoryCreator {
