@@ -109,6 +109,10 @@ CSignedData ParseSignedData(CBytesView bytes) {
         throw CRefusal(L"there is more than one signer");
     if (data.signer.digest != digest)
         throw CRefusal(L"the signature names two kinds of digest");
+    // The algorithm stands outside of what is signed: a second name for it would let a block be changed unseen. Those
+    // who make time stamps (version 3) use either.
+    if (version == 1 && data.signer.signatureOid == digest->rsaOid)
+        throw CRefusal(L"the signature names its algorithm together with its digest");
     return data;
 }
 
