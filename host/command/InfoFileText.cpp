@@ -1,10 +1,13 @@
 #include "InfoFileText.h"
 
+#include "ScriptExecution/InfoFileValue.h"
+
 #include <algorithm>
 #include <array>
-#include <vector>
 
 namespace {
+constexpr wchar_t ReplacementCharacter = 0xFFFD;
+
 struct CAccessor {
     void (CInternalSavedDocument::*get)(std::wstring&) const;
     void (CInternalSavedDocument::*set)(const std::wstring&);
@@ -20,31 +23,62 @@ const std::array<CAccessor, 7> Texts{{
     {&CInternalSavedDocument::GetSaveScriptName, &CInternalSavedDocument::SetSaveScriptName},
 }};
 
-/// Name of the element that a line opens, empty when it opens none. The lines' ends are cut off.
-std::string_view OpenedElement(std::string_view line) {
-    const std::size_t begin = line.find_first_not_of('\t');
-    if (begin == std::string_view::npos || line[begin] != '<' || line.back() != '>')
-        return {};
-    const std::string_view name = line.substr(begin + 1, line.size() - begin - 2);
-    return name.find_first_of("</?&> \t") == std::string_view::npos ? name : std::string_view();
+// Those whose values come from scripts and window titles, and the one that is overwritten in place.
+constexpr std::array<std::string_view, 8> ValueElements{"Name",    "OrigPath",      "TempPath",   "AppName",
+                                                        "AppPath", "RestoreScript", "SaveScript", "Rec"};
+
+/// Which of the elements above a line opens; their number when it opens none.
+std::size_t OpenedElement(std::string_view line) {
+    line.remove_prefix(std::min(line.find_first_not_of('\t'), line.size()));
+    if (line.ends_with('\r'))
+        line.remove_suffix(1);
+    if (!line.starts_with('<') || !line.ends_with('>'))
+        return ValueElements.size();
+    const auto found = std::find(ValueElements.begin(), ValueElements.end(), line.substr(1, line.size() - 2));
+    return static_cast<std::size_t>(found - ValueElements.begin());
 }
 
-std::string_view WithoutEnd(std::string_view line) {
-    return !line.empty() && line.back() == '\r' ? line.substr(0, line.size() - 1) : line;
+/// The line break before an element's closing tag, which begins a line and ends it.
+std::size_t FindEnd(std::string_view text, std::size_t from, std::string_view element) {
+    const std::string tag = "\n</" + std::string(element) + ">";
+    for (std::size_t end = text.find(tag, from); end != std::string_view::npos; end = text.find(tag, end + 1))
+        if (const std::size_t next = end + tag.size(); next == text.size() || text[next] == '\r' || text[next] == '\n')
+            return end;
+    return std::string_view::npos;
+}
+
+constexpr bool IsBlank(unsigned c) noexcept {
+    return c == '\t' || c == '\r' || c == '\n';
+}
+
+/// No XML file can hold it, in whatever form.
+constexpr bool IsUnwritable(wchar_t c) noexcept {
+    return (c < 0x20 && !IsBlank(c)) || c == 0xFFFE || c == 0xFFFF;
 }
 
 std::string Escape(std::string_view value) {
+    constexpr std::string_view Replacement = "\xEF\xBF\xBD";
     std::string result;
-    for (const char c : value) {
+    for (std::size_t i = 0; i < value.size(); ++i) {
+        const char c = value[i];
         if (c == '&')
             result += "&amp;";
         else if (c == '<')
             result += "&lt;";
-        else
+        else if (c == '>')
+            result += "&gt;";
+        else if (static_cast<unsigned char>(c) < 0x20 && !IsBlank(static_cast<unsigned char>(c)))
+            result += Replacement;
+        else if (const auto character = value.substr(i, 3);
+                 character == "\xEF\xBF\xBE" || character == "\xEF\xBF\xBF") {
+            result += Replacement;
+            i += 2;
+        } else
             result += c;
     }
     return result;
 }
+
 /// Some bytes of one recovered value and some of the other.
 bool IsTornMark(std::string_view line) {
     const std::size_t begin = std::min(line.find_first_not_of('\t'), line.size());
@@ -59,30 +93,33 @@ bool IsTornMark(std::string_view line) {
     return true;
 }
 
-std::string MendValue(std::string_view element, std::string_view line) {
-    return element == "Rec" && IsTornMark(line) ? std::string(RecoveredValue(TEMP_DOCUMENT_NOT_RECOVERED))
-                                                : Escape(line);
+std::string MendValue(std::string_view element, std::string_view value) {
+    return element == "Rec" && IsTornMark(value) ? std::string(RecoveredValue(TEMP_DOCUMENT_NOT_RECOVERED))
+                                                 : Escape(value);
 }
 } // namespace
 
 std::string MendInfoText(std::string_view text) {
-    std::vector<std::string_view> lines;
-    for (std::size_t begin = 0; begin <= text.size();) {
-        const std::size_t end = std::min(text.find('\n', begin), text.size());
-        lines.push_back(text.substr(begin, end - begin));
-        begin = end + 1;
-    }
     std::string result;
-    for (std::size_t i = 0; i < lines.size(); ++i) {
-        // A value stands between its opening line and its closing tag, which begins the line after it.
-        const std::string_view element = i > 0 ? OpenedElement(WithoutEnd(lines[i - 1])) : std::string_view();
-        const bool isValue =
-            !element.empty() && i + 1 < lines.size() && WithoutEnd(lines[i + 1]) == "</" + std::string(element) + ">";
-        result += isValue ? MendValue(element, lines[i]) : std::string(lines[i]);
-        if (i + 1 < lines.size())
-            result += '\n';
+    std::size_t copied = 0;
+    std::array<bool, ValueElements.size()> hasNoEnd{}; // asked for once, so that a hostile file costs no more
+    for (std::size_t line = 0; line < text.size();) {
+        const std::size_t next = std::min(text.find('\n', line), text.size() - 1) + 1;
+        const std::size_t element = OpenedElement(text.substr(line, next - 1 - line));
+        line = next;
+        if (element == ValueElements.size() || hasNoEnd[element])
+            continue;
+        const std::size_t end = FindEnd(text, next, ValueElements[element]);
+        if (end == std::string_view::npos) {
+            hasNoEnd[element] = true;
+            continue;
+        }
+        result += text.substr(copied, next - copied);
+        result += MendValue(ValueElements[element], text.substr(next, end - next));
+        copied = end;
+        line = end + 1;
     }
-    return result;
+    return result += text.substr(copied);
 }
 
 std::wstring MakeWritable(const std::wstring& value) {
@@ -92,10 +129,23 @@ std::wstring MakeWritable(const std::wstring& value) {
             result += L"&amp;";
         else if (c == L'<')
             result += L"&lt;";
+        else if (c == L'>')
+            result += L"&gt;";
         else if (c == L'%')
             result += L"%%";
         else
-            result += c;
+            result += IsUnwritable(c) ? ReplacementCharacter : c;
+    }
+    return result;
+}
+
+std::wstring AsRecorded(const std::wstring& value) {
+    std::wstring result = FormatInfoFileValue(value);
+    for (std::size_t i = 0; i < result.size(); ++i) {
+        if (IS_HIGH_SURROGATE(result[i]) && i + 1 < result.size() && IS_LOW_SURROGATE(result[i + 1]))
+            ++i;
+        else if (IsUnwritable(result[i]) || IS_HIGH_SURROGATE(result[i]) || IS_LOW_SURROGATE(result[i]))
+            result[i] = ReplacementCharacter;
     }
     return result;
 }

@@ -9,8 +9,9 @@
 #include <string>
 #include <string_view>
 
-/// The text of an info file with the values' "&" and "<" escaped, and with "False" where the overwriting of a recovered
-/// value was torn; bytes in UTF-8.
+/// The text of an info file whose values are such that every reader takes them: markup escaped, what XML cannot hold
+/// replaced by U+FFFD, and "False" where the overwriting of a recovered value was torn. Bytes in UTF-8. A text that is
+/// no info file comes back as it is.
 std::string MendInfoText(std::string_view text);
 
 /// What stands in front of each document's recovered value, once for every document.
@@ -20,8 +21,12 @@ constexpr std::string_view RecoveredValue(TEMP_DOCUMENT_STATUS status) noexcept 
     return status == TEMP_DOCUMENT_RECOVERED ? "True\t" : "False";
 }
 
-/// A value such that the writer puts it into the file whole and the reader gives it back.
+/// A value such that the writer puts it into the file whole and the reader gives it back, but for characters that XML
+/// cannot hold, which come back as U+FFFD.
 std::wstring MakeWritable(const std::wstring& value);
+
+/// What the reader gives back of a value that the library wrote by itself, as it is.
+std::wstring AsRecorded(const std::wstring& value);
 
 /// A copy of a store for the writer: the same store, with values that it writes whole.
 std::unique_ptr<CInternalDocumentStore> WritableCopy(const CInternalDocumentStore& store);

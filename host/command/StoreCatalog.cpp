@@ -8,6 +8,7 @@
 #include "InternalSavedDocument.h"
 #include "ScriptExecution/DocumentStoreXMLReader.h"
 #include "ScriptExecution/DocumentStoreXMLWriter.h"
+#include "SavedCopyNames.h"
 #include "SystemText.h"
 #include "logging/Exceptions.h"
 
@@ -101,6 +102,7 @@ CStoreEntry ReadStore(const std::wstring& name) {
     entry.directory = StoresDirectory() + L"\\" + name;
     try {
         entry.info = ParseWithMending(ReadInfoFile(entry.InfoPath()));
+        FindSavedCopies(entry);
     } catch (const std::exception& error) {
         entry.problem = DescribeException(error);
     }

@@ -8,6 +8,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <set>
+
 namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -128,4 +130,30 @@ TEST_F(StoreCatalogTest, AWriteThatFailsLeavesTheOldFileAndNothingElse) {
     }
     EXPECT_EQ(ReadBytes(store.InfoPath()), before);
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(store.directory), {}), 1);
+}
+
+TEST_F(StoreCatalogTest, ARecordThatTheLibraryAloneWroteLeadsToEachSavedCopyWhateverItsName) {
+    const std::wstring names[] = {L"100% sure", L"a%d", L"a0",     L"a%i",          L"%s & <co>", L"50%%",
+                                  L"plain",     L"%n",  L"\xffff", L"\xd83d\xde00", L"%c%c%c",    L"(null)"};
+    CInternalDocumentStore store;
+    std::set<std::wstring> paths;
+    for (const auto& name : names) {
+        std::wstring path;
+        if (store.GetNewDocumentPath(name.c_str(), L"C:\\R&D\\\x01.txt", L".txt", path) != S_OK)
+            continue; // no name for a file
+        std::ofstream(std::filesystem::path(path)) << "text";
+        EXPECT_TRUE(paths.insert(path).second);
+    }
+    EXPECT_GE(paths.size(), 10u);
+    std::wstring directory;
+    store.GetStorageDirectory(directory, false);
+    const CStoreEntry read = ReadStore(directory.substr(directory.find_last_of(L'\\') + 1));
+    ASSERT_NE(read.info, nullptr) << ToUtf8(read.problem);
+    std::set<std::wstring> found;
+    for (const auto* document : read.Documents()) {
+        std::wstring path;
+        document->GetDocTempPath(path);
+        found.insert(path);
+    }
+    EXPECT_EQ(found, paths);
 }
