@@ -97,6 +97,27 @@ TEST(Commands, VerifyGivesTheReasonAndTheCertificate) {
               outcome.err);
 }
 
+TEST(Commands, VerifyFailsWhicheverScriptIsNotAccepted) {
+    const CScratchFolder folder;
+    const std::wstring text = SignWith(Authority().Publisher(), L"x");
+    const std::wstring good = folder.Write(L"good.vbs", std::string(text.begin(), text.end()));
+    const std::wstring bad = folder.Write(L"bad.vbs", "x = 1\r\n");
+    const std::wstring missing = folder.Path(L"missing.vbs");
+    const std::wstring accepted = good + L": signed by CN=Publisher\n";
+    const std::wstring refused = bad + L": not accepted: it is not signed\n";
+    for (const CArguments& scripts : {CArguments{bad, good}, CArguments{good, bad}}) {
+        const COutcome outcome = Call(&RunVerify, scripts);
+        EXPECT_EQ(1, outcome.code);
+        EXPECT_EQ(accepted, outcome.out);
+        EXPECT_EQ(refused, outcome.err);
+    }
+    const COutcome outcome = Call(&RunVerify, {missing, good, bad});
+    EXPECT_EQ(1, outcome.code);
+    EXPECT_EQ(accepted, outcome.out);
+    EXPECT_TRUE(outcome.err.starts_with(L"cannot read '" + missing + L"': "));
+    EXPECT_TRUE(outcome.err.ends_with(refused));
+}
+
 TEST(Commands, SenselessArgumentsAreNamed) {
     const CScratchFolder folder;
     const struct {
@@ -106,6 +127,8 @@ TEST(Commands, SenselessArgumentsAreNamed) {
     } cases[] = {
         {&RunSign, {}, L"usage: sign SCRIPT... [--cert FILE.pfx | --thumbprint T]\n"},
         {&RunSign, {L"a.vbs", L"--cert"}, L"--cert needs a value\n"},
+        {&RunSign, {L"a.vbs", L"--cert", L""}, L"--cert needs a value\n"},
+        {&RunSign, {L"a.vbs", L"--thumbprint", L""}, L"--thumbprint needs a value\n"},
         {&RunSign, {L"a.vbs", L"--key", L"x"}, L"unknown option '--key'\n"},
         {&RunSign, {L"a.vbs", L"--cert", L"x", L"--thumbprint", L"y"}, L"--cert and --thumbprint exclude each other\n"},
         {&RunVerify, {}, L"usage: verify SCRIPT...\n"},

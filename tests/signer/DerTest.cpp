@@ -73,6 +73,13 @@ TEST(Der, AnotherSpellingOrABrokenOneIsRefused) {
     const Read time = [](CDerReader& reader) { reader.ReadTime(); };
     const Read algorithm = [](CDerReader& reader) { reader.ReadAlgorithm(); };
     const Read number = [](CDerReader& reader) { reader.ReadSmallInteger(); };
+    // A length of 128 bytes, which are there.
+    const auto ofLength = [](std::initializer_list<int> header) {
+        CBytes bytes = Bytes(header);
+        bytes.insert(bytes.end(), 0x80, BYTE{7});
+        return bytes;
+    };
+    ASSERT_NO_THROW(CDerReader(ofLength({0x04, 0x81, 0x80})).ReadAny());
     const auto text = [](BYTE tag, std::string_view value) {
         return DerElement(tag, {CBytesView(reinterpret_cast<const BYTE*>(value.data()), value.size())});
     };
@@ -83,13 +90,14 @@ TEST(Der, AnotherSpellingOrABrokenOneIsRefused) {
     } cases[] = {
         {"nothing", {}, any},
         {"a tag alone", Bytes({0x30}), any},
-        {"a tag of several bytes", Bytes({0x1F, 0x81, 0x01, 0x00}), any},
+        {"a tag of several bytes", Bytes({0x1F, 0x01, 0x00}), any},
         {"content cut off", Bytes({0x04, 0x02, 0x00}), any},
         {"length cut off", Bytes({0x04, 0x82, 0x01}), any},
         {"indefinite length", Bytes({0x30, 0x80, 0x00, 0x00}), any},
         {"long form for a short length", Bytes({0x04, 0x81, 0x01, 0x00}), any},
-        {"length with a leading zero", Bytes({0x04, 0x82, 0x00, 0x80}), any},
-        {"length of five bytes", Bytes({0x04, 0x85, 0x01, 0x00, 0x00, 0x00, 0x00}), any},
+        {"length with a leading zero", ofLength({0x04, 0x82, 0x00, 0x80}), any},
+        {"length with three leading zeros", ofLength({0x04, 0x84, 0x00, 0x00, 0x00, 0x80}), any},
+        {"length of five bytes", ofLength({0x04, 0x85, 0x01, 0x00, 0x00, 0x00, 0x80}), any},
         {"length far beyond the end", Bytes({0x04, 0x84, 0xFF, 0xFF, 0xFF, 0xFF, 0x00}), any},
         {"empty identifier", Bytes({0x06, 0x00}), oid},
         {"identifier that does not end", Bytes({0x06, 0x02, 0x2A, 0x86}), oid},

@@ -102,6 +102,7 @@ TEST(SignatureBlock, AnythingButOneWholeBlockAtTheEndIsRefused) {
         {replaced(L"AA==", L"AAA"), base64},
         {replaced(L"AA==", L"A==="), base64},
         {replaced(L"AA==", L"AB=="), base64},
+        {replaced(L"AA==", L"AAB="), base64},
         {replaced(L"AA==", L"A A="), base64},
         {replaced(L"AA==", L"AA=A"), base64},
         {replaced(L"AA==", L"\x0410\x0410=="), base64},
@@ -120,6 +121,13 @@ TEST(SignatureBlock, CutOffAnywhereIsNeverAccepted) {
 TEST(SignatureBlock, ABlockOfAMegabyteIsRefused) {
     const std::wstring whole = FormatSignatureBlock(ScriptKind::VBScript, Signature(800'000));
     EXPECT_EQ(L"the signature block is too long", ReasonAgainst(whole));
+}
+
+TEST(Base64, BitsThatNoByteTakesMustBeZero) {
+    EXPECT_EQ(CBytes({0, 0}), DecodeBase64(L"AAA="));
+    EXPECT_EQ(CBytes({0}), DecodeBase64(L"AA=="));
+    for (const wchar_t* const text : {L"AAB=", L"AAC=", L"AAD=", L"AB==", L"AI==", L"AP=="})
+        EXPECT_THROW(DecodeBase64(text), CRefusal) << testing::PrintToString(text);
 }
 
 TEST(Base64, IsReadBackAsItWasWritten) {

@@ -142,6 +142,16 @@ TEST(Signing, ACertificateWithoutItsKeyCannotSign) {
     EXPECT_THROW(CScriptSignerCore{signing}, CSignerError);
 }
 
+TEST(Signing, ASerialNumberIsPositiveAndOfFullLength) {
+    for (int i = 0; i < 64; ++i) {
+        const CUniqueCertificate certificate = Authority().IssueRoot(L"CN=Number");
+        const CBytesView serial = ParseCertificate(EncodedBytes(certificate.Get())).serial;
+        EXPECT_EQ(16u, serial.size());
+        EXPECT_LE(0x40, serial[0]);
+        EXPECT_GT(0x80, serial[0]);
+    }
+}
+
 /// A store of the current user for one test, with certificates whose keys are at hand.
 class SigningCertificate : public testing::Test {
 protected:
@@ -179,6 +189,32 @@ TEST_F(SigningCertificate, IsFoundByThumbprintAndByName) {
     EXPECT_EQ(L"no certificate for code signing with a private key is called 'Three' in the store '" + Name + L"'",
               Find(L"Three"));
     EXPECT_TRUE(Find(L"").starts_with(L"several certificates can sign; name one by its thumbprint:\n  "));
+}
+
+TEST_F(SigningCertificate, InTheUsersAndTheMachinesStoreItIsStillOne) {
+    class CMachinesStore {
+    public:
+        explicit CMachinesStore(const std::wstring& name) : m_name(name) {}
+        CMachinesStore(const CMachinesStore&) = delete;
+        CMachinesStore& operator=(const CMachinesStore&) = delete;
+        ~CMachinesStore() {
+            RegDeleteTreeW(HKEY_LOCAL_MACHINE, (L"Software\\Microsoft\\SystemCertificates\\" + m_name).c_str());
+        }
+        void Add(PCCERT_CONTEXT certificate) {
+            AddToStore(OpenSystemStore(CERT_SYSTEM_STORE_LOCAL_MACHINE, m_name.c_str(), StoreAccess::Write).Get(),
+                       certificate);
+        }
+
+    private:
+        std::wstring m_name;
+    } machine(Name);
+    const CUniqueCertificate one = Authority().Issue(CodeSigningRequest(L"CN=One"));
+    // The user's store shows the machine's as well: added to it second, the certificate would stay where it is.
+    Add(one);
+    machine.Add(one.Get());
+    EXPECT_EQ(ThumbprintOf(one.Get()), Find(L""));
+    EXPECT_EQ(ThumbprintOf(one.Get()), Find(L"One"));
+    EXPECT_EQ(ThumbprintOf(one.Get()), Find(ThumbprintOf(one.Get())));
 }
 
 TEST_F(SigningCertificate, IsChosenByItselfWhenThereIsOneAndTheNewestOfSeveralForOneSubject) {

@@ -128,6 +128,25 @@ TEST_F(TimeStamp, InTheFutureItIsRefused) {
               ReasonAgainst(CounterSigned(HoursFromNow(1), m_authority.Get())));
 }
 
+TEST_F(TimeStamp, ClocksMayDifferByTenMinutes) {
+    m_text = SignWith(Authority().Publisher(), Script);
+    const auto minutesAhead = [](long long minutes) {
+        const FILETIME now = HoursFromNow(0);
+        ULARGE_INTEGER time{{now.dwLowDateTime, now.dwHighDateTime}};
+        time.QuadPart += static_cast<ULONGLONG>(minutes * 60 * 10'000'000);
+        return FILETIME{time.LowPart, time.HighPart};
+    };
+    const std::wstring refused = L"the time stamp is not valid: it lies in the future";
+    const struct {
+        long long minutes;
+        std::wstring reason;
+    } cases[] = {{5, L"accepted"}, {9, L"accepted"}, {15, refused}};
+    for (const auto& [minutes, reason] : cases) {
+        EXPECT_EQ(reason, ReasonAgainst(CounterSigned(minutesAhead(minutes), m_authority.Get()))) << minutes;
+        EXPECT_EQ(reason, ReasonAgainst(Stamped(minutesAhead(minutes), m_authority.Get()))) << minutes;
+    }
+}
+
 TEST_F(TimeStamp, TheAuthorityMustBeTrustedForTimeStampingAtThatTime) {
     CCertificateRequest ended = StampRequest();
     ended.notAfter = HoursFromNow(-80);
@@ -250,6 +269,40 @@ TEST(SignedData, WhatTheSignatureDoesNotCoverMustBeAsItIs) {
             CScriptVerifier().VerifyText(ScriptKind::VBScript, WithSignature(text, parts.Join()));
         EXPECT_EQ(reason, verification.accepted ? L"accepted" : verification.reason) << what;
     }
+}
+
+TEST(SignedData, ThirtyTwoCertificatesAreTakenAndNotOneMore) {
+    const std::wstring text = SignWith(Authority().Publisher(), Script);
+    const auto reason = [&](const CSignedDataParts& parts) {
+        const CVerification verification =
+            CScriptVerifier().VerifyText(ScriptKind::VBScript, WithSignature(text, parts.Join()));
+        return verification.accepted ? L"accepted" : verification.reason;
+    };
+    CSignedDataParts parts(SignatureOf(text));
+    for (int i = 1; i < 32; ++i)
+        parts.AddCertificate(Authority().Issue(CodeSigningRequest(L"CN=Spare " + std::to_wstring(i))).Get());
+    EXPECT_EQ(L"accepted", reason(parts));
+    parts.AddCertificate(Authority().Issue(CodeSigningRequest(L"CN=Spare 32")).Get());
+    EXPECT_EQ(L"there are too many certificates in the signature block", reason(parts));
+}
+
+TEST(SignedData, ASignatureThatBeginsWithAZeroMustNotBeShortenedByIt) {
+    // One of 256 begins so; the chance to find none in so many is one in ten to the 34th.
+    for (int i = 0; i < 20'000; ++i) {
+        const std::wstring script = L"x = " + std::to_wstring(i) + L"\r\n";
+        const std::wstring text = SignWith(Authority().Publisher(), script);
+        CSignedDataParts parts(SignatureOf(text));
+        CBytes octets = parts.SignatureOctets();
+        if (octets.front() != 0)
+            continue;
+        EXPECT_TRUE(CScriptVerifier().VerifyText(ScriptKind::VBScript, text).accepted);
+        octets.erase(octets.begin());
+        parts.signature = DerOctets(octets);
+        EXPECT_EQ(L"the signature does not match the signer's certificate: it was altered",
+                  CScriptVerifier().VerifyText(ScriptKind::VBScript, WithSignature(text, parts.Join())).reason);
+        return;
+    }
+    FAIL() << "no signature began with a zero";
 }
 
 TEST(SignedData, OneMadeWithSha1CountsOnlyWhereAsked) {

@@ -318,6 +318,17 @@ TEST(ScriptVerifier, ASubjectCannotForgeALineOfTheLog) {
     EXPECT_EQ(std::wstring::npos, subject.find(L'\n'));
 }
 
+TEST(ScriptVerifier, ASubjectCannotBreakALineWithAnyCharacter) {
+    for (const wchar_t character : {L'\x2028', L'\x2029', L'\x0085', L'\x007F', L'\x0001', L'\t'}) {
+        const std::wstring name = std::wstring(L"CN=Two") + character + L"Lines";
+        EXPECT_EQ(L"CN=Two?Lines", SubjectOf(Authority().Issue(CodeSigningRequest(name)).Get()))
+            << static_cast<int>(character);
+    }
+    const std::wstring harmless = L"A\x202A\x2027\x00E4Z";
+    EXPECT_NE(std::wstring::npos,
+              SubjectOf(Authority().Issue(CodeSigningRequest(L"CN=" + harmless)).Get()).find(harmless));
+}
+
 TEST(ScriptVerifier, FiveMegabytesAreAcceptedAndOneChangedCharacterIsNot) {
     std::wstring script;
     while (script.size() < 5 * 1024 * 1024)
