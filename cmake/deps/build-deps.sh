@@ -25,7 +25,8 @@ installed_version() { dpkg-query -W -f '${Version}' "$1"; }
 # What the outcome depends on, versions of the fetched sources aside.
 recipe_key() {
     {
-        cat "$RECIPES_DIR"/recipes.sh "$RECIPES_DIR"/dll-name.cmake "$RECIPES_DIR"/shim/* "$TOOLCHAIN_FILE"
+        cat "$RECIPES_DIR"/recipes.sh "$RECIPES_DIR"/dll-name.cmake "$RECIPES_DIR"/process-end.c "$RECIPES_DIR"/shim/*
+        cat "$TOOLCHAIN_FILE"
         "$GXX" -dumpfullversion
         for package in mingw-w64-x86-64-dev googletest nlohmann-json3-dev libcli11-dev; do installed_version $package; done
     } | sha256sum | cut -c1-16
@@ -36,7 +37,8 @@ build_key() { # recipe
     {
         declare -f cross_cmake "build_$1"
         echo "$APR_FLAGS"
-        cat "$RECIPES_DIR"/dll-name.cmake "$RECIPES_DIR"/shim/* "$TOOLCHAIN_FILE" "$DEPS_PREFIX/VERSIONS"
+        cat "$RECIPES_DIR"/dll-name.cmake "$RECIPES_DIR"/process-end.c "$RECIPES_DIR"/shim/*
+        cat "$TOOLCHAIN_FILE" "$DEPS_PREFIX/VERSIONS"
         "$GXX" -dumpfullversion
     } | sha256sum | cut -c1-16
 }

@@ -50,6 +50,7 @@ build_apr_util() {
 }
 
 build_log4cxx() {
+    x86_64-w64-mingw32-gcc-posix -O2 -c -o "$2/process-end.o" "$RECIPES_DIR/process-end.c"
     # A DLL, so that host, library and tests of one process meet the same loggers. The portable runtime is inside it.
     cross_cmake "$1" "$2" "$3" -DBUILD_SHARED_LIBS=ON -DLOG4CXX_WCHAR_T=ON -DLOG4CXX_CHAR=utf-8 \
         -DLOG4CXX_DOMCONFIGURATOR_SUPPORT=OFF -DLOG4CXX_NETWORKING_SUPPORT=OFF -DBUILD_TESTING=OFF \
@@ -57,7 +58,8 @@ build_log4cxx() {
         -DAPR_CONFIG_EXECUTABLE=/nonexistent -DAPR_UTIL_CONFIG_EXECUTABLE=/nonexistent \
         -DCMAKE_PROJECT_INCLUDE="$RECIPES_DIR/dll-name.cmake" \
         -DCMAKE_CXX_FLAGS="-D_WIN32_WINNT=0x0601 -I$RECIPES_DIR/shim" \
-        -DCMAKE_SHARED_LINKER_FLAGS="-Wl,--exclude-libs,libapr-1.a:libaprutil-1.a -s" \
+        -DCMAKE_SHARED_LINKER_FLAGS="-Wl,--exclude-libs,libapr-1.a:libaprutil-1.a -s \
+-Wl,--entry,KeepAtProcessEnd $2/process-end.o" \
         -DCMAKE_CXX_STANDARD_LIBRARIES="-lws2_32 -lmswsock -lrpcrt4 -liphlpapi -ladvapi32 -lshell32 -lodbc32" \
         -DAPR_INCLUDE_DIR="$DEPS_PREFIX/include" -DAPR_LIBRARIES="$DEPS_PREFIX/lib/libapr-1.a" \
         -DAPR_UTIL_INCLUDE_DIR="$DEPS_PREFIX/include" -DAPR_UTIL_LIBRARIES="$DEPS_PREFIX/lib/libaprutil-1.a" \
