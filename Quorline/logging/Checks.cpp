@@ -3,17 +3,27 @@
 #include "Common/LocaleText.h"
 #include "IntlHelper/StringFormatter.h"
 #include "logging/Logging.h"
+#include "logging/LostLines.h"
 
 #include <cstring>
 
 namespace {
-/// Messages are formatted once; texts of the system, locations and call names are joined as they are, never parsed.
-void LogError(const std::wstring& text) {
-    LogTextToLogger(GetGlobalLogger(), log4cxx::Level::getError(), text);
+/// Writes one ERROR line. Texts of the system, locations and call names are joined as they are, never parsed. A line
+/// for which there is no memory is lost; what the check throws does not change.
+template <class Compose> void LogError(const Compose& compose) noexcept {
+    try {
+        LogTextToLogger(GetGlobalLogger(), log4cxx::Level::getError(), compose());
+    } catch (...) {
+        CountLostLine();
+    }
 }
 
-std::wstring FormatMessageText(const std::wstring& format, va_list args) {
+std::wstring FormatMessageText(const wchar_t* format, va_list args) {
     return GlobalFormatter().FormatVNoThrow(format, args);
+}
+
+std::wstring FormatMessageText(const char* format, va_list args) {
+    return GlobalFormatter().FormatVNoThrow(WidenText(format), args);
 }
 
 std::wstring Win32Text(const CCodeLocation& location, DWORD error, const std::wstring& message) {
@@ -42,9 +52,8 @@ void CheckWin32Error(const CCodeLocation& location, DWORD error, const wchar_t* 
         return;
     va_list args;
     va_start(args, format);
-    const std::wstring message = FormatMessageText(format, args);
+    LogError([&] { return Win32Text(location, error, FormatMessageText(format, args)); });
     va_end(args);
-    LogError(Win32Text(location, error, message));
     throw COSException(error);
 }
 
@@ -53,90 +62,83 @@ void CheckWin32Error(const CCodeLocation& location, DWORD error, const char* for
         return;
     va_list args;
     va_start(args, format);
-    const std::wstring message = FormatMessageText(WidenText(format), args);
+    LogError([&] { return Win32Text(location, error, FormatMessageText(format, args)); });
     va_end(args);
-    LogError(Win32Text(location, error, message));
     throw COSException(error);
 }
 
 void LogWin32Error(const CCodeLocation& location, DWORD error, const wchar_t* format, ...) {
     va_list args;
     va_start(args, format);
-    const std::wstring message = FormatMessageText(format, args);
+    LogError([&] { return Win32Text(location, error, FormatMessageText(format, args)); });
     va_end(args);
-    LogError(Win32Text(location, error, message));
 }
 
 void LogWin32Error(const CCodeLocation& location, DWORD error, const char* format, ...) {
     va_list args;
     va_start(args, format);
-    const std::wstring message = FormatMessageText(WidenText(format), args);
+    LogError([&] { return Win32Text(location, error, FormatMessageText(format, args)); });
     va_end(args);
-    LogError(Win32Text(location, error, message));
 }
 
 void CheckHResult(const CCodeLocation& location, HRESULT hr, const wchar_t* format, ...) {
     va_list args;
     va_start(args, format);
-    const std::wstring message = FormatMessageText(format, args);
+    LogError([&] { return HResultText(location, hr, FormatMessageText(format, args)); });
     va_end(args);
-    LogError(HResultText(location, hr, message));
     throw COSException(static_cast<unsigned long>(hr));
 }
 
 void CheckHResult(const CCodeLocation& location, HRESULT hr, const char* format, ...) {
     va_list args;
     va_start(args, format);
-    const std::wstring message = FormatMessageText(WidenText(format), args);
+    LogError([&] { return HResultText(location, hr, FormatMessageText(format, args)); });
     va_end(args);
-    LogError(HResultText(location, hr, message));
     throw COSException(static_cast<unsigned long>(hr));
 }
 
 void LogHResultFailure(const CCodeLocation& location, HRESULT hr, const wchar_t* format, ...) {
     va_list args;
     va_start(args, format);
-    const std::wstring message = FormatMessageText(format, args);
+    LogError([&] { return HResultText(location, hr, FormatMessageText(format, args)); });
     va_end(args);
-    LogError(HResultText(location, hr, message));
 }
 
 void LogHResultFailure(const CCodeLocation& location, HRESULT hr, const char* format, ...) {
     va_list args;
     va_start(args, format);
-    const std::wstring message = FormatMessageText(WidenText(format), args);
+    LogError([&] { return HResultText(location, hr, FormatMessageText(format, args)); });
     va_end(args);
-    LogError(HResultText(location, hr, message));
 }
 
 void CheckCrtError(const CCodeLocation& location, const char* callName, int errnoValue) {
     char reason[260] = {};
     strerror_s(reason, sizeof(reason), errnoValue);
-    LogError(WidenText(CallText(location, callName, reason, errnoValue)));
+    LogError([&] { return WidenText(CallText(location, callName, reason, errnoValue)); });
     throw COSException(static_cast<unsigned long>(errnoValue));
 }
 
 void LogApiCallFailure(const CCodeLocation& location, DWORD error, const char* callName) {
     if (error == ERROR_SUCCESS)
         return;
-    const std::string reason = NarrowText(GetSystemErrorText(error));
-    LogError(WidenText(CallText(location, callName, reason, static_cast<int>(error))));
+    LogError([&] {
+        const std::string reason = NarrowText(GetSystemErrorText(error));
+        return WidenText(CallText(location, callName, reason, static_cast<int>(error)));
+    });
 }
 
 void SanityCheckFailed(const CCodeLocation& location, const wchar_t* format, ...) {
     va_list args;
     va_start(args, format);
-    const std::wstring message = FormatMessageText(format, args);
+    LogError([&] { return SanityText(location, FormatMessageText(format, args)); });
     va_end(args);
-    LogError(SanityText(location, message));
     throw CMorvaneException();
 }
 
 void SanityCheckFailed(const CCodeLocation& location, const char* format, ...) {
     va_list args;
     va_start(args, format);
-    const std::wstring message = FormatMessageText(WidenText(format), args);
+    LogError([&] { return SanityText(location, FormatMessageText(format, args)); });
     va_end(args);
-    LogError(SanityText(location, message));
     throw CMorvaneException();
 }

@@ -9,6 +9,8 @@ std::atomic<bool> g_configured{false};
 std::atomic<LogSettingsCheck> g_check{nullptr};
 std::atomic<unsigned long> g_interval{0};
 std::atomic<ULONGLONG> g_next{0};
+std::atomic<bool> g_fileOpen{true};
+std::atomic<LogFileRestore> g_restore{nullptr};
 } // namespace
 
 bool IsLoggingConfigured() noexcept {
@@ -36,4 +38,21 @@ void CheckLogSettings() noexcept {
         check();
         g_next = GetTickCount64() + g_interval;
     }
+}
+
+bool IsLogFileOpen() noexcept {
+    return g_fileOpen;
+}
+
+void SetLogFileOpen(bool open) noexcept {
+    g_fileOpen = open;
+}
+
+void SetLogFileRestore(LogFileRestore restore) noexcept {
+    g_restore = restore;
+}
+
+bool RestoreLogFile() noexcept {
+    const LogFileRestore restore = g_restore;
+    return restore && restore();
 }

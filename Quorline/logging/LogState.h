@@ -1,7 +1,7 @@
 #pragma once
 
-// Whether logging has been configured in this process, and who looks after its settings file. Stands below the log
-// configuration, so that the logging frame can ask without needing it. Any thread.
+// What the logging frame has to know of the log configuration, without needing it: whether logging has been configured
+// in this process, who looks after its settings file, and whether the log file can be written. Any thread.
 
 bool IsLoggingConfigured() noexcept;
 void SetLoggingConfigured(bool configured) noexcept;
@@ -13,3 +13,15 @@ void SetLogSettingsCheck(LogSettingsCheck check, unsigned long intervalMilliseco
 
 /// What the logging frame calls.
 void CheckLogSettings() noexcept;
+
+/// False while log4cxx has no open log file: it then drops lines without a word. True when there is to be none.
+bool IsLogFileOpen() noexcept;
+void SetLogFileOpen(bool open) noexcept;
+
+/// Called after a line was logged while the log file was not open. True when it was only being rolled over and has the
+/// line; false when the line is lost. The log file is opened again meanwhile, where that is possible now.
+using LogFileRestore = bool (*)() noexcept;
+void SetLogFileRestore(LogFileRestore restore) noexcept;
+
+/// What the logging frame calls.
+bool RestoreLogFile() noexcept;

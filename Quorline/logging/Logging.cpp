@@ -3,6 +3,8 @@
 #include "Common/UniqueHandle.h"
 #include "IntlHelper/StringFormatter.h"
 #include "logging/LogState.h"
+#include "logging/LostLines.h"
+#include "logging/ProcessEnd.h"
 
 #include <log4cxx/spi/location/locationinfo.h>
 
@@ -21,46 +23,115 @@ public:
 private:
     DWORD m_error;
 };
+
+/// Whatever comes out of log4cxx or of the memory: null, or false, for a name or a line that cannot be had.
+log4cxx::LoggerPtr FindLogger(const std::wstring& name) noexcept {
+    if (IsProcessEnding())
+        return nullptr;
+    const CLastErrorKeeper keeper;
+    try {
+        return name.empty() ? log4cxx::Logger::getRootLogger() : log4cxx::Logger::getLogger(name);
+    } catch (...) {
+        return nullptr;
+    }
+}
+
+log4cxx::LoggerPtr FindLogger(const wchar_t* name) noexcept {
+    try {
+        return FindLogger(std::wstring(name));
+    } catch (...) {
+        return nullptr;
+    }
+}
+
+bool IsEnabled(const log4cxx::LoggerPtr& logger, const log4cxx::LevelPtr& level) noexcept {
+    try {
+        return logger && !IsProcessEnding() && logger->isEnabledFor(level);
+    } catch (...) {
+        return false;
+    }
+}
+
+bool Write(const log4cxx::LoggerPtr& logger, const log4cxx::LevelPtr& level, const std::wstring& text) noexcept {
+    try {
+        logger->forcedLog(level, text, log4cxx::spi::LocationInfo::getLocationUnavailable());
+        return IsLogFileOpen() || RestoreLogFile();
+    } catch (...) {
+        // A full disk, no memory, somebody else's appender: nothing of it is worth what the caller is about.
+        return false;
+    }
+}
+
+/// Tells of the lines that are missing, before the next one that may be written.
+void ReportLostLines() noexcept {
+    if (!IsLogFileOpen())
+        return;
+    const unsigned long long lost = TakeLostLines();
+    if (lost == 0)
+        return;
+    bool reported = false;
+    try {
+        const log4cxx::LoggerPtr logger = GetGlobalLogger();
+        reported = IsEnabled(logger, log4cxx::Level::getWarn()) &&
+                   Write(logger, log4cxx::Level::getWarn(),
+                         std::to_wstring(lost) + L" log lines could not be written and are lost");
+    } catch (...) {
+        // Told with a later line.
+    }
+    if (!reported)
+        GiveBackLostLines(lost);
+}
+
+/// Compose gives the text; it is called for a line that is to be written.
+template <class Compose>
+void LogComposed(const log4cxx::LoggerPtr& logger, const log4cxx::LevelPtr& level, const Compose& compose) noexcept {
+    const CLastErrorKeeper keeper;
+    if (IsProcessEnding())
+        return;
+    CheckLogSettings();
+    if (!IsEnabled(logger, level))
+        return;
+    ReportLostLines();
+    try {
+        if (Write(logger, level, compose()))
+            return;
+    } catch (...) {
+        // No memory for the text.
+    }
+    CountLostLine();
+}
 } // namespace
 
-log4cxx::LoggerPtr GetClassLogger(const wchar_t* name) {
-    const CLastErrorKeeper keeper;
-    return IsLoggingConfigured() ? log4cxx::Logger::getLogger(std::wstring(name)) : GetFallbackLogger();
+log4cxx::LoggerPtr GetClassLogger(const wchar_t* name) noexcept {
+    return IsLoggingConfigured() ? FindLogger(name) : GetFallbackLogger();
 }
 
-log4cxx::LoggerPtr GetFallbackLogger() {
-    const CLastErrorKeeper keeper;
-    return log4cxx::Logger::getLogger(std::wstring(L"LogHelp.EventLogger"));
+log4cxx::LoggerPtr GetFallbackLogger() noexcept {
+    return FindLogger(L"LogHelp.EventLogger");
 }
 
-log4cxx::LoggerPtr GetGlobalLogger() {
+log4cxx::LoggerPtr GetGlobalLogger() noexcept {
     return GetClassLogger(L"TalvinorGlobal");
 }
 
-void LogTextToLogger(const log4cxx::LoggerPtr& logger, const log4cxx::LevelPtr& level, const std::wstring& text) {
-    const CLastErrorKeeper keeper;
-    CheckLogSettings();
-    if (logger->isEnabledFor(level))
-        logger->forcedLog(level, text, log4cxx::spi::LocationInfo::getLocationUnavailable());
+void LogTextToLogger(const log4cxx::LoggerPtr& logger, const log4cxx::LevelPtr& level,
+                     const std::wstring& text) noexcept {
+    LogComposed(logger, level, [&]() -> const std::wstring& { return text; });
 }
 
 void LogToLoggerV(const log4cxx::LoggerPtr& logger, const log4cxx::LevelPtr& level, const std::wstring& format,
-                  va_list args) {
-    const CLastErrorKeeper keeper;
-    CheckLogSettings();
-    if (logger->isEnabledFor(level))
-        logger->forcedLog(level, GlobalFormatter().FormatVNoThrow(format, args),
-                          log4cxx::spi::LocationInfo::getLocationUnavailable());
+                  va_list args) noexcept {
+    LogComposed(logger, level, [&] { return GlobalFormatter().FormatVNoThrow(format, args); });
 }
 
-void LogGlobal(log4cxx::LevelPtr level, std::wstring format, ...) {
+void LogGlobal(log4cxx::LevelPtr level, std::wstring format, ...) noexcept {
     va_list args;
     va_start(args, format);
     LogToLoggerV(GetGlobalLogger(), level, format, args);
     va_end(args);
 }
 
-void LogToNamedLogger(const std::wstring& loggerName, log4cxx::LevelPtr level, std::wstring format, ...) {
+void LogToNamedLogger(const std::wstring& loggerName, log4cxx::LevelPtr level, std::wstring format, ...) noexcept {
     va_list args;
     va_start(args, format);
     LogToNamedLoggerV(loggerName, level, format, args);
@@ -68,10 +139,8 @@ void LogToNamedLogger(const std::wstring& loggerName, log4cxx::LevelPtr level, s
 }
 
 void LogToNamedLoggerV(const std::wstring& loggerName, const log4cxx::LevelPtr& level, const std::wstring& format,
-                       va_list args) {
-    const CLastErrorKeeper keeper;
-    const auto logger = loggerName.empty() ? log4cxx::Logger::getRootLogger() : log4cxx::Logger::getLogger(loggerName);
-    LogToLoggerV(logger, level, format, args);
+                       va_list args) noexcept {
+    LogToLoggerV(FindLogger(loggerName), level, format, args);
 }
 
 log4cxx::LevelPtr LevelFromNumber(unsigned long number) {

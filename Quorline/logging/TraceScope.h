@@ -5,21 +5,22 @@
 //     CTraceScope trace(L"CScriptRunner::RunScript", L"name", script->GetScriptName());
 //
 // A scope opened while logging is unconfigured stays silent for its life. Create and destroy it on one thread. The
-// thread's last error is left as it was.
+// thread's last error is left as it was. Nothing is thrown: what cannot be logged is lost, and the context stays
+// balanced.
 
 #include <string>
 
 class CTraceScope {
 public:
     explicit CTraceScope(std::wstring functionName, std::wstring name1 = {}, std::wstring value1 = {},
-                         std::wstring name2 = {}, std::wstring value2 = {});
+                         std::wstring name2 = {}, std::wstring value2 = {}) noexcept;
     ~CTraceScope();
 
     CTraceScope(const CTraceScope&) = delete;
     CTraceScope& operator=(const CTraceScope&) = delete;
 
 private:
-    void LogStep(const wchar_t* arrow) const;
+    void LogStep(const wchar_t* arrow) const noexcept;
 
     std::wstring m_functionName;
     std::wstring m_name1;

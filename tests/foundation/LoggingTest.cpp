@@ -108,6 +108,10 @@ TEST(Logging, ASystemTextHasNoLineBreakAtItsEnd) {
     EXPECT_EQ(GetSystemErrorText(0x2fffffff), L"No Error Text Available");
 }
 
+TEST(Logging, ASystemTextKeepsItsOwnInserts) {
+    EXPECT_THAT(GetSystemErrorText(ERROR_BAD_EXE_FORMAT), testing::HasSubstr(L"%1"));
+}
+
 TEST(Logging, NarrowTextIsWidenedByTheRuntimesLocale) {
     const CLocale locale("English_United States.1252");
     EXPECT_EQ(WidenText("caf\xe9"), L"caf\u00e9");
