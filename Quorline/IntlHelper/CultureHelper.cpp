@@ -19,10 +19,14 @@ bool TrySetLocale(const std::wstring& name) {
 
 CCultureHelper CCultureHelper::m_instance;
 
+log4cxx::LoggerPtr CCultureHelper::SDGetLogger() {
+    return GetClassLogger(L"CCultureHelper");
+}
+
 void CCultureHelper::Log(log4cxx::LevelPtr level, std::wstring format, ...) {
     va_list args;
     va_start(args, format);
-    LogToLoggerV(GetClassLogger(L"CCultureHelper"), level, format, args);
+    LogToLoggerV(SDGetLogger(), level, format, args);
     va_end(args);
 }
 

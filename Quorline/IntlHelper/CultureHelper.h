@@ -9,6 +9,7 @@
 #include <windows.h>
 
 #include <log4cxx/level.h>
+#include <log4cxx/logger.h>
 
 #include <memory>
 #include <string>
@@ -38,6 +39,7 @@ private:
     CCultureHelper() = default;
     void Init(HMODULE module, const CLocaleTag* culture);
     static void SetProcessLocale(const CLocaleTag& culture);
+    static log4cxx::LoggerPtr SDGetLogger();
     static void Log(log4cxx::LevelPtr level, std::wstring format, ...);
 
     static CCultureHelper m_instance;
