@@ -17,6 +17,7 @@ struct CCultureHelperPeer {
     }
     static bool IsInitialised(const CCultureHelper& helper) { return helper.m_initialised; }
     static std::vector<std::unique_ptr<CLocaleTag>>& OwnedItems(CCultureHelper& helper) { return helper.m_ownedItems; }
+    static log4cxx::LoggerPtr Logger() { return CCultureHelper::SDGetLogger(); }
     static void ForgetInstance() { CCultureHelper::m_instance.m_initialised = false; }
 };
 
@@ -103,6 +104,16 @@ protected:
     std::wstring m_before;
 };
 } // namespace
+
+TEST_F(CultureTest, TheLoggerIsTheHelpersOwnOnceLoggingIsConfigured) {
+    std::wstring name;
+    CCultureHelperPeer::Logger()->getName(name);
+    EXPECT_EQ(name, L"CCultureHelper");
+    name.clear();
+    SetLoggingConfigured(false);
+    CCultureHelperPeer::Logger()->getName(name);
+    EXPECT_EQ(name, L"LogHelp.EventLogger");
+}
 
 TEST_F(CultureTest, TheInstanceIsNotHandedOutBeforeItIsInitialised) {
     CCultureHelperPeer::ForgetInstance();
