@@ -3,17 +3,13 @@
 #include "Common/PathHelper.h"
 #include "config/PropertyService.h"
 #include "config/RegistryReader.h"
+#include "logging/LineLayout.h"
+#include "logging/LogProperties.h"
 #include "logging/LogState.h"
 #include "logging/Logging.h"
 
-#include <log4cxx/file.h>
-#include <log4cxx/helpers/pool.h>
-#include <log4cxx/helpers/transcoder.h>
+#include <log4cxx/fileappender.h>
 #include <log4cxx/nt/nteventlogappender.h>
-#include <log4cxx/patternlayout.h>
-#include <log4cxx/propertyconfigurator.h>
-#include <log4cxx/rolling/fixedwindowrollingpolicy.h>
-#include <log4cxx/rolling/rollingfileappender.h>
 #include <log4cxx/simplelayout.h>
 
 #include <algorithm>
@@ -38,30 +34,7 @@ CComponent ComponentOf(unsigned code) {
 }
 
 constexpr unsigned long CheckInterval = 5000; // ms between two looks at the properties file
-const log4cxx::LogString LogFileName = LOG4CXX_STR("TalvinorLogFile");
-
-log4cxx::LogString ToLogString(const std::wstring& text) {
-    log4cxx::LogString result;
-    log4cxx::helpers::Transcoder::decode(text, result);
-    return result;
-}
-
-void SetOption(log4cxx::Appender& appender, const char* name, const std::wstring& value) {
-    appender.setOption(name, ToLogString(value));
-}
-
-void Activate(log4cxx::Appender& appender) {
-    log4cxx::helpers::Pool pool;
-    appender.activateOptions(pool);
-}
-
-log4cxx::rolling::RollingPolicyPtr MakeRollingPolicy(const std::wstring& file, unsigned long maxLogs) {
-    const auto policy = std::make_shared<log4cxx::rolling::FixedWindowRollingPolicy>();
-    policy->setOption("filenamepattern", ToLogString(file + L".%i"));
-    policy->setMinIndex(1);
-    policy->setMaxIndex(static_cast<int>(std::clamp(maxLogs, 2UL, 13UL)) - 1); // its own limits
-    return policy;
-}
+constexpr ULONGLONG OpeningInterval = 1000;   // ms between two attempts to open a log file that could not be opened
 
 /// Zero for a file that is not there.
 FILETIME TimeOf(const std::wstring& path) {
@@ -70,72 +43,112 @@ FILETIME TimeOf(const std::wstring& path) {
         return {};
     return data.ftLastWriteTime;
 }
-} // namespace
 
-CLog4cxxConfig CLog4cxxConfig::m_instance;
-
-CLog4cxxConfig& CLog4cxxConfig::GetInstance() {
-    return m_instance;
+/// What one step cannot do does not keep the others from it: a process without a log file still has the event log.
+template <class Step> void Attempt(Step step) noexcept {
+    try {
+        step();
+    } catch (const std::exception& failure) {
+        LogGlobal(log4cxx::Level::getError(), L"Logging could not be configured: {0:%S}", failure.what());
+    }
 }
 
-CLog4cxxConfig::CLog4cxxConfig()
-    : m_eventAppender(std::make_shared<log4cxx::nt::NTEventLogAppender>(
-          log4cxx::LogString(), ToLogString(L"Application"), ToLogString(L"Talvinor"),
-          std::make_shared<log4cxx::SimpleLayout>())) {
-    m_eventAppender->setName(LOG4CXX_STR("EventAppender"));
-    GetFallbackLogger()->addAppender(m_eventAppender);
+class CExclusiveLock {
+public:
+    explicit CExclusiveLock(SRWLOCK& lock) noexcept : m_lock(lock) { AcquireSRWLockExclusive(&m_lock); }
+    ~CExclusiveLock() { ReleaseSRWLockExclusive(&m_lock); }
+    CExclusiveLock(const CExclusiveLock&) = delete;
+    CExclusiveLock& operator=(const CExclusiveLock&) = delete;
+
+private:
+    SRWLOCK& m_lock;
+};
+} // namespace
+
+CKeptAtProcessEnd<CLog4cxxConfig> CLog4cxxConfig::m_instance{std::unique_ptr<CLog4cxxConfig>(new CLog4cxxConfig)};
+
+CLog4cxxConfig& CLog4cxxConfig::GetInstance() {
+    return *m_instance;
+}
+
+CLog4cxxConfig::CLog4cxxConfig() noexcept {
+    Attempt([this] {
+        const auto events =
+            MakeLog4cxxObject<log4cxx::nt::NTEventLogAppender>("org.apache.log4j.nt.NTEventLogAppender");
+        events->setName(LOG4CXX_STR("EventAppender"));
+        events->setLayout(MakeLog4cxxObject<log4cxx::SimpleLayout>("org.apache.log4j.SimpleLayout"));
+        events->setOption("server", "");
+        events->setOption("log", "Application");
+        events->setOption("source", "Talvinor");
+        OpenLogFile(*events);
+        m_eventAppender = events;
+        if (const log4cxx::LoggerPtr fallback = GetFallbackLogger())
+            m_appenders.Put(fallback, m_eventAppender);
+    });
 }
 
 CLog4cxxConfig::~CLog4cxxConfig() {
     // log4cxx may stay when the library goes, and must not keep what the library's code destroys.
     SetLogSettingsCheck(nullptr, 0);
+    SetLogFileRestore(nullptr);
     SetLoggingConfigured(false);
-    DropLogFile();
-    GetFallbackLogger()->removeAppender(m_eventAppender);
-    m_eventAppender->close();
+    m_appenders.RemoveAll();
+    SetLogFileOpen(true);
 }
 
-bool CLog4cxxConfig::IsConfigured() const {
+bool CLog4cxxConfig::IsConfigured() const noexcept {
     return IsLoggingConfigured();
 }
 
-void CLog4cxxConfig::Configure(unsigned componentCode, bool) {
+void CLog4cxxConfig::Configure(unsigned componentCode, bool) noexcept {
     long expected = 0;
     if (!m_initialised.compare_exchange_strong(expected, 1))
         return;
-    const CComponent component = ComponentOf(componentCode);
-    m_componentName = component.name;
-    m_valuePrefix = component.valuePrefix;
-    SetOption(*m_eventAppender, "source", m_componentName);
-    Activate(*m_eventAppender);
-
-    ReadSettings();
-    Apply();
+    Attempt([&] {
+        const CComponent component = ComponentOf(componentCode);
+        m_componentName = component.name;
+        m_valuePrefix = component.valuePrefix;
+        if (m_eventAppender) {
+            m_eventAppender->setOption("source", ToLogString(m_componentName));
+            OpenLogFile(*m_eventAppender);
+        }
+    });
+    Attempt([this] { ReadSettings(); });
+    {
+        const CExclusiveLock lock(m_lock);
+        Apply();
+    }
+    SetLogFileRestore(&RestoreLogFile);
     SetLoggingConfigured(true);
-    LogGlobal(log4cxx::Level::getInfo(),
-              L"============>  First Logging Message [PID={0:%u}, Module={1:%s}] <============", GetCurrentProcessId(),
-              GetModulePath().c_str());
+    Attempt([] {
+        LogGlobal(log4cxx::Level::getInfo(),
+                  L"============>  First Logging Message [PID={0:%u}, Module={1:%s}] <============",
+                  GetCurrentProcessId(), GetModulePath().c_str());
+    });
     SetLogSettingsCheck(&CheckPropertiesFile, CheckInterval);
 }
 
-void CLog4cxxConfig::UpdateConfig() {
-    Apply();
-    LogGlobal(log4cxx::Level::getInfo(), L"Log config changed.");
+void CLog4cxxConfig::UpdateConfig() noexcept {
+    {
+        const CExclusiveLock lock(m_lock);
+        Apply();
+    }
+    Attempt([] { LogGlobal(log4cxx::Level::getInfo(), L"Log config changed."); });
 }
 
-/// What one step cannot do does not keep the others from it: a process without a log file still has the event log.
-void CLog4cxxConfig::Apply() {
-    const auto attempt = [](auto step) {
-        try {
-            step();
-        } catch (const std::exception& failure) {
-            LogGlobal(log4cxx::Level::getError(), L"Logging could not be configured: {0:%S}", failure.what());
-        }
-    };
-    attempt([this] { DropLogFile(); });
-    attempt([this] { ReadPropertiesFile(); });
-    attempt([this] { ConfigureLogFile(); });
-    SetRootLevel();
+void CLog4cxxConfig::Apply() noexcept {
+    bool rootDefined = false;
+    log4cxx::AppenderList rootAppenders;
+    m_propertiesTime = TimeOf(m_propertiesFile);
+    if (m_propertiesTime.dwHighDateTime != 0)
+        Attempt([&] {
+            CLogProperties properties(m_propertiesFile);
+            properties.ApplyToLoggers(m_appenders);
+            rootAppenders = properties.GetRootAppenders();
+            rootDefined = properties.DefinesRoot();
+        });
+    Attempt([&] { ApplyToRoot(rootDefined, rootAppenders); });
+    Attempt([this] { SetRootLevel(); });
 }
 
 void CLog4cxxConfig::ReadSettings() {
@@ -143,69 +156,104 @@ void CLog4cxxConfig::ReadSettings() {
     m_keyPath = properties.GetKeyPath();
     const CRegistryReader key(m_keyPath);
     key.ReadDword(m_valuePrefix + L"LogLevel", m_logLevel);
-    key.ReadDword(m_valuePrefix + L"LogSize", m_logSize);
-    key.ReadDword(m_valuePrefix + L"MaxLogs", m_maxLogs);
+    key.ReadDword(m_valuePrefix + L"LogSize", m_logFile.maxBytes);
+    key.ReadDword(m_valuePrefix + L"MaxLogs", m_logFile.maxFiles);
     if (!properties.GetConfigDirectory().empty())
         m_propertiesFile = JoinPath(properties.GetConfigDirectory(), m_componentName + L"Log.properties");
     if (!properties.GetLogDirectory().empty())
-        m_logFile = JoinPath(properties.GetLogDirectory(), m_componentName + L".log");
+        m_logFile.path = JoinPath(properties.GetLogDirectory(), m_componentName + L".log");
 }
 
-void CLog4cxxConfig::ReadPropertiesFile() {
-    m_propertiesTime = TimeOf(m_propertiesFile);
-    // log4cxx would complain on the host's standard error.
-    if (m_propertiesTime.dwHighDateTime != 0)
-        log4cxx::PropertyConfigurator::configure(log4cxx::File(m_propertiesFile));
-}
-
-/// The properties file may define the appender, with a layout of its own. Otherwise it is made here, after the file was
-/// read, whose line on the root logger drops every appender before it.
-void CLog4cxxConfig::ConfigureLogFile() {
-    if (m_logFile.empty())
-        return;
+/// The properties file may define the log file's appender, with a layout of its own. Otherwise it is made here, and
+/// stays when the file has a line on the root logger, which drops every other appender.
+void CLog4cxxConfig::ApplyToRoot(bool defined, log4cxx::AppenderList appenders) {
     const log4cxx::LoggerPtr root = log4cxx::Logger::getRootLogger();
-    log4cxx::AppenderPtr appender = root->getAppender(LogFileName);
-    if (!appender) {
-        appender = std::make_shared<log4cxx::rolling::RollingFileAppender>();
-        appender->setName(LogFileName);
-        appender->setLayout(std::make_shared<log4cxx::PatternLayout>(LOG4CXX_STR("%d [%t] %-5p %c [%x] - %m%n")));
-        SetOption(*appender, "encoding", L"UTF-8");
-        m_fileAppender = appender;
+    if (!defined)
+        appenders = root->getAllAppenders();
+    const auto found = std::ranges::find_if(
+        appenders, [](const auto& appender) { return appender->getName() == GetLogFileAppenderName(); });
+    if (found == appenders.end() && m_logFile.path.empty()) {
+        // No log file; what else the properties file defines is taken.
+    } else if (found == appenders.end()) {
+        if (!m_ownFileAppender)
+            UseAsLogFile(m_ownFileAppender = MakeLogFileAppender(), true);
+        appenders.push_back(m_ownFileAppender);
+    } else if (*found != m_fileAppender) {
+        m_ownFileAppender = nullptr;
+        UseAsLogFile(*found, defined);
     }
-    // The name comes first, or the files are not rolled over.
-    SetOption(*appender, "filename", m_logFile);
-    SetOption(*appender, "maxfilesize", std::to_wstring(m_logSize));
-    // MaxLogs counts the current file too.
-    SetOption(*appender, "maxbackupindex", std::to_wstring(m_maxLogs > 1 ? m_maxLogs - 1 : 0));
-    // One that the properties file has already activated, without a name, rolls over to nowhere.
-    if (const auto rolling = std::dynamic_pointer_cast<log4cxx::rolling::RollingFileAppender>(appender);
-        rolling && !m_fileAppender)
-        rolling->setRollingPolicy(MakeRollingPolicy(m_logFile, m_maxLogs));
-    Activate(*appender);
-    if (m_fileAppender)
-        root->addAppender(m_fileAppender);
+    if (!defined) {
+        if (m_ownFileAppender)
+            m_appenders.Put(root, m_ownFileAppender);
+        return;
+    }
+    for (const log4cxx::AppenderPtr& appender : appenders)
+        CLogAppenders::ShowControlsIn(appender);
+    m_appenders.Replace(root, appenders);
 }
 
-void CLog4cxxConfig::DropLogFile() {
-    if (!m_fileAppender)
+/// Before it is put in, so that it never writes to another file. One that the host has put in itself stays the host's.
+void CLog4cxxConfig::UseAsLogFile(const log4cxx::AppenderPtr& appender, bool isNew) {
+    if (m_fileLayout)
+        m_fileLayout->Unfollow();
+    m_fileAppender = appender;
+    m_fileLayout = isNew ? CLogAppenders::ShowControlsIn(appender, m_logFile.path) : nullptr;
+    const bool followed = m_fileLayout && std::dynamic_pointer_cast<log4cxx::FileAppender>(appender);
+    SetLogFileOpen(!followed || m_logFile.path.empty());
+    if (m_logFile.path.empty())
         return;
-    log4cxx::Logger::getRootLogger()->removeAppender(m_fileAppender);
-    m_fileAppender->close();
-    m_fileAppender.reset();
+    SetLogFileOptions(*appender, m_logFile);
+    OpenLogFile(*appender);
 }
 
 void CLog4cxxConfig::SetRootLevel() const {
-    log4cxx::Logger::getRootLogger()->setLevel(LevelFromNumber(m_logLevel));
+    const log4cxx::LoggerPtr root = log4cxx::Logger::getRootLogger();
+    const log4cxx::LevelPtr level = LevelFromNumber(m_logLevel);
+    // Other threads read it without a lock.
+    if (root->getLevel() != level)
+        root->setLevel(level);
+}
+
+/// False when a line that has just been logged is lost, since the log file could not be opened again after it was
+/// rolled over, or never could be. Opens it if that works now.
+bool CLog4cxxConfig::Restore() {
+    const auto file = std::dynamic_pointer_cast<log4cxx::FileAppender>(m_fileAppender);
+    if (!file)
+        return true;
+    // Waits for a thread that is rolling the file over; and opened again, the file is not to be emptied.
+    file->setAppend(true);
+    if (IsLogFileOpen())
+        return true;
+    if (const ULONGLONG now = GetTickCount64(); now >= m_nextOpening) {
+        m_nextOpening = now + OpeningInterval;
+        OpenLogFile(*file);
+    }
+    return false;
+}
+
+bool CLog4cxxConfig::RestoreLogFile() noexcept {
+    // Held by a thread that changes the appenders: nothing can be said of the line.
+    if (!TryAcquireSRWLockExclusive(&m_instance->m_lock))
+        return true;
+    bool restored = false;
+    try {
+        restored = m_instance->Restore();
+    } catch (const std::exception&) {
+        // It is tried again with a later line.
+    }
+    ReleaseSRWLockExclusive(&m_instance->m_lock);
+    return restored;
 }
 
 void CLog4cxxConfig::CheckPropertiesFile() noexcept {
-    try {
-        const FILETIME now = TimeOf(m_instance.m_propertiesFile);
-        if (now.dwHighDateTime != 0 && CompareFileTime(&now, &m_instance.m_propertiesTime) != 0)
-            m_instance.UpdateConfig();
-    } catch (const std::exception&) {
-        // The settings that were in force stay; the next change is looked at again.
-    }
+    if (!TryAcquireSRWLockExclusive(&m_instance->m_lock))
+        return;
+    const FILETIME now = TimeOf(m_instance->m_propertiesFile);
+    // A file that went leaves the settings in force.
+    const bool changed = now.dwHighDateTime != 0 && CompareFileTime(&now, &m_instance->m_propertiesTime) != 0;
+    ReleaseSRWLockExclusive(&m_instance->m_lock);
+    if (changed)
+        m_instance->UpdateConfig();
 }
 
 std::wstring CLog4cxxConfig::GetModulePath() {

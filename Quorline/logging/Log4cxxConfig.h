@@ -2,14 +2,16 @@
 
 // Sets log4cxx up for a component of the client: the event log, which is there from the start, the component's
 // properties file, and a log file of limited size. Configured once per process, when the library is loaded; undone when
-// it goes.
+// it goes, but for the end of the process. Nothing here throws: what cannot be set up is left out.
 
-#include <log4cxx/appender.h>
-#include <log4cxx/logger.h>
+#include "logging/LogAppenders.h"
+#include "logging/LogFileAppender.h"
+#include "logging/ProcessEnd.h"
 
 #include <windows.h>
 
 #include <atomic>
+#include <memory>
 #include <string>
 
 /// The component code that the library runs as.
@@ -17,6 +19,7 @@ constexpr unsigned SessionComponent = 2;
 
 class CLog4cxxConfig {
 public:
+    ~CLog4cxxConfig();
     CLog4cxxConfig(const CLog4cxxConfig&) = delete;
     CLog4cxxConfig& operator=(const CLog4cxxConfig&) = delete;
 
@@ -24,42 +27,46 @@ public:
 
     /// The first call configures; the others do nothing. Component codes: 0 "Talvinor", 1 "TalvinorSD", 3
     /// "TalvinorAdmin", any other "TalvinorSession". Nothing that is missing is an error. The flag has no meaning.
-    void Configure(unsigned componentCode, bool flag);
+    void Configure(unsigned componentCode, bool flag) noexcept;
 
     /// From the end of Configure on.
-    bool IsConfigured() const;
+    bool IsConfigured() const noexcept;
 
-    /// Reads the properties file again; the log file and the level of the registry's settings stay.
-    void UpdateConfig();
+    /// Reads the properties file again; the log file and the level of the registry's settings stay. Any thread, and no
+    /// line that another thread logs meanwhile is lost.
+    void UpdateConfig() noexcept;
 
 private:
     friend struct CLog4cxxConfigPeer; // the tests' way to a process that is not configured yet
 
-    CLog4cxxConfig();
-    ~CLog4cxxConfig();
+    CLog4cxxConfig() noexcept;
 
     void ReadSettings();
-    void Apply();
-    void ReadPropertiesFile();
-    void ConfigureLogFile();
-    void DropLogFile();
+    void Apply() noexcept;
+    void ApplyToRoot(bool defined, log4cxx::AppenderList appenders);
+    void UseAsLogFile(const log4cxx::AppenderPtr& appender, bool isNew);
     void SetRootLevel() const;
+    bool Restore();
     static void CheckPropertiesFile() noexcept;
+    static bool RestoreLogFile() noexcept;
     static std::wstring GetModulePath();
 
-    static CLog4cxxConfig m_instance;
+    static CKeptAtProcessEnd<CLog4cxxConfig> m_instance;
 
     std::atomic<long> m_initialised{0};
     std::wstring m_componentName;
     std::wstring m_keyPath;
     std::wstring m_valuePrefix;
     unsigned long m_logLevel = 2;
-    unsigned long m_logSize = 1048576;
-    unsigned long m_maxLogs = 5;
-
+    CLogFileSettings m_logFile;
     std::wstring m_propertiesFile;
-    std::wstring m_logFile;
+
+    SRWLOCK m_lock = SRWLOCK_INIT; // for everything below
     FILETIME m_propertiesTime{};
+    ULONGLONG m_nextOpening = 0; // tick count from which on opening the log file is tried again
     log4cxx::AppenderPtr m_eventAppender;
-    log4cxx::AppenderPtr m_fileAppender; // null while the properties file defines one itself
+    log4cxx::AppenderPtr m_fileAppender;    // the log file's, whoever defined it
+    log4cxx::AppenderPtr m_ownFileAppender; // the same, or null while somebody else defines it
+    std::shared_ptr<CLineLayout> m_fileLayout;
+    CLogAppenders m_appenders;
 };

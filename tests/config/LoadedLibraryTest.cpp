@@ -74,6 +74,25 @@ TEST_F(LoadedLibraryTest, TheSettingsOfTheServiceComponentAreTaken) {
     }
 }
 
+TEST_F(LoadedLibraryTest, SettingsBeyondWhatLog4cxxHoldsBecomeItsHighest) {
+    const struct {
+        DWORD logSize;
+        DWORD maxLogs;
+        const char* report;
+    } cases[] = {
+        {0x7fffffff, 14, "report: INFO 2147483647 13 "},
+        {0x80000000, 15, "report: INFO 2147483647 13 "},
+        {0xffffffff, 0x7fffffff, "report: INFO 2147483647 13 "},
+        {2048, 0x80000001, "report: INFO 2048 13 "},
+        {2048, 0xffffffff, "report: INFO 2048 13 "},
+    };
+    for (const auto& c : cases) {
+        CClientKey::Put(L"TalvinorSD", L"TalvinorSDLogSize", c.logSize);
+        CClientKey::Put(L"TalvinorSD", L"TalvinorSDMaxLogs", c.maxLogs);
+        EXPECT_THAT(Report(), HasSubstr(c.report));
+    }
+}
+
 TEST_F(LoadedLibraryTest, ClassesLogToTheFile) {
     const std::string report = Report();
     const std::string path = report.substr(report.find(":\\") - 1);

@@ -1,0 +1,42 @@
+// FullDiskHost LOGFILE: a host whose log file takes no more bytes when it starts. It uses the library, makes room by
+// cutting the file to the half, uses it again, and ends with 0.
+
+#include "Common/UniqueHandle.h"
+#include "ScriptExecution/AsyncRunner.h"
+#include "ScriptExecution/Script.h"
+#include "logging/Exceptions.h"
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+
+namespace {
+class CNothing : public IAsyncOp {
+public:
+    long Run() override { return 0; }
+    long OnComplete() override { return 0; }
+};
+
+bool UseTheLibrary() {
+    CScript().LoadTextFromFile(L"C:\\no such file"); // writes errors
+    CAsyncRunner runner;
+    CNothing operation;
+    runner.Start(&operation); // a trace scope, a line, one more scope on a thread of its own
+    runner.WaitForFinish();
+    try {
+        runner.Start(nullptr); // a check
+    } catch (const CMorvaneException&) {
+        return true;
+    }
+    return false;
+}
+} // namespace
+
+int main(int count, char** arguments) {
+    if (count != 2 || !UseTheLibrary())
+        return 1;
+    // The library has the file open, so it is cut by another handle.
+    const std::filesystem::path log(arguments[1]);
+    std::filesystem::resize_file(log, std::filesystem::file_size(log) / 2);
+    return UseTheLibrary() ? 0 : 1;
+}
