@@ -12,17 +12,19 @@
 #include <cstring>
 
 namespace {
+constexpr const wchar_t* Separators = L"\\/";
+
 /// The names "." and "C:" and what stands in front of a share cannot and need not be made.
 std::size_t FirstDirectoryEnd(const std::wstring& path) {
     std::size_t position = 0;
-    if (path.starts_with(L"\\\\"))
+    if (path.size() > 1 && path.find_first_not_of(Separators) >= 2)
         for (int names = 0; names < 2 && position != std::wstring::npos; ++names)
-            position = path.find(L'\\', names == 0 ? 2 : position + 1);
+            position = path.find_first_of(Separators, names == 0 ? 2 : position + 1);
     else if (path.size() > 1 && path[1] == L':')
         position = 2;
     if (position == std::wstring::npos)
         return position;
-    return path.find(L'\\', position + 1);
+    return path.find_first_of(Separators, position + 1);
 }
 } // namespace
 
@@ -104,7 +106,7 @@ std::wstring CPropertyService::GetUserLogDirectory() {
 }
 
 void CPropertyService::MakeDirectory(const std::wstring& path) {
-    for (std::size_t end = FirstDirectoryEnd(path);; end = path.find(L'\\', end + 1)) {
+    for (std::size_t end = FirstDirectoryEnd(path);; end = path.find_first_of(Separators, end + 1)) {
         const std::wstring level = path.substr(0, end);
         if (_wmkdir(level.c_str()) != 0 && errno != EEXIST) {
             const int error = errno;

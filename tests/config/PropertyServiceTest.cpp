@@ -3,6 +3,7 @@
 #include "LogLines.h"
 #include "TempFolder.h"
 #include "config/PropertyService.h"
+#include "config/RegistryReader.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -112,6 +113,17 @@ TEST_F(PropertyServiceTest, DirectoriesOfTheirOwnWin) {
     EXPECT_FALSE(std::filesystem::exists(Install()));
 }
 
+TEST_F(PropertyServiceTest, ForwardSlashesPartDirectoriesToo) {
+    std::wstring folder = m_folder.Path();
+    std::ranges::replace(folder, L'\\', L'/');
+    CClientKey::Put(L"TalvinorSD", L"DataDir", folder + L"/one/two");
+    CClientKey::Put(L"TalvinorSD", L"LogDir", folder + L"/deep/down/L/");
+    CPropertyServicePeer::Load(L"TalvinorSD");
+    EXPECT_TRUE(IsDirectory(m_folder.Path() + L"\\one\\two\\Config\\Scripts"));
+    EXPECT_TRUE(IsDirectory(m_folder.Path() + L"\\deep\\down\\L"));
+    EXPECT_THAT(m_log.At(L"ERROR"), IsEmpty());
+}
+
 TEST_F(PropertyServiceTest, ATrailingBackslashOfTheInstallationIsNotDoubled) {
     CClientKey::Put(L"Other", L"InstallDir", Install() + L"\\");
     const auto service = CPropertyServicePeer::Load(L"Other");
@@ -187,6 +199,18 @@ TEST_F(PropertyServiceTest, AStringOfAnotherTypeOrTooLongCountsAsMissing) {
     EXPECT_EQ(CPropertyServicePeer::Load(L"TalvinorSD")->GetInstallDirectory(), L"");
     CClientKey::Put(L"TalvinorSD", L"InstallDir", L"C:\\" + std::wstring(300, L'x'));
     EXPECT_EQ(CPropertyServicePeer::Load(L"TalvinorSD")->GetInstallDirectory(), L"");
+}
+
+TEST_F(PropertyServiceTest, AStringOfTheGreatestLengthIsReadWhole) {
+    const std::wstring longest(261, L'x');
+    CClientKey::Put(L"TalvinorSD", L"Longest", longest);
+    CClientKey::Put(L"TalvinorSD", L"TooLong", longest + L'x');
+    const CRegistryReader key(CPropertyService::KeyPathOf(L"TalvinorSD"));
+    std::wstring value = L"before";
+    EXPECT_FALSE(key.ReadString(L"TooLong", value));
+    EXPECT_EQ(value, L"before");
+    EXPECT_TRUE(key.ReadString(L"Longest", value));
+    EXPECT_EQ(value, longest);
 }
 
 TEST_F(PropertyServiceTest, TheFirstCallLoadsAndLaterOnesReturnTheSame) {
