@@ -2,6 +2,7 @@
 
 #include "Common/PathHelper.h"
 #include "Common/UniqueHandle.h"
+#include "config/MachineDirectory.h"
 #include "config/RegistryReader.h"
 #include "logging/Logging.h"
 
@@ -85,9 +86,11 @@ void CPropertyService::LoadDirectories(const CRegistryReader& key) {
         m_logDirectory = GetUserLogDirectory();
     else if (!key.ReadString(L"LogDir", m_logDirectory) && !m_installDirectory.empty())
         m_logDirectory = JoinPath(m_installDirectory, L"Logs\\");
-    for (const auto* directory : {&m_dataDirectory, &m_configDirectory, &m_scriptsDirectory, &m_logDirectory})
+    for (const auto* directory : {&m_dataDirectory, &m_configDirectory, &m_scriptsDirectory})
         if (!directory->empty())
-            MakeDirectory(*directory);
+            MakeDirectory(*directory, !IsDirectoryBelow(*directory, m_installDirectory));
+    if (!m_logDirectory.empty())
+        MakeDirectory(m_logDirectory, false);
 }
 
 std::wstring CPropertyService::GetUserLogDirectory() {
@@ -105,10 +108,12 @@ std::wstring CPropertyService::GetUserLogDirectory() {
     return JoinPath(JoinPath(folder, L"\\Morvane\\Talvinor\\"), L"\\Logs\\");
 }
 
-void CPropertyService::MakeDirectory(const std::wstring& path) {
+/// Rights of its own are given where they can be; a directory that cannot have them inherits those around it.
+void CPropertyService::MakeDirectory(const std::wstring& path, bool rightsOfItsOwn) {
     for (std::size_t end = FirstDirectoryEnd(path);; end = path.find_first_of(Separators, end + 1)) {
         const std::wstring level = path.substr(0, end);
-        if (_wmkdir(level.c_str()) != 0 && errno != EEXIST) {
+        const bool made = rightsOfItsOwn && MakeMachineDirectory(level);
+        if (!made && _wmkdir(level.c_str()) != 0 && errno != EEXIST) {
             const int error = errno;
             // A level above may be closed to this user and still be there.
             if (GetFileAttributesW(level.c_str()) == INVALID_FILE_ATTRIBUTES) {

@@ -57,7 +57,7 @@ private:
     void LoadSettings(const class CRegistryReader& key);
     bool RunsAsUser() const;
     static std::wstring GetUserLogDirectory();
-    static void MakeDirectory(const std::wstring& path);
+    static void MakeDirectory(const std::wstring& path, bool rightsOfItsOwn);
 
     static log4cxx::LoggerPtr SDGetLogger();
     static void Log(log4cxx::LevelPtr level, std::wstring format, ...);

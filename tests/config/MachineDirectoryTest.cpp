@@ -1,0 +1,196 @@
+// The rights of the directories that the property service makes: as they are asked for, and as they read back. Wine
+// keeps of an access list what Unix rights can say: the owner's, the system's and those of everybody; it knows no owner
+// but the user and no group of users.
+
+#include "ClientKey.h"
+#include "Common/UniqueHandle.h"
+#include "ImportHook.h"
+#include "LogLines.h"
+#include "TempFolder.h"
+#include "config/MachineDirectory.h"
+#include "config/PropertyService.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <aclapi.h>
+#include <sddl.h>
+
+#include <map>
+#include <memory>
+#include <vector>
+
+struct CPropertyServicePeer {
+    static std::unique_ptr<CPropertyService> Load(const std::wstring& component) {
+        std::unique_ptr<CPropertyService> service(new CPropertyService);
+        service->Load(component);
+        return service;
+    }
+};
+
+namespace {
+using testing::AnyOf;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::Eq;
+using testing::IsEmpty;
+using testing::Not;
+
+std::wstring ToText(PSID sid) {
+    wchar_t* text = nullptr;
+    ConvertSidToStringSidW(sid, &text);
+    const CUniqueLocalMemory<wchar_t> owner(text);
+    return text;
+}
+
+const std::wstring System = L"S-1-5-18";
+const std::wstring Administrators = L"S-1-5-32-544";
+const std::wstring Users = L"S-1-5-32-545";
+const std::wstring Everyone = L"S-1-1-0";
+
+/// Who may do what, and whose it is.
+struct CRights {
+    std::wstring owner;
+    std::map<std::wstring, DWORD> allowed;
+    bool inherits = true;
+
+    std::vector<std::wstring> Writers() const {
+        std::vector<std::wstring> writers;
+        for (const auto& [who, mask] : allowed)
+            if ((mask & (FILE_ADD_FILE | FILE_ADD_SUBDIRECTORY | DELETE | WRITE_DAC | WRITE_OWNER)) != 0)
+                writers.push_back(who);
+        return writers;
+    }
+};
+
+CRights RightsOf(PSECURITY_DESCRIPTOR descriptor) {
+    CRights rights;
+    PSID owner = nullptr;
+    BOOL ignored = FALSE;
+    BOOL present = FALSE;
+    PACL list = nullptr;
+    GetSecurityDescriptorOwner(descriptor, &owner, &ignored);
+    GetSecurityDescriptorDacl(descriptor, &present, &list, &ignored);
+    rights.owner = owner != nullptr ? ToText(owner) : L"";
+    SECURITY_DESCRIPTOR_CONTROL control = 0;
+    DWORD revision = 0;
+    GetSecurityDescriptorControl(descriptor, &control, &revision);
+    rights.inherits = (control & SE_DACL_PROTECTED) == 0;
+    for (DWORD i = 0; list != nullptr && i < list->AceCount; ++i) {
+        void* entry = nullptr;
+        GetAce(list, i, &entry);
+        auto* const ace = static_cast<ACCESS_ALLOWED_ACE*>(entry);
+        EXPECT_EQ(ace->Header.AceType, ACCESS_ALLOWED_ACE_TYPE);
+        rights.allowed[ToText(&ace->SidStart)] |= ace->Mask;
+    }
+    return rights;
+}
+
+CRights RightsOf(const std::wstring& directory) {
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    const DWORD error = GetNamedSecurityInfoW(const_cast<wchar_t*>(directory.c_str()), SE_FILE_OBJECT,
+                                              OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION, nullptr, nullptr,
+                                              nullptr, nullptr, &descriptor);
+    EXPECT_EQ(error, static_cast<DWORD>(ERROR_SUCCESS));
+    const CUniqueLocalMemory<void> owner(descriptor);
+    return RightsOf(descriptor);
+}
+
+std::map<std::wstring, CRights> g_asked;
+DWORD g_refusal = ERROR_SUCCESS;
+BOOL WINAPI RecordingCreateDirectory(const wchar_t* path, SECURITY_ATTRIBUTES* attributes) {
+    if (g_refusal != ERROR_SUCCESS) {
+        SetLastError(g_refusal);
+        return FALSE;
+    }
+    if (attributes != nullptr && attributes->lpSecurityDescriptor != nullptr)
+        g_asked[path] = RightsOf(attributes->lpSecurityDescriptor);
+    // By its address, since the import leads here.
+    static const auto original = reinterpret_cast<decltype(&CreateDirectoryW)>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "CreateDirectoryW")));
+    return original(path, attributes);
+}
+
+class MachineDirectoryTest : public testing::Test {
+protected:
+    MachineDirectoryTest() : m_hook(GetModuleHandleW(nullptr), "CreateDirectoryW", &RecordingCreateDirectory) {
+        g_asked.clear();
+        g_refusal = ERROR_SUCCESS;
+        CClientKey::Put(L"TalvinorSD", L"InstallDir", m_folder.Path() + L"\\App");
+    }
+
+    CClientKey m_key;
+    CTempFolder m_folder;
+    CLogLines m_log;
+    CImportHook m_hook;
+};
+} // namespace
+
+TEST_F(MachineDirectoryTest, OutsideTheProgramFolderTheAdministratorsWriteAndUsersRead) {
+    const std::wstring data = m_folder.Path() + L"\\Shared\\Data";
+    CClientKey::Put(L"TalvinorSD", L"DataDir", data);
+    CPropertyServicePeer::Load(L"TalvinorSD");
+    for (const std::wstring& directory :
+         {m_folder.Path() + L"\\Shared", data, data + L"\\Config", data + L"\\Config\\Scripts"}) {
+        ASSERT_THAT(g_asked, Contains(testing::Key(directory)));
+        const CRights& asked = g_asked[directory];
+        EXPECT_EQ(asked.owner, Administrators);
+        EXPECT_FALSE(asked.inherits);
+        EXPECT_THAT(asked.Writers(), ElementsAre(System, Administrators));
+        EXPECT_EQ(asked.allowed.at(Users), static_cast<DWORD>(FILE_GENERIC_READ | FILE_GENERIC_EXECUTE));
+        EXPECT_EQ(asked.allowed.size(), 3u);
+
+        const CRights kept = RightsOf(directory);
+        EXPECT_THAT(kept.allowed, Not(Contains(testing::Key(Everyone))));
+        for (const std::wstring& writer : kept.Writers())
+            EXPECT_THAT(writer, AnyOf(Eq(System), Eq(Administrators), Eq(kept.owner)));
+    }
+    EXPECT_THAT(m_log.At(L"ERROR"), IsEmpty());
+}
+
+TEST_F(MachineDirectoryTest, InsideTheProgramFolderItsRightsHold) {
+    CPropertyServicePeer::Load(L"TalvinorSD");
+    EXPECT_TRUE(std::filesystem::is_directory(m_folder.Path() + L"\\App\\Data\\Config\\Scripts"));
+    EXPECT_THAT(g_asked, IsEmpty());
+}
+
+TEST_F(MachineDirectoryTest, LogDirectoriesKeepTheRightsOfWhereTheyAre) {
+    CClientKey::Put(L"TalvinorSD", L"LogDir", m_folder.Path() + L"\\Elsewhere\\Logs");
+    CPropertyServicePeer::Load(L"TalvinorSD");
+    EXPECT_TRUE(std::filesystem::is_directory(m_folder.Path() + L"\\Elsewhere\\Logs"));
+    EXPECT_THAT(g_asked, IsEmpty());
+}
+
+TEST_F(MachineDirectoryTest, WhatIsThereKeepsItsRights) {
+    const std::wstring data = m_folder.Path() + L"\\Shared";
+    std::filesystem::create_directories(data);
+    const CRights before = RightsOf(data);
+    CClientKey::Put(L"TalvinorSD", L"DataDir", data);
+    CPropertyServicePeer::Load(L"TalvinorSD");
+    EXPECT_EQ(RightsOf(data).allowed, before.allowed);
+    EXPECT_THAT(m_log.At(L"ERROR"), IsEmpty());
+}
+
+TEST_F(MachineDirectoryTest, AUserWhoMayNotGiveRightsGetsADirectoryAllTheSame) {
+    g_refusal = ERROR_INVALID_OWNER;
+    CClientKey::Put(L"TalvinorSD", L"DataDir", m_folder.Path() + L"\\Shared");
+    CPropertyServicePeer::Load(L"TalvinorSD");
+    EXPECT_TRUE(std::filesystem::is_directory(m_folder.Path() + L"\\Shared\\Config\\Scripts"));
+    EXPECT_THAT(m_log.At(L"ERROR"), IsEmpty());
+}
+
+TEST(MachineDirectory, APathIsBelowAFolderWhateverItsSpelling) {
+    const struct {
+        const wchar_t* path;
+        const wchar_t* folder;
+        bool below;
+    } cases[] = {
+        {L"C:\\App\\Data", L"C:\\App", true},      {L"C:\\App", L"C:\\App\\", true},
+        {L"c:/APP/data/", L"C:\\App\\", true},     {L"C:\\AppData", L"C:\\App", false},
+        {L"C:\\App\\..\\Data", L"C:\\App", false}, {L"C:\\Data", L"", false},
+        {L"D:\\App\\Data", L"C:\\App", false},     {L"C:\\Data", L"C:\\", true},
+        {L"C:\\App", L"C:\\App\\Data", false},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(IsDirectoryBelow(c.path, c.folder), c.below) << c.path << " " << c.folder;
+}
