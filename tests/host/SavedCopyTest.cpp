@@ -95,8 +95,13 @@ private:
     void Run(const std::wstring& command) const {
         const std::filesystem::path before = std::filesystem::current_path();
         std::filesystem::current_path(m_folder);
-        StartProgram(command, nullptr, nullptr);
+        PROCESS_INFORMATION started{};
+        const bool done = StartProcess(command, started);
         std::filesystem::current_path(before);
+        // The handles stay as they are: of a program of the system below there are none, and what stands in their
+        // place may be another's.
+        if (!done)
+            throw std::runtime_error("a link's program could not be started");
     }
 
     const std::wstring m_folder;
