@@ -44,12 +44,22 @@ FILETIME TimeOf(const std::wstring& path) {
     return data.ftLastWriteTime;
 }
 
+void ReportFailure(const char* what) noexcept {
+    try {
+        LogGlobal(log4cxx::Level::getError(), L"Logging could not be configured: {0:%S}", what);
+    } catch (...) {
+        // No memory for the call; the steps that follow may need less.
+    }
+}
+
 /// What one step cannot do does not keep the others from it: a process without a log file still has the event log.
 template <class Step> void Attempt(Step step) noexcept {
     try {
         step();
     } catch (const std::exception& failure) {
-        LogGlobal(log4cxx::Level::getError(), L"Logging could not be configured: {0:%S}", failure.what());
+        ReportFailure(failure.what());
+    } catch (...) {
+        ReportFailure("unknown exception");
     }
 }
 
@@ -238,7 +248,7 @@ bool CLog4cxxConfig::RestoreLogFile() noexcept {
     bool restored = false;
     try {
         restored = m_instance->Restore();
-    } catch (const std::exception&) {
+    } catch (...) {
         // It is tried again with a later line.
     }
     ReleaseSRWLockExclusive(&m_instance->m_lock);

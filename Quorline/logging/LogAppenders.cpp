@@ -54,7 +54,7 @@ void CLogAppenders::RemoveAll() noexcept {
             appender->close();
             if (const auto layout = std::dynamic_pointer_cast<CLineLayout>(appender->getLayout()))
                 appender->setLayout(layout->GetInner());
-        } catch (const std::exception&) {
+        } catch (...) {
             // The others are taken out all the same.
         }
     }

@@ -25,7 +25,7 @@ CLogProperties::~CLogProperties() {
         for (const log4cxx::LoggerPtr& logger : m_loggers->getCurrentLoggers())
             LetGo(*logger);
         LetGo(*m_loggers->getRootLogger());
-    } catch (const std::exception&) {
+    } catch (...) {
         // What is left is closed with the hierarchy, and writes nothing more.
     }
 }
