@@ -7,6 +7,7 @@
 //   - VBScript knows no unsigned 32-bit numbers, so that a count cannot bound a loop.
 
 #include "Common/ExceptionHResult.h"
+#include "Common/StackLimit.h"
 #include "Quorline.h"
 
 #include <atlcom.h>
@@ -17,11 +18,14 @@
 template <class T, const IID* piid, const GUID* plibid = &LIBID_QuorlineLib, WORD wMajor = 5, WORD wMinor = 0>
 class CScriptDispatch : public ATL::IDispatchImpl<T, piid, plibid, wMajor, wMinor> {
 public:
-    /// An exception of the called method comes back as its HRESULT.
+    /// An exception of the called method comes back as its HRESULT. A script that has all but used up its stack is
+    /// refused: it must not run out of it in the middle of a call.
     STDMETHODIMP Invoke(DISPID member, REFIID iid, LCID locale, WORD flags, DISPPARAMS* params, VARIANT* result,
                         EXCEPINFO* exception, UINT* badArgument) override {
         if (params == nullptr)
             return E_POINTER;
+        if (!HasStackForCall())
+            return HRESULT_FROM_WIN32(ERROR_STACK_OVERFLOW);
         try {
             // The values stay the caller's: these are views of them, valid during the call.
             std::vector<VARIANT> arguments(params->rgvarg, params->rgvarg + params->cArgs);

@@ -1,5 +1,6 @@
 #include "ScriptExecution/ScriptRunner.h"
 
+#include "Common/StackLimit.h"
 #include "ScriptExecution/ComErrorText.h"
 #include "ScriptExecution/TalvinorClientScriptSite.h"
 #include "logging/Checks.h"
@@ -181,12 +182,21 @@ void CScriptRunner::RunScript(CScript* script) {
 
     OutputDebugStringW(text);
     CParseResult result;
-    hr = parser->ParseScriptText(text, nullptr, nullptr, nullptr, 0, 1, SCRIPTTEXT_ISVISIBLE | SCRIPTTEXT_ISPERSISTENT,
-                                 &result.value, &result.exception);
-    if (FAILED(hr))
-        Log(log4cxx::Level::getError(), L"Script parsing failed.");
-    else
-        hr = engine->SetScriptState(SCRIPTSTATE_CONNECTED);
+    const bool returned = RunWithinStack([&] {
+        hr = parser->ParseScriptText(text, nullptr, nullptr, nullptr, 0, 1,
+                                     SCRIPTTEXT_ISVISIBLE | SCRIPTTEXT_ISPERSISTENT, &result.value, &result.exception);
+        if (FAILED(hr))
+            Log(log4cxx::Level::getError(), L"Script parsing failed.");
+        else
+            hr = engine->SetScriptState(SCRIPTSTATE_CONNECTED);
+    });
+    if (!returned) {
+        // Not every engine notices it in time.
+        hr = HRESULT_FROM_WIN32(ERROR_STACK_OVERFLOW);
+        m_hasError = true;
+        m_errorSource = L"Script Execution";
+        m_errorDescription = L"Out of stack space";
+    }
     if (FAILED(hr))
         Log(log4cxx::Level::getError(), L"Script execution failed. Error = (0x{0:%x}) {1:%s}", hr,
             GetSystemErrorText(static_cast<unsigned long>(hr)).c_str());

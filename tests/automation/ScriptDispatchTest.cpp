@@ -2,6 +2,8 @@
 
 #include "ScriptDispatch.h"
 
+#include "Common/StackLimit.h"
+
 #include "ComApartment.h"
 
 #include <gtest/gtest.h>
@@ -101,4 +103,24 @@ TEST_F(ScriptDispatch, TurnsAnExceptionIntoItsCode) {
 
 TEST_F(ScriptDispatch, RefusesACallWithoutParameters) {
     EXPECT_EQ(owner->Invoke(2, IID_NULL, 0, DISPATCH_PROPERTYGET, nullptr, nullptr, nullptr, nullptr), E_POINTER);
+}
+
+namespace {
+/// Calls once little stack is left.
+[[gnu::noinline]] HRESULT CallAtTheEndOfTheStack(const std::function<HRESULT()>& call) {
+    volatile char used[1024];
+    used[0] = 1;
+    const HRESULT result = HasStackForCall() ? CallAtTheEndOfTheStack(call) : call();
+    return used[0] == 1 ? result : E_UNEXPECTED;
+}
+} // namespace
+
+TEST_F(ScriptDispatch, ACallOnAStackThatIsNearlyUsedUpIsRefused) {
+    bool entered = false;
+    object->beforeCount = [&] { entered = true; };
+    CComVariant count;
+    EXPECT_EQ(CallAtTheEndOfTheStack([&] { return Count(&count); }), HRESULT_FROM_WIN32(ERROR_STACK_OVERFLOW));
+    EXPECT_FALSE(entered);
+    EXPECT_EQ(Count(&count), S_OK);
+    EXPECT_TRUE(entered);
 }

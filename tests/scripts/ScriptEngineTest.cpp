@@ -150,6 +150,22 @@ TEST_P(ScriptEngineTest, AThousandRunsLeaveNoMoreThanTheEngineItselfDoes) {
     EXPECT_EQ(m_probe->References(), 2U);
 }
 
+TEST_P(ScriptEngineTest, AnEndlessRecursionIsTheScriptsErrorAndTheNextScriptRuns) {
+    for (int count = 0; count < 3; ++count) {
+        Run(L"Function f(n)\n  f = f(n + 1) + 1\nEnd Function\nx = f(0)\nProbe.Note 1",
+            L"function f(n) { return f(n + 1) + 1; }\nf(0);\nProbe.Note(1);");
+        EXPECT_TRUE(m_runner.HasError());
+        EXPECT_EQ(Error().description, L"Out of stack space");
+        EXPECT_EQ(m_probe->References(), 2U);
+        EXPECT_FALSE(m_log.At(L"ERROR").empty());
+        m_runner.ClearError();
+        Run(L"Probe.Note 2", L"Probe.Note(2);");
+        EXPECT_FALSE(m_runner.HasError());
+        m_log.Clear();
+    }
+    EXPECT_THAT(m_probe->notes, testing::Each(L"2"));
+}
+
 INSTANTIATE_TEST_SUITE_P(Engines, ScriptEngineTest, testing::Values(CScript::LangVBScript, CScript::LangJScript),
                          [](const auto& info) { return info.param == CScript::LangVBScript ? "VBScript" : "JScript"; });
 
