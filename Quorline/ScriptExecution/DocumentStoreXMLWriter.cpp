@@ -28,9 +28,11 @@ std::wstring TimestampText(const FILETIME& utc) {
     SYSTEMTIME time{};
     if (!FileTimeToSystemTime(&utc, &time))
         CheckWin32Error(WriteLocation(__LINE__), GetLastError(), L"FileTimeToSystemTime failed");
-    wchar_t text[20];
+    wchar_t text[20] = L"";
     _snwprintf_s(text, std::size(text), _TRUNCATE, L"%04d%c%02d%c%02d%c%02d%c%02d%c%02d", time.wYear, L'-', time.wMonth,
                  L'-', time.wDay, L'T', time.wHour, L':', time.wMinute, L':', time.wSecond);
+    if (*text == L'\0')
+        CheckCrtError(WriteLocation(__LINE__), "_snwprintf_s", errno);
     return text;
 }
 
@@ -238,7 +240,10 @@ void CDocumentStoreXMLWriter::WriteDocumentStore(CDocumentStoreInfo& info) {
     std::exception_ptr failure;
     try {
         WriteRoot(info, text);
+    } catch (const COSException&) {
+        throw; // the record that is there is worth more than half of a new one
     } catch (const CMorvaneException&) {
+        // kept: a state change that cannot be written down leaves the file written up to there.
         failure = std::current_exception();
     }
     m_file.Reset();

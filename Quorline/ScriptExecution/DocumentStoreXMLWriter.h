@@ -26,8 +26,8 @@ public:
     explicit CDocumentStoreXMLWriter(std::wstring path) : m_path(std::move(path)) {}
 
     /// Rewrites the file whole, in one write. The state change section is written only when the info has a state
-    /// change. A record that cannot be composed is written up to where that failed; a file that cannot be written
-    /// stays as it was. It is left open until Close.
+    /// change. One of a type that cannot be written leaves the file written up to there; where the system fails, the
+    /// file stays as it was. It is left open until Close.
     void WriteDocumentStore(CDocumentStoreInfo& info) override;
 
     /// The complete info file of a store, in its storage directory, which must exist; the state change may be null.

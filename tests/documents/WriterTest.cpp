@@ -160,10 +160,26 @@ TEST_F(WriterTest, TheTimeIsCutToNineteenCharacters) {
     }
 }
 
-TEST_F(WriterTest, ATimeBeyondTheCalendarRaises) {
+TEST_F(WriterTest, ATimeBeyondTheCalendarRaisesAndLeavesTheRecordThatIsThere) {
+    Write(nullptr);
+    const std::string before = ReadBytes(path);
     change.SetUTCTimestamp({0xFFFFFFFF, 0xFFFFFFFF});
     EXPECT_EQ(Thrown<COSException>([&] { Write(&change); }).GetErrorCode(), DWORD(ERROR_INVALID_PARAMETER));
-    EXPECT_TRUE(ReadBytes(path).ends_with("\t\t\t<When>\r\n") || ReadBytes(path).ends_with("\t\t<StateChange>\r\n"));
+    EXPECT_EQ(ReadBytes(path), before);
+}
+
+namespace {
+RPC_STATUS WINAPI NoText(const UUID*, RPC_WSTR*) {
+    return RPC_S_OUT_OF_MEMORY;
+}
+} // namespace
+
+TEST_F(WriterTest, ASystemFailureOnTheWayLeavesTheRecordThatIsThere) {
+    Write(nullptr);
+    const std::string before = ReadBytes(path);
+    const CImportHook hook(GetModuleHandleW(nullptr), "UuidToStringW", &NoText);
+    Thrown<COSException>([&] { Write(&change); });
+    EXPECT_EQ(ReadBytes(path), before);
 }
 
 TEST_F(WriterTest, AStoreWithoutAnIdentifierGetsAFreshOne) {
