@@ -136,7 +136,7 @@ void CSecurityUtils::RevertDesktop(CDesktopHandles& handles) {
     const CTraceScope trace(L"CSecurityUtils::RevertDesktop");
     const std::lock_guard lock(m_stationLock);
     // A station or desktop in use cannot be closed, so the saved ones come back first.
-    const HWINSTA unused = handles.openedStation ? LeaveStation() : nullptr;
+    HWINSTA unused = handles.openedStation ? LeaveStation() : nullptr;
     if (handles.savedDesktop)
         RestoreThreadDesktop(handles.savedDesktop);
     if (handles.openedDesktop)
@@ -149,8 +149,9 @@ void CSecurityUtils::RevertDesktop(CDesktopHandles& handles) {
 /// Whether the process is on the interactive station now. With a station opened, LeaveStation is due.
 bool CSecurityUtils::EnterStation(CDesktopHandles& handles) {
     if (m_switches == 0) {
+        // Where there is nothing to go back to, the process stays.
         m_savedStation = GetProcessWindowStation();
-        m_openedStation = OpenWindowStationW(L"WinSta0", FALSE, MAXIMUM_ALLOWED);
+        m_openedStation = m_savedStation ? OpenWindowStationW(L"WinSta0", FALSE, MAXIMUM_ALLOWED) : nullptr;
     }
     handles.savedStation = m_savedStation;
     handles.openedStation = m_openedStation;
@@ -164,14 +165,13 @@ bool CSecurityUtils::EnterStation(CDesktopHandles& handles) {
 HWINSTA CSecurityUtils::LeaveStation() {
     if (--m_switches > 0)
         return nullptr;
-    if (m_savedStation)
-        SetProcessWindowStation(m_savedStation);
+    SetProcessWindowStation(m_savedStation);
     return std::exchange(m_openedStation, nullptr);
 }
 
 void CSecurityUtils::RestoreThreadDesktop(HDESK desktop) {
     // A desktop is assigned only while the process is on its station, and others may need the interactive one still.
-    if (SetThreadDesktop(desktop) || m_switches == 0 || !m_savedStation)
+    if (SetThreadDesktop(desktop) || m_switches == 0)
         return;
     if (!SetProcessWindowStation(m_savedStation))
         return;

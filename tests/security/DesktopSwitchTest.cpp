@@ -240,6 +240,8 @@ TEST(DesktopSwitch, RevertingWithoutEnsuringChangesNothing) {
 TEST(DesktopSwitch, FailuresOfTheDesktopSwitchAreSilent) {
     const CLogLines log;
     CDesktopHandles handles;
+    Utils().EnsureDesktop(handles); // what only a first one takes
+    Utils().RevertDesktop(handles);
     {
         const CImportHook failing(
             Program(), "OpenWindowStationW", +[](LPCWSTR, WINBOOL, ACCESS_MASK) { return HWINSTA{}; });
@@ -249,6 +251,17 @@ TEST(DesktopSwitch, FailuresOfTheDesktopSwitchAreSilent) {
         Utils().RevertDesktop(handles);
     }
     const DWORD before = HandlesInUse();
+    {
+        const HWINSTA station = GetProcessWindowStation();
+        {
+            const CImportHook failing(
+                Program(), "GetProcessWindowStation", +[] { return HWINSTA{}; });
+            Utils().EnsureDesktop(handles);
+            EXPECT_EQ(nullptr, handles.openedStation) << "nothing could be given back";
+            Utils().RevertDesktop(handles);
+        }
+        EXPECT_EQ(station, GetProcessWindowStation());
+    }
     {
         const CImportHook failing(
             Program(), "SetProcessWindowStation", +[](HWINSTA) { return FALSE; });
