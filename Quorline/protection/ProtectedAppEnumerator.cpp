@@ -13,7 +13,6 @@
 
 #include <array>
 #include <cstdint>
-#include <cstdlib>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -184,11 +183,7 @@ CProcessInfo CProtectedAppEnumerator::GetProcessInfo(unsigned long pid) {
     const std::wstring path = ToUpperCase(buffer.data());
     info.m_network = IsNetworkPath(m_callerIsUser, path.c_str(), process.Get());
 
-    // Drive and directory are not asked for: one that is too long would cost the name as well.
-    std::array<wchar_t, 260> name{};
-    std::array<wchar_t, 256> extension{};
-    _wsplitpath_s(path.c_str(), nullptr, 0, nullptr, 0, name.data(), name.size(), extension.data(), extension.size());
-    info.m_imageName = std::wstring(name.data()) + extension.data();
+    info.m_imageName = path.substr(path.find_last_of(L"\\/:") + 1);
     info.m_processId = pid;
     return info;
 }
