@@ -62,12 +62,14 @@ STDMETHODIMP CDocumentStore::GetNew(BSTR bstrDocName, BSTR bstrOriginalDocPath, 
     return Error(hr, store->GetNameRefusal());
 }
 
-STDMETHODIMP CDocumentStore::LogMessage(unsigned short uLevel, BSTR* strMessage) {
+STDMETHODIMP CDocumentStore::LogMessage(unsigned short uLevel, BSTR* strMessage) try {
     const wchar_t* const message = strMessage != nullptr ? TextOf(*strMessage) : L"";
     // kept: the message is a format of its own.
     CZeroArguments zeros(message);
     LogToNamedLoggerV(L"Quorline.Scripts", LevelFromNumber(uLevel), message, zeros.GetList());
     return S_OK;
+} catch (const std::exception&) {
+    return S_OK; // a message that cannot be written is no failure of the script's
 }
 
 STDMETHODIMP CDocumentStore::VetoTransition() {

@@ -2,8 +2,13 @@
 
 #include "Support.h"
 
+#include "ImportHook.h"
+
 #include "DocumentStore.h"
 #include "logging/Exceptions.h"
+
+#include <cstdlib>
+#include <new>
 
 namespace {
 
@@ -109,6 +114,20 @@ TEST_F(DocumentStoreTest, RefusesAnExtensionWithoutATextFormAndCreatesNothing) {
     EXPECT_EQ(GetNew(L"Report", L"", null), DISP_E_TYPEMISMATCH);
     EXPECT_TRUE(store.GetSavedDocumentList()->empty());
     EXPECT_EQ(CountOf(object), 1u);
+}
+
+namespace {
+void* NoLargeBlocks(std::size_t size) {
+    if (size > 1'000'000)
+        throw std::bad_alloc();
+    return std::malloc(size);
+}
+} // namespace
+
+TEST_F(DocumentStoreTest, AMessageThatThereIsNoMemoryForIsNoFailure) {
+    CComBSTR message(std::wstring(200'000, L'{').c_str());
+    const CImportHook hook(GetModuleHandleW(nullptr), "_Znwy", &NoLargeBlocks);
+    EXPECT_EQ(object->LogMessage(2, &message), S_OK);
 }
 
 TEST_F(DocumentStoreTest, RaisesWhenTheExtensionCannotBeCopied) {
