@@ -33,7 +33,8 @@ constexpr std::array<std::string_view, 7> KnownKeys{"friendlyName", "executables
 /// Reads one entry; every mistake in it is named with the words that say where in the file it is.
 class CEntryReader {
 public:
-    CEntryReader(const json& entry, std::wstring where) : m_entry(entry), m_where(std::move(where)) {}
+    CEntryReader(const json& entry, const std::wstring& path, std::size_t number)
+        : m_entry(entry), m_where(L"'" + path + L"', application " + std::to_wstring(number) + L": ") {}
 
     CAppEntry Read() const {
         RefuseStrangeShape();
@@ -122,9 +123,7 @@ std::vector<CAppEntry> ParseAppsText(std::string_view text, const std::wstring& 
         Refuse(L"the applications file '" + path + L"' has no list 'applications'.");
 
     std::vector<CAppEntry> result;
-    for (const auto& entry : document["applications"]) {
-        const std::wstring number = std::to_wstring(result.size() + 1);
-        result.push_back(CEntryReader(entry, L"'" + path + L"', application " + number + L": ").Read());
-    }
+    for (const auto& entry : document["applications"])
+        result.push_back(CEntryReader(entry, path, result.size() + 1).Read());
     return result;
 }
