@@ -57,11 +57,24 @@ if [ ! -e "$WINEPREFIX/.ready" ]; then
     exec 9>&-
 fi
 
+# Newer versions take trusted roots away again (cmake/deps/keep-roots.c).
+keep_roots() {
+    local version keeper=$ROOT/build/deps/bin/keep-roots.exe
+    version=$(wine --version)
+    version=${version#wine-}
+    [ "${version%%.*}" -lt 9 ] || [ ! -e "$keeper" ] || wine "$keeper"
+}
+
 # Kept warm between programs, gone a minute after the last one; where a server runs already this fails, which is as good.
-# The first program brings Wine's background processes up; they would keep the caller's output open for that minute.
-if wine_server -p60 >/dev/null 2>&1 </dev/null; then
-    wine cmd /c exit >/dev/null 2>&1 </dev/null || true
+# The first program brings Wine's background processes up; they would keep the caller's output open for that minute. Who
+# comes meanwhile waits.
+exec 9>"$WINEPREFIX.lock"
+flock 9
+if wine_server -p60 9>&- >/dev/null 2>&1 </dev/null; then
+    wine cmd /c exit 9>&- >/dev/null 2>&1 </dev/null || true
+    keep_roots 9>&- >/dev/null 2>&1 </dev/null || true
 fi
+exec 9>&-
 
 # The desktop's process is handed the standard error output of whichever program opens the first window, and outlives it
 # as long as other programs have windows. A caller that reads a pipe to its end would wait for that: the program gets a

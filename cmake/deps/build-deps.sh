@@ -25,8 +25,8 @@ installed_version() { dpkg-query -W -f '${Version}' "$1"; }
 # What the outcome depends on, versions of the fetched sources aside.
 recipe_key() {
     {
-        cat "$RECIPES_DIR"/recipes.sh "$RECIPES_DIR"/dll-name.cmake "$RECIPES_DIR"/process-end.c "$RECIPES_DIR"/shim/*
-        cat "$TOOLCHAIN_FILE"
+        cat "$RECIPES_DIR"/recipes.sh "$RECIPES_DIR"/dll-name.cmake "$RECIPES_DIR"/shim/* "$TOOLCHAIN_FILE" \
+            "$RECIPES_DIR"/process-end.c "$RECIPES_DIR"/keep-roots.c
         "$GXX" -dumpfullversion
         for package in mingw-w64-x86-64-dev googletest nlohmann-json3-dev libcli11-dev; do installed_version $package; done
     } | sha256sum | cut -c1-16
@@ -85,6 +85,10 @@ copy_runtime() {
     cp "$("$GXX" -print-file-name=libwinpthread-1.dll)" "$DEPS_PREFIX/bin/"
 }
 
+build_root_keeper() {
+    "${GXX/g++/gcc}" -O2 -s -o "$DEPS_PREFIX/bin/keep-roots.exe" "$RECIPES_DIR/keep-roots.c"
+}
+
 KEY=$(recipe_key)
 if [ "$(cat "$OUTPUT/.stamp" 2>/dev/null)" = "$KEY" ]; then
     exit 0
@@ -108,6 +112,7 @@ from_archive benchmark benchmark bookworm trixie forky sid
 # Header-only libraries: their own folders alone, never the build machine's whole include folder.
 cp -r /usr/include/nlohmann /usr/include/CLI "$DEPS_PREFIX/include/"
 copy_runtime
+build_root_keeper
 
 echo "$KEY" >"$DEPS_PREFIX/.stamp"
 # Indexes of whole suites are large, and nothing is left to fetch.
