@@ -10,6 +10,9 @@ install(TARGETS quorline quorline-sign)
 install(FILES $<TARGET_FILE:QuorlineHost> $<TARGET_FILE:QuorlineSigner> ${QUORLINE_RUNTIME_DLLS}
         DESTINATION ${CMAKE_INSTALL_BINDIR})
 
+install(FILES ${PROJECT_SOURCE_DIR}/CHANGELOG.md ${PROJECT_SOURCE_DIR}/THIRD-PARTY-NOTICES.md
+        DESTINATION ${CMAKE_INSTALL_DOCDIR})
+
 install(TARGETS Quorline QuorlineIdl HostInterfacesIdl EXPORT QuorlineTargets
         PUBLIC_HEADER DESTINATION ${header_dir}
         FILE_SET HEADERS DESTINATION ${header_dir}
