@@ -1,28 +1,35 @@
 // Saves the text of every Notepad window of one process into the document store.
-var notepadSuffix = " - Notepad";
-var fileSystem = new ActiveXObject("Scripting.FileSystemObject");
 var windows = Process.Windows;
 for (var index = 0; index < windows.Count; index++) {
     var window = windows.Item(index);
     if (window.ClassName == "Notepad") {
-        saveWindow(window);
+        saveText(window.Text, documentName(window.Title));
     }
 }
 
-function saveWindow(window) {
-    var path = TalvinorDocumentStore.GetNew(documentName(window.Title), "", ".txt");
-    var file = fileSystem.CreateTextFile(path, true, true);
-    file.Write(window.Text);
+function saveText(text, name) {
+    var files = new ActiveXObject("Scripting.FileSystemObject");
+    var file = files.CreateTextFile(TalvinorDocumentStore.GetNew(name, "", ".txt"), true, true);
+    file.Write(text);
     file.Close();
     TalvinorDocumentStore.LogMessage(2, "Saved the text of Notepad, process " + Process.Id);
 }
 
-// "Letter.txt - Notepad" is the document "Letter"; the store adds the extension.
+// "*Letter.txt - Notepad" is the document "Letter"; the store adds the extension.
 function documentName(title) {
-    var name = title;
-    var end = name.length - notepadSuffix.length;
-    if (end >= 0 && name.substr(end) == notepadSuffix) {
-        name = name.substr(0, end);
+    return safeName(title.replace(/(\.txt)? - Notepad$/i, ""));
+}
+
+// A title as the name of a file: what a name may not hold, what would turn its text round and what would name a
+// variable becomes "_". Copy it into your own scripts.
+function safeName(title) {
+    var name = title.replace(/^[\s*]+/, "")
+        .replace(/[\u0000-\u001f\u007f-\u009f\u061c\u200e\u200f\u2028-\u202e\u2066-\u2069"%*\/:<>?\\|]/g, "_")
+        .substr(0, 60)
+        .replace(/([\ud800-\udbff][\udc00-\udfff])|[\ud800-\udfff]/g, "$1")
+        .replace(/[\s.]+$/, "");
+    if (/^(con|prn|aux|nul|conin\$|conout\$|(com|lpt)[\d\u00b9\u00b2\u00b3])\s*(\.|$)/i.test(name)) {
+        name = "_" + name;
     }
-    return name.replace(/\*/g, "").replace(/\.txt$/i, "");
+    return name == "" ? "Untitled" : name;
 }

@@ -17,7 +17,11 @@
 
 #include "DocumentsFolder.h"
 
+#include <algorithm>
+#include <cstring>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 
 /// The real session class, for the apartment of the thread that makes it.
 class CSessionClass {
@@ -34,6 +38,15 @@ public:
 private:
     DWORD m_registration = 0;
 };
+
+/// A saved copy as the samples write it: UTF-16 with a byte-order mark.
+inline std::wstring ReadCopy(const std::filesystem::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    const std::string bytes{std::istreambuf_iterator<char>(file), {}};
+    std::wstring text(bytes.size() / sizeof(wchar_t), L'\0');
+    std::memcpy(text.data(), bytes.data(), text.size() * sizeof(wchar_t));
+    return text.starts_with(L'\uFEFF') ? text.substr(1) : L"no mark: " + text;
+}
 
 class CRealRun : public testing::Test {
 protected:
@@ -56,8 +69,13 @@ protected:
         return app;
     }
 
-    /// Runs the save script for each process; "line 3: what the engine said" when one failed and vetoed.
-    std::wstring Save(CDocumentScript& app) {
+    struct CSaved {
+        bool vetoed = false;
+        std::wstring error; ///< "line 3: what the engine said" when a script failed
+    };
+
+    /// Runs the save script for each process.
+    static CSaved RunSave(CDocumentScript& app) {
         CComObjectNoLock<CChange>* created = nullptr;
         CComObjectNoLock<CChange>::CreateInstance(&created);
         const CComPtr<IStateChangeInstance> change(created);
@@ -66,16 +84,48 @@ protected:
         op.SetScripts(&scripts);
         EXPECT_EQ(op.SetStateChangeInstance(change), S_OK);
         EXPECT_EQ(op.Run(), S_OK);
+        CSaved saved;
+        saved.vetoed = created->vetoed != VARIANT_FALSE;
         short failed = VARIANT_FALSE;
         op.HasError(&failed);
-        EXPECT_EQ(created->vetoed, failed);
         if (failed == VARIANT_FALSE)
-            return L"";
+            return saved;
         CComBSTR texts[3];
         unsigned long line = 0;
         long character = 0;
         op.GetErrorInfo(&texts[0], &texts[1], &texts[2], &line, &character);
-        return L"line " + std::to_wstring(line) + L": " + (texts[2] ? texts[2].m_str : L"");
+        saved.error = ErrorText(line, texts[2] ? texts[2].m_str : L"");
+        return saved;
+    }
+
+    /// The error alone; it must have vetoed, and nothing else.
+    static std::wstring Save(CDocumentScript& app) {
+        const CSaved saved = RunSave(app);
+        EXPECT_EQ(saved.vetoed, !saved.error.empty());
+        return saved.error;
+    }
+
+    /// Runs the restore script for a saved copy; the error, as of a save.
+    static std::wstring Restore(const std::wstring& language, const std::wstring& text, const std::wstring& copy) {
+        CDocumentScript app = MakeApp(language, L"", L"");
+        CScript restore;
+        restore.SetScriptName(L"restore");
+        restore.SetText(text);
+        restore.SetScriptLang(LanguageOf(language));
+        app.SetRestoreScript(restore);
+        CInternalSavedDocument document;
+        document.SetDocName(L"R&D");
+        document.SetDocOriginalPath(L"C:\\work\\R&D.txt");
+        document.SetDocTempPath(copy);
+        document.SetAppFriendlyName(L"App");
+        document.SetAppExeImageName(L"notepad.exe");
+        document.SetSaveScriptName(L"save");
+        document.SetRestoreScriptName(L"restore");
+        document.SetScript(app);
+        CRestoreOp op;
+        op.SetSavedDocument(document);
+        EXPECT_EQ(op.Run(), S_OK);
+        return op.Error();
     }
 
     /// Files in all stores but their records, by name.
@@ -100,6 +150,23 @@ protected:
     /// What scripts wrote to the log.
     CTexts Said() const { return m_log.Of(L"Quorline.Scripts"); }
 
+private:
+    static std::wstring ErrorText(unsigned long line, const std::wstring& description) {
+        return L"line " + std::to_wstring(line) + L": " + description;
+    }
+
+    class CRestoreOp : public CRestoreDocumentScriptOp {
+    public:
+        std::wstring Error() {
+            std::wstring source;
+            std::wstring description;
+            unsigned long line = 0;
+            long character = 0;
+            return m_runner.GetErrorInfo(source, description, line, character) ? ErrorText(line, description) : L"";
+        }
+    };
+
+protected:
     CComApartment m_apartment;
     CTestSigner m_signer;
     CDocumentsFolder m_documents;

@@ -116,6 +116,22 @@ public:
         return value.bstrVal;
     }
 
+    /// What a function of one text returns, as text.
+    std::wstring Call(const wchar_t* function, const std::wstring& text) {
+        CComPtr<IDispatch> globals;
+        Require(m_engine->GetScriptDispatch(nullptr, &globals));
+        LPOLESTR name = const_cast<LPOLESTR>(function);
+        DISPID id = DISPID_UNKNOWN;
+        Require(globals->GetIDsOfNames(IID_NULL, &name, 1, LOCALE_USER_DEFAULT, &id));
+        const CComBSTR owner(static_cast<int>(text.size()), text.data());
+        CComVariant argument(owner.m_str);
+        DISPPARAMS one{&argument, nullptr, 1, 0};
+        CComVariant value;
+        Require(globals->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &one, &value, nullptr, nullptr));
+        Require(value.ChangeType(VT_BSTR));
+        return std::wstring(value.bstrVal, SysStringLen(value.bstrVal));
+    }
+
     /// Ends the engine; objects that scripts kept are released.
     void Close() {
         if (m_engine)
