@@ -21,8 +21,8 @@ CUniqueHandle MakeAutoResetEvent(const CCodeLocation& location) {
 /// One more handle to the event: the worker closes the runner's own, perhaps before the waiter comes to wait for it.
 CUniqueHandle Duplicate(const CCodeLocation& location, HANDLE event) {
     CUniqueHandle copy;
-    const HANDLE process = GetCurrentProcess();
-    const BOOL made = DuplicateHandle(process, event, process, copy.Put(), 0, FALSE, DUPLICATE_SAME_ACCESS);
+    const BOOL made =
+        DuplicateHandle(GetCurrentProcess(), event, GetCurrentProcess(), copy.Put(), 0, FALSE, DUPLICATE_SAME_ACCESS);
     CheckWin32Error(location, made ? ERROR_SUCCESS : GetLastError(), L"DuplicateHandle");
     return copy;
 }

@@ -22,7 +22,7 @@ log4cxx::LogString ToLogString(const std::wstring& text);
 
 /// An object of log4cxx's, made by its class name as a properties file has it made. Throws std::runtime_error.
 template <class T> std::shared_ptr<T> MakeLog4cxxObject(const char* className) {
-    const auto object = std::dynamic_pointer_cast<T>(log4cxx::helpers::OptionConverter::instantiateByClassName(
+    auto object = std::dynamic_pointer_cast<T>(log4cxx::helpers::OptionConverter::instantiateByClassName(
         className, T::getStaticClass(), log4cxx::helpers::ObjectPtr()));
     if (!object)
         throw std::runtime_error(std::string("log4cxx cannot make a ") + className);
