@@ -33,7 +33,7 @@ build: deps ## build what ships, into build/release/bin
 test: deps ## build for debugging and run every test but the soak tests
 	$(call build_preset,debug)
 	$(call warm_prefix)
-	@ctest --preset debug
+	@ctest --preset debug $(CTEST_FLAGS)
 
 demo: deps ## save Notepad's unsaved text before hibernation, and show it
 	@$(PACKAGES) demo
