@@ -2,9 +2,9 @@
 # into build/deps, and Windows programs run in the project's own Wine prefix, build/prefix.
 
 SHELL := /bin/bash
-PACKAGES := cmake/install-packages.sh
+PACKAGES := scripts/install-packages.sh
 DEPS := build/deps
-WINE := cmake/wine-run.sh
+WINE := scripts/wine-run.sh
 
 .PHONY: help build test demo lint coverage bench fuzz soak deps clean
 .DEFAULT_GOAL := build
@@ -14,7 +14,7 @@ help: ## list the targets
 
 deps: ## install packages and cross-build the dependencies
 	@$(PACKAGES) build run
-	@cmake/deps/build-deps.sh $(DEPS)
+	@scripts/deps/build-deps.sh $(DEPS)
 
 # Configures at the first build only; afterwards ninja does so itself when a CMake file has changed.
 define build_preset
@@ -43,7 +43,7 @@ demo: deps ## save Notepad's unsaved text before hibernation, and show it
 lint: deps ## check formatting, static analysis, scripts and wording
 	@$(PACKAGES) lint
 	$(call build_preset,debug)
-	@cmake/lint.sh build/debug
+	@scripts/lint.sh build/debug
 
 coverage: deps ## print the library's line coverage; fails under 90 %
 	@$(PACKAGES) coverage
@@ -52,7 +52,7 @@ coverage: deps ## print the library's line coverage; fails under 90 %
 	@find build/coverage -name '*.gcda' -delete
 	@# Windows programs name the build folder by Wine's drive; one at a time, since they write the same counters.
 	@GCOV_PREFIX=Z: ctest --preset coverage -j1
-	@cmake/coverage.py build/coverage Quorline 90
+	@scripts/coverage.py build/coverage Quorline 90
 
 bench: deps ## build and run the benchmarks
 	$(call build_preset,release)
@@ -73,5 +73,5 @@ soak: deps ## run the long tests
 	@$(MAKE) --no-print-directory fuzz FUZZ_SECONDS=300
 
 clean: ## remove everything that was built; the cache of dependencies stays
-	@cmake/wine-run.sh --stop
+	@scripts/wine-run.sh --stop
 	@rm -rf build

@@ -1,4 +1,4 @@
-# Imported targets for the libraries that cmake/deps/build-deps.sh puts into QUORLINE_DEPS:
+# Imported targets for the libraries that scripts/deps/build-deps.sh puts into QUORLINE_DEPS:
 #   Quorline::log4cxx  Quorline::expat  Quorline::json  Quorline::cli11
 #   Quorline::gtest  Quorline::gtest_main  Quorline::gmock  Quorline::benchmark
 # and QUORLINE_RUNTIME_DLLS, the DLLs to ship beside every program.

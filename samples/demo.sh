@@ -9,7 +9,7 @@ set -euo pipefail
 ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 BIN=$(cd "$1/bin" && pwd)
 OUT=$ROOT/build/demo
-WINE=$ROOT/cmake/wine-run.sh
+WINE=$ROOT/scripts/wine-run.sh
 # A prefix of its own: what is registered here, the tests must not meet.
 export WINEPREFIX=$ROOT/build/demo-prefix
 DRIVERS='HKCU\Software\Wine\Drivers'

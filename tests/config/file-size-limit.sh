@@ -4,9 +4,9 @@ set -euo pipefail
 cd "$(dirname "$0")/../.."
 
 # What Wine runs in the background is started without the limit.
-cmake/wine-run.sh cmd /c exit </dev/null
+scripts/wine-run.sh cmd /c exit </dev/null
 
 # A write beyond the limit fails then, instead of ending the program.
 trap '' XFSZ
 ulimit -f 64
-exec cmake/wine-run.sh "$@"
+exec scripts/wine-run.sh "$@"

@@ -20,14 +20,14 @@ up() {
     # Hard links to the usual prefix's system files save a minute and half a gigabyte; what is not there is made anew.
     (
         unset WINEPREFIX
-        cmake/wine-run.sh cmd /c exit
+        scripts/wine-run.sh cmd /c exit
     )
     rm -rf "$WINEPREFIX"
     mkdir -p "$WINEPREFIX/drive_c"
     # Programs that run there meanwhile may take a temporary file away.
     cp -al build/prefix/drive_c/windows "$WINEPREFIX/drive_c/" || [ -d "$WINEPREFIX/drive_c/windows/system32" ]
     cp -a build/prefix/system.reg build/prefix/userdef.reg build/prefix/.update-timestamp "$WINEPREFIX/"
-    cmake/wine-run.sh reg add 'HKLM\Software\Wine\Drives' /v y: /d network /f
+    scripts/wine-run.sh reg add 'HKLM\Software\Wine\Drives' /v y: /d network /f
     mkdir -p "$WINEPREFIX/dosdevices/unc/quorline/apps"
     ln -s unc/quorline/apps "$WINEPREFIX/dosdevices/y:"
     down

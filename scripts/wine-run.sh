@@ -57,7 +57,7 @@ if [ ! -e "$WINEPREFIX/.ready" ]; then
     exec 9>&-
 fi
 
-# Newer versions take trusted roots away again (cmake/deps/keep-roots.c).
+# Newer versions take trusted roots away again (scripts/deps/keep-roots.c).
 keep_roots() {
     local version keeper=$ROOT/build/deps/bin/keep-roots.exe
     version=$(wine --version)

@@ -8,15 +8,15 @@ set -euo pipefail
 RECIPES_DIR=$(cd "$(dirname "$0")" && pwd)
 # Whole: newer versions of CMake take a relative path that a variable names from the build folder.
 OUTPUT=$(realpath -m "${1:?usage: build-deps.sh OUTPUT}")
-TOOLCHAIN_FILE=$RECIPES_DIR/../mingw-w64.cmake
+TOOLCHAIN_FILE=$RECIPES_DIR/../../cmake/mingw-w64.cmake
 CACHE=${XDG_CACHE_HOME:-$HOME/.cache}/quorline
 SOURCES=$CACHE/sources
 APT_WORLD=$CACHE/apt
 GXX=x86_64-w64-mingw32-g++-posix
 
-# shellcheck source=cmake/deps/fetch.sh
+# shellcheck source=scripts/deps/fetch.sh
 . "$RECIPES_DIR/fetch.sh"
-# shellcheck source=cmake/deps/recipes.sh
+# shellcheck source=scripts/deps/recipes.sh
 . "$RECIPES_DIR/recipes.sh"
 
 say() { echo "deps: $*"; }

@@ -44,7 +44,7 @@ static_analysis() {
 }
 
 step formatting formatting
-step wording cmake/check-wording.sh
+step wording scripts/check-wording.sh
 step "shell scripts" shell_scripts
 step "static analysis" static_analysis
 
