@@ -1,7 +1,7 @@
 #include "ErrorDispatcher.h"
 
-#include "Common/LocaleText.h"
-#include "Common/UniqueHandle.h"
+#include "base/LocaleText.h"
+#include "base/UniqueHandle.h"
 
 #include <atlcomcli.h>
 

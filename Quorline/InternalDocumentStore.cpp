@@ -1,8 +1,8 @@
 #include "InternalDocumentStore.h"
 
 #include "Common/ComString.h"
-#include "Common/PathHelper.h"
-#include "Common/UniqueHandle.h"
+#include "base/PathHelper.h"
+#include "base/UniqueHandle.h"
 #include "IntlHelper/CultureHelper.h"
 #include "ScriptExecution/DocumentStoreInfo.h"
 #include "ScriptExecution/DocumentStoreXMLWriter.h"

@@ -9,7 +9,7 @@
 //     std::wstring path;
 //     HRESULT hr = store.GetNewDocumentPath(L"Report.doc", nullptr, L"", path);
 
-#include "Common/Export.h"
+#include "base/Export.h"
 #include "Common/RpcHelper.h"
 #include "InternalSavedDocument.h"
 #include "logging/LoggerFwd.h"

@@ -2,7 +2,7 @@
 
 // Creates the arguments of restore scripts. Stateless.
 
-#include "Common/Export.h"
+#include "base/Export.h"
 #include "logging/LoggerFwd.h"
 
 #include <windows.h>

@@ -2,7 +2,7 @@
 
 // The record of one document that a save script placed into a store. A value, used on its owner's thread.
 
-#include "Common/Export.h"
+#include "base/Export.h"
 #include "ScriptExecution/DocumentScript.h"
 
 #include <windows.h>

@@ -7,7 +7,7 @@
 //   - VBScript knows no unsigned 32-bit numbers, so that a count cannot bound a loop.
 
 #include "Common/ExceptionHResult.h"
-#include "Common/StackLimit.h"
+#include "base/StackLimit.h"
 #include "Quorline.h"
 
 #include <atlcom.h>

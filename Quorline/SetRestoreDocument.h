@@ -2,7 +2,7 @@
 
 // A placeholder for hosts that would restore a document without an operation of their own.
 
-#include "Common/Export.h"
+#include "base/Export.h"
 
 #include <windows.h>
 

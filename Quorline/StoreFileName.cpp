@@ -1,8 +1,8 @@
 #include "StoreFileName.h"
 
-#include "Common/PathHelper.h"
+#include "base/PathHelper.h"
 #include "Common/RpcHelper.h"
-#include "Common/UniqueHandle.h"
+#include "base/UniqueHandle.h"
 #include "logging/Logging.h"
 
 #include <algorithm>

@@ -6,7 +6,7 @@
 #include "ScriptExecution/DocumentStoreInfo.h"
 #include "ScriptExecution/DocumentStoreXMLReader.h"
 
-#include "Common/UniqueHandle.h"
+#include "base/UniqueHandle.h"
 #include "DocumentsFolder.h"
 
 #include <benchmark/benchmark.h>

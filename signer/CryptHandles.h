@@ -2,7 +2,7 @@
 
 // Owners for what the cryptographic interfaces hand out.
 
-#include "Common/UniqueHandle.h"
+#include "base/UniqueHandle.h"
 
 #include <windows.h>
 

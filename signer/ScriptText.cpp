@@ -1,6 +1,6 @@
 #include "ScriptText.h"
 
-#include "Common/UniqueHandle.h"
+#include "base/UniqueHandle.h"
 #include "SignerErrors.h"
 
 #include <cstring>

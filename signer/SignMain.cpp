@@ -1,6 +1,6 @@
 // quorline-sign.exe: the signing commands as a program of their own, where nothing else of the system is wanted.
 
-#include "Common/UniqueHandle.h"
+#include "base/UniqueHandle.h"
 #include "SignerCommands.h"
 
 #include <log4cxx/logger.h>

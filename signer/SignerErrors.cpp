@@ -1,6 +1,6 @@
 #include "SignerErrors.h"
 
-#include "Common/UniqueHandle.h"
+#include "base/UniqueHandle.h"
 
 #include <cwctype>
 

@@ -4,7 +4,7 @@
 #include "ScriptSigner.h"
 #include "SignerLog.h"
 
-#include "Common/UniqueHandle.h"
+#include "base/UniqueHandle.h"
 
 #include <atlbase.h>
 #include <atlcom.h>

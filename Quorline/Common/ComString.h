@@ -2,7 +2,7 @@
 
 // Strings that cross a COM boundary.
 
-#include "Common/UniqueHandle.h"
+#include "base/UniqueHandle.h"
 
 #include <windows.h>
 

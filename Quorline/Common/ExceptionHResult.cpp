@@ -1,6 +1,6 @@
 #include "Common/ExceptionHResult.h"
 
-#include "logging/Exceptions.h"
+#include "base/Exceptions.h"
 
 #include <atlexcept.h>
 

@@ -1,6 +1,6 @@
 #include "Common/RpcHelper.h"
 
-#include "Common/UniqueHandle.h"
+#include "base/UniqueHandle.h"
 #include "logging/Checks.h"
 
 #include <objbase.h>

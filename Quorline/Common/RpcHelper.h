@@ -2,7 +2,7 @@
 
 // Identifiers: made by the system, printed as 36 lower-case characters without braces, parsed from the same form.
 
-#include "Common/Export.h"
+#include "base/Export.h"
 
 #include <windows.h>
 

@@ -1,9 +1,9 @@
 #include "IntlHelper/InsertFormat.h"
 
-#include "Common/LocaleText.h"
+#include "base/LocaleText.h"
 #include "IntlHelper/GuardedString.h"
 #include "IntlHelper/PrintfDirective.h"
-#include "logging/Exceptions.h"
+#include "base/Exceptions.h"
 
 #include <algorithm>
 #include <bit>

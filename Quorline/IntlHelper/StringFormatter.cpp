@@ -1,7 +1,7 @@
 #include "IntlHelper/StringFormatter.h"
 
 #include "IntlHelper/InsertFormat.h"
-#include "logging/Exceptions.h"
+#include "base/Exceptions.h"
 
 #include <algorithm>
 #include <cstdint>

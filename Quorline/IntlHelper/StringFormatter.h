@@ -4,7 +4,7 @@
 // number and a complete printf conversion with Microsoft's meaning (%s is wide); arguments are taken in the order of
 // the numbers. A backslash makes the next character literal. Stateless: any thread may use one formatter.
 
-#include "Common/Export.h"
+#include "base/Export.h"
 
 #include <cstdarg>
 #include <list>

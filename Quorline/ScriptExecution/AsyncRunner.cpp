@@ -1,7 +1,7 @@
 #include "ScriptExecution/AsyncRunner.h"
 
 #include "Common/CriticalSection.h"
-#include "Common/UniqueHandle.h"
+#include "base/UniqueHandle.h"
 #include "logging/Checks.h"
 #include "logging/Logging.h"
 #include "logging/TraceScope.h"

@@ -10,7 +10,7 @@
 // it has returned because the worker signalled; with it, only listeners learn of the end, never both ways. Throws
 // CMorvaneException for wrong use and COSException for a failed system call.
 
-#include "Common/Export.h"
+#include "base/Export.h"
 #include "ScriptExecution/AsyncOp.h"
 #include "ScriptExecution/AsyncRunnerListener.h"
 

@@ -9,7 +9,7 @@
 // The scripts belong to the caller, who deletes them after the operation has finished and leaves the list alone while
 // it runs. Run takes the operation's lock, so runs of one operation follow each other.
 
-#include "Common/Export.h"
+#include "base/Export.h"
 #include "ScriptExecution/AsyncOp.h"
 #include "ScriptExecution/ScriptRunner.h"
 #include "logging/LoggerFwd.h"

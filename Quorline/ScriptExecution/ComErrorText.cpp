@@ -1,6 +1,6 @@
 #include "ScriptExecution/ComErrorText.h"
 
-#include "Common/UniqueHandle.h"
+#include "base/UniqueHandle.h"
 
 #include <atlbase.h>
 

@@ -4,7 +4,7 @@
 #include "logging/Logging.h"
 #include "protection/ProcessInfo.h"
 #include "protection/ProtectedAppEnumerator.h"
-#include "protection/UpperCase.h"
+#include "base/UpperCase.h"
 #include "protection/WindowInfo.h"
 
 #include <atlsafe.h>

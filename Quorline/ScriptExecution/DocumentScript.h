@@ -8,7 +8,7 @@
 //     script.SetStateChanges(Standby | Hibernate);
 //     script.AddExe(L"notepad.exe");
 
-#include "Common/Export.h"
+#include "base/Export.h"
 #include "ScriptExecution/ProtectedAppMatcher.h"
 #include "ScriptExecution/Script.h"
 #include "ScriptExecution/StateChangeTypes.h"

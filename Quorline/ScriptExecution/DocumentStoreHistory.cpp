@@ -1,9 +1,9 @@
 #include "ScriptExecution/DocumentStoreHistory.h"
 
 #include "Common/ComString.h"
-#include "Common/LocaleText.h"
-#include "Common/PathHelper.h"
-#include "Common/UniqueHandle.h"
+#include "base/LocaleText.h"
+#include "base/PathHelper.h"
+#include "base/UniqueHandle.h"
 #include "InternalDocumentStore.h"
 #include "ScriptExecution/DocumentStoreXMLReader.h"
 #include "ScriptExecution/StateChangeInstance.h"

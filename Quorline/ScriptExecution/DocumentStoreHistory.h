@@ -3,7 +3,7 @@
 // The document stores found on disk. One instance per process, used from the thread that handles resumes and restore
 // scripts; takes no locks. The first query scans the disk, later ones use that scan until Refresh is called or fails.
 
-#include "Common/Export.h"
+#include "base/Export.h"
 #include "ScriptExecution/DocumentStoreInfo.h"
 #include "logging/LoggerFwd.h"
 

@@ -2,7 +2,7 @@
 
 // A store together with the state change that produced it.
 
-#include "Common/Export.h"
+#include "base/Export.h"
 
 #include <memory>
 

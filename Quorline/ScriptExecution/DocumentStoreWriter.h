@@ -2,7 +2,7 @@
 
 // What can write down a store and its state change.
 
-#include "Common/Export.h"
+#include "base/Export.h"
 
 class CDocumentStoreInfo;
 

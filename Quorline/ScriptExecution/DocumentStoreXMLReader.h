@@ -5,7 +5,7 @@
 //     CDocumentStoreInfo info;
 //     CDocumentStoreXMLReader(path).ReadDocumentStore(info);
 
-#include "Common/Export.h"
+#include "base/Export.h"
 
 #include <string>
 #include <string_view>

@@ -10,7 +10,7 @@
 // Values go into the file unescaped and as the format text of a print ("%d" in a name comes out as "0"); a value with
 // "&" or "<" makes a file that cannot be read back. Text is UTF-8, lines end in CR LF.
 
-#include "Common/UniqueHandle.h"
+#include "base/UniqueHandle.h"
 #include "ScriptExecution/DocumentStoreWriter.h"
 
 #include <io.h>

@@ -2,7 +2,7 @@
 
 // How a value is printed into the info file.
 
-#include "Common/Export.h"
+#include "base/Export.h"
 
 #include <string>
 

@@ -1,6 +1,6 @@
 #include "ScriptExecution/Script.h"
 
-#include "Common/PathHelper.h"
+#include "base/PathHelper.h"
 #include "logging/Checks.h"
 #include "logging/Logging.h"
 

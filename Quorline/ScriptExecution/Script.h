@@ -9,7 +9,7 @@
 //     if (script.LoadTextFromDirectory(L"C:\\Scripts"))
 //         runner.RunScript(&script);
 
-#include "Common/Export.h"
+#include "base/Export.h"
 #include "logging/LoggerFwd.h"
 
 #include <string>

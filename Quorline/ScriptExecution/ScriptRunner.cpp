@@ -1,6 +1,6 @@
 #include "ScriptExecution/ScriptRunner.h"
 
-#include "Common/StackLimit.h"
+#include "base/StackLimit.h"
 #include "ScriptExecution/ComErrorText.h"
 #include "ScriptExecution/TalvinorClientScriptSite.h"
 #include "logging/Checks.h"

@@ -10,7 +10,7 @@
 // One thread uses a runner, and it has initialised COM. Throws CMorvaneException for wrong use, COSException with the
 // HRESULT for an engine that does not start, CAtlException with E_OUTOFMEMORY; the runner stays usable afterwards.
 
-#include "Common/Export.h"
+#include "base/Export.h"
 #include "ScriptExecution/Script.h"
 #include "logging/LoggerFwd.h"
 

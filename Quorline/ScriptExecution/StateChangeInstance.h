@@ -3,7 +3,7 @@
 // One power state change as a copyable value: what the store records and what the info file's StateChange section
 // holds. Used on its owner's thread. Times are UTC.
 
-#include "Common/Export.h"
+#include "base/Export.h"
 #include "ScriptExecution/StateChangeTypes.h"
 
 #include <windows.h>

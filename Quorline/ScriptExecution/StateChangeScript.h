@@ -2,7 +2,7 @@
 
 // A script that the host ties to state change types rather than to an application.
 
-#include "Common/Export.h"
+#include "base/Export.h"
 #include "ScriptExecution/Script.h"
 #include "ScriptExecution/StateChangeTypes.h"
 

@@ -3,7 +3,7 @@
 // The kinds of power state change and their text names in the info file. The kinds are single bits, so that a mask can
 // say to which changes a script applies.
 
-#include "Common/Export.h"
+#include "base/Export.h"
 
 #include <string>
 

@@ -1,6 +1,6 @@
 #include "config/MachineDirectory.h"
 
-#include "Common/UniqueHandle.h"
+#include "base/UniqueHandle.h"
 
 #include <sddl.h>
 

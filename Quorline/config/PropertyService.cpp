@@ -1,7 +1,7 @@
 #include "config/PropertyService.h"
 
-#include "Common/PathHelper.h"
-#include "Common/UniqueHandle.h"
+#include "base/PathHelper.h"
+#include "base/UniqueHandle.h"
 #include "config/MachineDirectory.h"
 #include "config/RegistryReader.h"
 #include "logging/Logging.h"

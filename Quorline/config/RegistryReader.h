@@ -3,7 +3,7 @@
 // Reads values of one key of the machine's registry. A value that is missing, too long or of another type leaves the
 // caller's default as it is.
 
-#include "Common/UniqueHandle.h"
+#include "base/UniqueHandle.h"
 
 #include <windows.h>
 

@@ -1,6 +1,6 @@
 #include "logging/Checks.h"
 
-#include "Common/LocaleText.h"
+#include "base/LocaleText.h"
 #include "IntlHelper/StringFormatter.h"
 #include "logging/Logging.h"
 #include "logging/LostLines.h"

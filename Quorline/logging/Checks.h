@@ -4,7 +4,7 @@
 // QUORLINE_HERE as the location. A message that cannot be formatted shows raw; the check still throws its own kind.
 
 #include "logging/CodeLocation.h"
-#include "logging/Exceptions.h"
+#include "base/Exceptions.h"
 
 #include <windows.h>
 

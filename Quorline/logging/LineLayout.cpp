@@ -1,7 +1,7 @@
 #include "logging/LineLayout.h"
 
-#include "Common/UniqueHandle.h"
-#include "IntlHelper/LineText.h"
+#include "base/UniqueHandle.h"
+#include "base/LineText.h"
 #include "logging/LogState.h"
 #include "logging/LostLines.h"
 

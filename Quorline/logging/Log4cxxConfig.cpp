@@ -1,6 +1,6 @@
 #include "logging/Log4cxxConfig.h"
 
-#include "Common/PathHelper.h"
+#include "base/PathHelper.h"
 #include "config/PropertyService.h"
 #include "config/RegistryReader.h"
 #include "logging/LineLayout.h"

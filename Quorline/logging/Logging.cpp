@@ -1,6 +1,6 @@
 #include "logging/Logging.h"
 
-#include "Common/UniqueHandle.h"
+#include "base/UniqueHandle.h"
 #include "IntlHelper/StringFormatter.h"
 #include "logging/LogState.h"
 #include "logging/LostLines.h"

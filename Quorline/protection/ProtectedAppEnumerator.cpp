@@ -1,10 +1,10 @@
 #include "protection/ProtectedAppEnumerator.h"
 
-#include "Common/UniqueHandle.h"
+#include "base/UniqueHandle.h"
 #include "ScriptExecution/ProtectedAppMatcher.h"
 #include "logging/Logging.h"
 #include "logging/TraceScope.h"
-#include "protection/UpperCase.h"
+#include "base/UpperCase.h"
 #include "security/Impersonator.h"
 #include "security/SecurityUtils.h"
 

@@ -1,6 +1,6 @@
 #include "security/Impersonation.h"
 
-#include "Common/UniqueHandle.h"
+#include "base/UniqueHandle.h"
 #include "logging/Logging.h"
 #include "logging/TraceScope.h"
 #include "security/SecurityUtils.h"

@@ -1,6 +1,6 @@
 #include "security/SecurityUtils.h"
 
-#include "Common/UniqueHandle.h"
+#include "base/UniqueHandle.h"
 #include "logging/Checks.h"
 #include "logging/Logging.h"
 #include "logging/TraceScope.h"

@@ -1,6 +1,6 @@
 #include "Console.h"
 
-#include "IntlHelper/LineText.h"
+#include "base/LineText.h"
 
 #include <windows.h>
 

@@ -1,6 +1,6 @@
 #include "OperationThread.h"
 
-#include "Common/UniqueHandle.h"
+#include "base/UniqueHandle.h"
 #include "ExitCode.h"
 #include "ScriptExecution/AsyncRunner.h"
 #include "ScriptExecution/AsyncRunnerListener.h"

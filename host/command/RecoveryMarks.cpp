@@ -1,6 +1,6 @@
 #include "RecoveryMarks.h"
 
-#include "Common/UniqueHandle.h"
+#include "base/UniqueHandle.h"
 #include "ExitCode.h"
 #include "InfoFileText.h"
 

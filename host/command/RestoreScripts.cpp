@@ -1,7 +1,7 @@
 #include "RestoreScripts.h"
 
 #include "protection/ProcessInfo.h"
-#include "protection/UpperCase.h"
+#include "base/UpperCase.h"
 
 CRestoreScripts::CRestoreScripts(const CRestoreRequest& request) {
     if (!request.appsFile.empty())

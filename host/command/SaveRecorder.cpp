@@ -1,6 +1,6 @@
 #include "SaveRecorder.h"
 
-#include "Common/UniqueHandle.h"
+#include "base/UniqueHandle.h"
 #include "Console.h"
 #include "InfoFileText.h"
 #include "InternalDocumentStore.h"
@@ -8,7 +8,7 @@
 #include "SaveTurn.h"
 #include "ScriptExecution/StateChangeInstance.h"
 #include "StoreCatalog.h"
-#include "logging/Exceptions.h"
+#include "base/Exceptions.h"
 
 namespace {
 /// Full path of a process's executable; empty when the process is gone or may not be looked into.

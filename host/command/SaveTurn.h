@@ -4,7 +4,7 @@
 // the later one's record would replace the earlier one's. Saves of one user therefore take turns, and each waits for a
 // second whose directory nobody has made.
 
-#include "Common/UniqueHandle.h"
+#include "base/UniqueHandle.h"
 
 class CInternalDocumentStore;
 

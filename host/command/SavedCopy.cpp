@@ -1,6 +1,6 @@
 #include "SavedCopy.h"
 
-#include "Common/UniqueHandle.h"
+#include "base/UniqueHandle.h"
 #include "SystemText.h"
 
 #include <algorithm>

@@ -1,6 +1,6 @@
 #include "SavedCopyNames.h"
 
-#include "Common/UniqueHandle.h"
+#include "base/UniqueHandle.h"
 #include "InfoFileText.h"
 
 #include <map>

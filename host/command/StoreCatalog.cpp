@@ -1,6 +1,6 @@
 #include "StoreCatalog.h"
 
-#include "Common/UniqueHandle.h"
+#include "base/UniqueHandle.h"
 #include "Console.h"
 #include "ExitCode.h"
 #include "InfoFileText.h"
@@ -10,7 +10,7 @@
 #include "ScriptExecution/DocumentStoreXMLWriter.h"
 #include "SavedCopyNames.h"
 #include "SystemText.h"
-#include "logging/Exceptions.h"
+#include "base/Exceptions.h"
 
 #include <filesystem>
 #include <fstream>

@@ -1,6 +1,6 @@
 #include "SystemText.h"
 
-#include "Common/UniqueHandle.h"
+#include "base/UniqueHandle.h"
 
 #include <cwctype>
 

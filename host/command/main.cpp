@@ -3,7 +3,7 @@
 #include "Commands.h"
 #include "Console.h"
 #include "SignerCommands.h"
-#include "logging/Exceptions.h"
+#include "base/Exceptions.h"
 
 #include <CLI/CLI.hpp>
 

@@ -1,6 +1,6 @@
 #include "SessionError.h"
 
-#include "Common/UniqueHandle.h"
+#include "base/UniqueHandle.h"
 
 #include <atlcomcli.h>
 #include <atlexcept.h>

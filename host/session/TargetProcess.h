@@ -10,7 +10,7 @@
 //
 // Belongs to the thread of the script engine that uses it. Failures are CSessionError.
 
-#include "Common/UniqueHandle.h"
+#include "base/UniqueHandle.h"
 
 #include <windows.h>
 

@@ -5,7 +5,7 @@
 #include "ImportHook.h"
 
 #include "DocumentStore.h"
-#include "logging/Exceptions.h"
+#include "base/Exceptions.h"
 
 #include <cstdlib>
 #include <new>

@@ -2,7 +2,7 @@
 
 #include "ScriptDispatch.h"
 
-#include "Common/StackLimit.h"
+#include "base/StackLimit.h"
 
 #include "ComApartment.h"
 

@@ -5,7 +5,7 @@
 //   library   threads that write through the library
 //   runner    a runner that deletes itself, whose listener's end lets main return
 
-#include "Common/UniqueHandle.h"
+#include "base/UniqueHandle.h"
 #include "ScriptExecution/AsyncRunner.h"
 #include "ScriptExecution/Script.h"
 

@@ -1,10 +1,10 @@
 // FullDiskHost LOGFILE: a host whose log file takes no more bytes when it starts. It uses the library, makes room by
 // cutting the file to the half, uses it again, and ends with 0.
 
-#include "Common/UniqueHandle.h"
+#include "base/UniqueHandle.h"
 #include "ScriptExecution/AsyncRunner.h"
 #include "ScriptExecution/Script.h"
-#include "logging/Exceptions.h"
+#include "base/Exceptions.h"
 
 #include <cstdio>
 #include <filesystem>

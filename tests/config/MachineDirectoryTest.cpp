@@ -3,7 +3,7 @@
 // but the user and no group of users.
 
 #include "ClientKey.h"
-#include "Common/UniqueHandle.h"
+#include "base/UniqueHandle.h"
 #include "ImportHook.h"
 #include "LogLines.h"
 #include "TempFolder.h"

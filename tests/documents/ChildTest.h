@@ -5,7 +5,7 @@
 //     TEST(WriterChild, DISABLED_WritesUntilItIsEnded) { ... }
 //     CChildTest child(L"WriterChild.*");
 
-#include "Common/UniqueHandle.h"
+#include "base/UniqueHandle.h"
 #include "StartProcess.h"
 
 #include <windows.h>

@@ -8,7 +8,7 @@
 #include "IntlHelper/CultureHelper.h"
 #include "LogLines.h"
 #include "ScriptExecution/StateChangeInstance.h"
-#include "logging/Exceptions.h"
+#include "base/Exceptions.h"
 
 #include "HostInterfaces.h"
 #include "Quorline.h"

@@ -1,11 +1,11 @@
 #include "Common/CriticalSection.h"
-#include "Common/PathHelper.h"
+#include "base/PathHelper.h"
 #include "Common/RpcHelper.h"
-#include "Common/UniqueHandle.h"
+#include "base/UniqueHandle.h"
 #include "ImportHook.h"
 #include "LogLines.h"
 #include "TempFolder.h"
-#include "logging/Exceptions.h"
+#include "base/Exceptions.h"
 
 #include <rpc.h>
 

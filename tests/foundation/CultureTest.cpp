@@ -2,7 +2,7 @@
 #include "IntlHelper/CultureHelper.h"
 #include "IntlHelper/WindowsLocaleTag.h"
 #include "LogLines.h"
-#include "logging/Exceptions.h"
+#include "base/Exceptions.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
 #include "IntlHelper/StringFormatter.h"
-#include "logging/Exceptions.h"
+#include "base/Exceptions.h"
 
 #include <windows.h>
 

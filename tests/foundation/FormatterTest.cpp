@@ -1,7 +1,7 @@
 #include "IntlHelper/StringFormatter.h"
 #include "IntlHelper/ZeroArguments.h"
 #include "StackUse.h"
-#include "logging/Exceptions.h"
+#include "base/Exceptions.h"
 
 #include <gtest/gtest.h>
 

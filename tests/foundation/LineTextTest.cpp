@@ -1,4 +1,4 @@
-#include "IntlHelper/LineText.h"
+#include "base/LineText.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "Common/LocaleText.h"
+#include "base/LocaleText.h"
 #include "LogLines.h"
 #include "logging/Logging.h"
 

@@ -1,4 +1,4 @@
-#include "Common/UniqueHandle.h"
+#include "base/UniqueHandle.h"
 #include "ProcessUse.h"
 
 #include <gtest/gtest.h>

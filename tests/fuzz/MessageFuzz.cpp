@@ -3,7 +3,7 @@
 
 #include "FuzzInput.h"
 #include "IntlHelper/StringFormatter.h"
-#include "logging/Exceptions.h"
+#include "base/Exceptions.h"
 
 #include <algorithm>
 #include <bit>

@@ -2,7 +2,7 @@
 
 // Runs a program to its end and keeps what it printed.
 
-#include "Common/UniqueHandle.h"
+#include "base/UniqueHandle.h"
 #include "StartProcess.h"
 #include "TempFolder.h"
 

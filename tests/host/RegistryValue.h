@@ -2,7 +2,7 @@
 
 // A text in the registry for the life of the object.
 
-#include "Common/UniqueHandle.h"
+#include "base/UniqueHandle.h"
 
 #include <string>
 

@@ -1,4 +1,4 @@
-#include "Common/UniqueHandle.h"
+#include "base/UniqueHandle.h"
 #include "ComApartment.h"
 #include "ImportHook.h"
 #include "LogLines.h"
@@ -6,7 +6,7 @@
 #include "ScriptExecution/AsyncRunner.h"
 #include "StartProcess.h"
 #include "TempFolder.h"
-#include "logging/Exceptions.h"
+#include "base/Exceptions.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

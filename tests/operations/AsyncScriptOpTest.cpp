@@ -1,9 +1,9 @@
 #include "Support.h"
 
 #include "../scripts/Probe.h"
-#include "Common/UniqueHandle.h"
+#include "base/UniqueHandle.h"
 #include "ScriptExecution/AsyncScriptOp.h"
-#include "logging/Exceptions.h"
+#include "base/Exceptions.h"
 #include "logging/Logging.h"
 
 #include <functional>

@@ -2,7 +2,7 @@
 
 #include "RestoreDocumentScriptOp.h"
 #include "SetRestoreDocument.h"
-#include "logging/Exceptions.h"
+#include "base/Exceptions.h"
 
 #include "Quorline.h"
 

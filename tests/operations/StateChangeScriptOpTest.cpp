@@ -2,7 +2,7 @@
 
 #include "ScriptExecution/AsyncRunner.h"
 #include "ScriptExecution/StateChangeScript.h"
-#include "logging/Exceptions.h"
+#include "base/Exceptions.h"
 #include "logging/Logging.h"
 
 #include "HostInterfaces.h"

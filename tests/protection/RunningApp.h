@@ -6,7 +6,7 @@
 //
 // The windows are there when the constructor returns; it throws std::runtime_error when they do not come up.
 
-#include "Common/UniqueHandle.h"
+#include "base/UniqueHandle.h"
 
 #include <windows.h>
 

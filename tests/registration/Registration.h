@@ -2,7 +2,7 @@
 
 // The real registration of the library, through the system's own program, and what it leaves in the registry.
 
-#include "Common/UniqueHandle.h"
+#include "base/UniqueHandle.h"
 #include "StartProcess.h"
 
 #include <windows.h>

@@ -1,7 +1,7 @@
 #include "RunnerFixture.h"
 
 #include "TestEngine.h"
-#include "logging/Exceptions.h"
+#include "base/Exceptions.h"
 
 #include <comdef.h>
 

@@ -1,6 +1,6 @@
-// Common/StackLimit.h: calls that run out of stack.
+// base/StackLimit.h: calls that run out of stack.
 
-#include "Common/StackLimit.h"
+#include "base/StackLimit.h"
 
 #include <gtest/gtest.h>
 

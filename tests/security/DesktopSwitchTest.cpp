@@ -2,7 +2,7 @@
 
 #include "security/SecurityUtils.h"
 
-#include "Common/UniqueHandle.h"
+#include "base/UniqueHandle.h"
 
 #include "ImportHook.h"
 #include "LogLines.h"

@@ -1,7 +1,7 @@
 #include "security/Impersonation.h"
 #include "security/Impersonator.h"
 
-#include "logging/Exceptions.h"
+#include "base/Exceptions.h"
 
 #include "ImportHook.h"
 #include "LogLines.h"

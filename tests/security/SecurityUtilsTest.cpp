@@ -1,6 +1,6 @@
 #include "security/SecurityUtils.h"
 
-#include "Common/UniqueHandle.h"
+#include "base/UniqueHandle.h"
 
 #include "ImportHook.h"
 #include "LogLines.h"

@@ -8,7 +8,7 @@
 //     CNewProcesses started;                       // before something starts a program
 //     const CRealWindow other(started.Wait(L"notepad.exe"), L"Notepad");
 
-#include "Common/UniqueHandle.h"
+#include "base/UniqueHandle.h"
 #include "StartProcess.h"
 #include "Support.h"
 

@@ -3,7 +3,7 @@
 // Points the user's documents folder at a fresh scratch folder for the life of the object. The setting belongs to the
 // whole prefix, so one program at a time has it: tests declare LOCK documents-folder, and a mutex guards what does not.
 
-#include "Common/UniqueHandle.h"
+#include "base/UniqueHandle.h"
 
 #include <windows.h>
 

@@ -2,7 +2,7 @@
 
 // What the tests of the security helpers ask the system.
 
-#include "Common/UniqueHandle.h"
+#include "base/UniqueHandle.h"
 
 #include <windows.h>
 #include <sddl.h>

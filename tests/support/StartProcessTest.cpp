@@ -2,7 +2,7 @@
 
 #include "StartProcess.h"
 
-#include "Common/UniqueHandle.h"
+#include "base/UniqueHandle.h"
 #include "ImportHook.h"
 
 #include <gtest/gtest.h>

@@ -6,7 +6,7 @@
 #include "Quorline.h"
 #include "ScriptExecution/AsyncRunner.h"
 #include "ScriptExecution/AsyncScriptOp.h"
-#include "logging/Exceptions.h"
+#include "base/Exceptions.h"
 
 class CMyOp : public CAsyncScriptOp {
 public:

@@ -3,7 +3,7 @@
 // The library's exceptions. The failure text is logged before the throw; an exception carries only what a caller can
 // act on. Catch CMorvaneException to catch all of them.
 
-#include "Common/Export.h"
+#include "base/Export.h"
 
 #include <exception>
 #include <string>

@@ -1,4 +1,4 @@
-#include "Common/LocaleText.h"
+#include "base/LocaleText.h"
 
 #include <climits>
 #include <cwchar>

@@ -1,4 +1,4 @@
-#include "Common/StackLimit.h"
+#include "base/StackLimit.h"
 
 #include <windows.h>
 

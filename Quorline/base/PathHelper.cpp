@@ -1,4 +1,4 @@
-#include "Common/PathHelper.h"
+#include "base/PathHelper.h"
 
 std::wstring JoinPath(const std::wstring& first, const std::wstring& second) {
     if (first.empty() || second.empty())
