@@ -4,8 +4,8 @@
 // CInternalDocumentStore. A script or a session object may keep it for longer than the store lives: from then on GetNew
 // and VetoTransition answer E_POINTER. Used on the thread of the engine that runs the script.
 
-#include "ErrorDispatcher.h"
-#include "ScriptDispatch.h"
+#include "com/ErrorDispatcher.h"
+#include "com/ScriptDispatch.h"
 #include "resource.h"
 
 #include <memory>

@@ -1,6 +1,6 @@
 #include "InternalDocumentStore.h"
 
-#include "Common/ComString.h"
+#include "com/ComString.h"
 #include "base/PathHelper.h"
 #include "base/UniqueHandle.h"
 #include "IntlHelper/CultureHelper.h"

@@ -1,6 +1,6 @@
 #include "InternalSavedDocument.h"
 
-#include "Common/ComString.h"
+#include "com/ComString.h"
 #include "logging/Checks.h"
 
 #include "Quorline.h"

@@ -2,9 +2,9 @@
 
 // One saved document as a restore script sees it: a copy of the store's record. Used on one thread.
 
-#include "ErrorDispatcher.h"
+#include "com/ErrorDispatcher.h"
 #include "InternalSavedDocument.h"
-#include "ScriptDispatch.h"
+#include "com/ScriptDispatch.h"
 #include "resource.h"
 
 class CSavedDocument : public CComObjectRootEx<CComSingleThreadModel>,

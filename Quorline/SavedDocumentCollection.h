@@ -2,8 +2,8 @@
 
 // The collection of saved documents that a restore script loops over, by Count and Item. Used on one thread.
 
-#include "Collection.h"
-#include "ScriptDispatch.h"
+#include "com/Collection.h"
+#include "com/ScriptDispatch.h"
 #include "resource.h"
 
 class CSavedDocumentCollection : public CComObjectRootEx<CComSingleThreadModel>,

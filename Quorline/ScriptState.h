@@ -2,7 +2,7 @@
 
 // A placeholder for what scripts may one day ask of the session they run in. Used on one thread.
 
-#include "ScriptDispatch.h"
+#include "com/ScriptDispatch.h"
 #include "resource.h"
 
 class CScriptState : public CComObjectRootEx<CComSingleThreadModel>,

@@ -2,8 +2,8 @@
 
 // What a restore script gets as "TalvinorRestoreScriptArgs": the documents that it is to restore. Used on one thread.
 
-#include "ErrorDispatcher.h"
-#include "ScriptDispatch.h"
+#include "com/ErrorDispatcher.h"
+#include "com/ScriptDispatch.h"
 #include "resource.h"
 
 class CInternalSavedDocument;

@@ -1,6 +1,6 @@
 #include "ScriptExecution/DocumentStoreHistory.h"
 
-#include "Common/ComString.h"
+#include "com/ComString.h"
 #include "base/LocaleText.h"
 #include "base/PathHelper.h"
 #include "base/UniqueHandle.h"

@@ -1,7 +1,7 @@
 #include "ScriptExecution/ScriptRunner.h"
 
 #include "base/StackLimit.h"
-#include "ScriptExecution/ComErrorText.h"
+#include "com/ComErrorText.h"
 #include "ScriptExecution/TalvinorClientScriptSite.h"
 #include "logging/Checks.h"
 #include "logging/Logging.h"

@@ -1,6 +1,6 @@
 #include "ScriptExecution/StateChangeScript.h"
 
-#include "Common/ComString.h"
+#include "com/ComString.h"
 
 #include "HostInterfaces.h"
 

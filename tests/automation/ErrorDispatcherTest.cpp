@@ -2,7 +2,7 @@
 
 #include "Support.h"
 
-#include "ErrorDispatcher.h"
+#include "com/ErrorDispatcher.h"
 
 namespace {
 

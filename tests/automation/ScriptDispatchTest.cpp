@@ -1,6 +1,6 @@
 // Dispatch calls of an object whose methods do what those of the library rarely do.
 
-#include "ScriptDispatch.h"
+#include "com/ScriptDispatch.h"
 
 #include "base/StackLimit.h"
 

@@ -1,4 +1,4 @@
-#include "ScriptExecution/ComErrorText.h"
+#include "com/ComErrorText.h"
 
 #include "base/UniqueHandle.h"
 

@@ -1,4 +1,4 @@
-#include "Common/ExceptionHResult.h"
+#include "com/ExceptionHResult.h"
 
 #include "base/Exceptions.h"
 

@@ -6,7 +6,7 @@
 //   - an engine that cannot tell a property with arguments from a method asks for the method alone;
 //   - VBScript knows no unsigned 32-bit numbers, so that a count cannot bound a loop.
 
-#include "Common/ExceptionHResult.h"
+#include "com/ExceptionHResult.h"
 #include "base/StackLimit.h"
 #include "Quorline.h"
 

@@ -1,4 +1,4 @@
-#include "ErrorDispatcher.h"
+#include "com/ErrorDispatcher.h"
 
 #include "base/LocaleText.h"
 #include "base/UniqueHandle.h"

@@ -1,4 +1,4 @@
-#include "ScriptExecution/MarshalledInterface.h"
+#include "com/MarshalledInterface.h"
 
 std::shared_ptr<CMarshalledInterface> CMarshalledInterface::Marshal(REFIID iid, IUnknown* object, HRESULT& hr) {
     Microsoft::WRL::ComPtr<IStream> stream;
