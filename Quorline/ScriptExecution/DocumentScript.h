@@ -9,7 +9,7 @@
 //     script.AddExe(L"notepad.exe");
 
 #include "base/Export.h"
-#include "ScriptExecution/ProtectedAppMatcher.h"
+#include "protection/ProtectedAppMatcher.h"
 #include "ScriptExecution/Script.h"
 #include "ScriptExecution/StateChangeTypes.h"
 #include "logging/LoggerFwd.h"

@@ -1,7 +1,7 @@
 #include "protection/ProtectedAppEnumerator.h"
 
 #include "base/UniqueHandle.h"
-#include "ScriptExecution/ProtectedAppMatcher.h"
+#include "protection/ProtectedAppMatcher.h"
 #include "logging/Logging.h"
 #include "logging/TraceScope.h"
 #include "base/UpperCase.h"

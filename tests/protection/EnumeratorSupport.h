@@ -3,7 +3,7 @@
 // What the enumerator says, and a matcher that keeps what it is shown.
 
 #include "ScriptExecution/DocumentScript.h"
-#include "ScriptExecution/ProtectedAppMatcher.h"
+#include "protection/ProtectedAppMatcher.h"
 #include "protection/ProtectedAppEnumerator.h"
 
 #include "LogLines.h"
