@@ -1,7 +1,7 @@
 #include "DocumentStore.h"
 
 #include "InternalDocumentStore.h"
-#include "IntlHelper/ZeroArguments.h"
+#include "IntlHelper/format/ZeroArguments.h"
 #include "logging/Checks.h"
 #include "logging/Logging.h"
 

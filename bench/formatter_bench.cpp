@@ -2,7 +2,7 @@
 // the same order. bare_ns and message_ns are the mean times of one of each, ratio is message over bare. Both are
 // measured in turn in the same loop.
 
-#include "IntlHelper/StringFormatter.h"
+#include "IntlHelper/format/StringFormatter.h"
 
 #include <benchmark/benchmark.h>
 

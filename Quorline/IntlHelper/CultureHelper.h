@@ -4,7 +4,7 @@
 // loads the library, before anything else; afterwards any thread may read and format.
 
 #include "IntlHelper/LocaleTag.h"
-#include "IntlHelper/StringFormatter.h"
+#include "IntlHelper/format/StringFormatter.h"
 
 #include <windows.h>
 

@@ -1,6 +1,6 @@
 #include "IntlHelper/WindowsLocaleTag.h"
 
-#include "IntlHelper/StringFormatter.h"
+#include "IntlHelper/format/StringFormatter.h"
 #include "logging/Checks.h"
 
 #include <cstdlib>

@@ -1,6 +1,6 @@
 #include "ScriptExecution/InfoFileValue.h"
 
-#include "IntlHelper/PrintfDirective.h"
+#include "IntlHelper/format/PrintfDirective.h"
 
 #include <algorithm>
 #include <string_view>

@@ -1,7 +1,7 @@
 #include "logging/Checks.h"
 
 #include "base/LocaleText.h"
-#include "IntlHelper/StringFormatter.h"
+#include "IntlHelper/format/StringFormatter.h"
 #include "logging/Logging.h"
 #include "logging/LostLines.h"
 

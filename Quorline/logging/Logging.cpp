@@ -1,7 +1,7 @@
 #include "logging/Logging.h"
 
 #include "base/UniqueHandle.h"
-#include "IntlHelper/StringFormatter.h"
+#include "IntlHelper/format/StringFormatter.h"
 #include "logging/LogState.h"
 #include "logging/LostLines.h"
 #include "logging/ProcessEnd.h"

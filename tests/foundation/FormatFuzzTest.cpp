@@ -2,7 +2,7 @@
 // heap checks on and wants to see nothing reported.
 
 #include "CheckedHeap.h"
-#include "IntlHelper/StringFormatter.h"
+#include "IntlHelper/format/StringFormatter.h"
 #include "RandomRounds.h"
 #include "ScriptExecution/InfoFileValue.h"
 

@@ -1,4 +1,4 @@
-#include "IntlHelper/StringFormatter.h"
+#include "IntlHelper/format/StringFormatter.h"
 #include "base/Exceptions.h"
 
 #include <windows.h>

@@ -1,5 +1,5 @@
-#include "IntlHelper/StringFormatter.h"
-#include "IntlHelper/ZeroArguments.h"
+#include "IntlHelper/format/StringFormatter.h"
+#include "IntlHelper/format/ZeroArguments.h"
 #include "StackUse.h"
 #include "base/Exceptions.h"
 

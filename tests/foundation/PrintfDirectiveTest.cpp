@@ -1,4 +1,4 @@
-#include "IntlHelper/PrintfDirective.h"
+#include "IntlHelper/format/PrintfDirective.h"
 
 #include "StackUse.h"
 

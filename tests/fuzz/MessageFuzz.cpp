@@ -2,7 +2,7 @@
 // arguments and a byte for each, which says what it is; the rest is the format.
 
 #include "FuzzInput.h"
-#include "IntlHelper/StringFormatter.h"
+#include "IntlHelper/format/StringFormatter.h"
 #include "base/Exceptions.h"
 
 #include <algorithm>

@@ -1,6 +1,6 @@
 // The build machine's runtime in the place of Windows'.
 
-#include "IntlHelper/FloatText.h"
+#include "IntlHelper/format/FloatText.h"
 
 #include <cfloat>
 #include <cwchar>

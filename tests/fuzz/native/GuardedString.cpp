@@ -1,6 +1,6 @@
 // Natively a sanitizer watches what is read; a string that is not there ends the fuzzer, which never passes one.
 
-#include "IntlHelper/GuardedString.h"
+#include "IntlHelper/format/GuardedString.h"
 
 namespace {
 template <class Character> std::ptrdiff_t Length(const Character* text, std::size_t limit) {

@@ -1,4 +1,4 @@
-#include "IntlHelper/GuardedString.h"
+#include "IntlHelper/format/GuardedString.h"
 
 #include <windows.h>
 

@@ -1,8 +1,8 @@
-#include "IntlHelper/InsertFormat.h"
+#include "IntlHelper/format/InsertFormat.h"
 
 #include "base/LocaleText.h"
-#include "IntlHelper/GuardedString.h"
-#include "IntlHelper/PrintfDirective.h"
+#include "IntlHelper/format/GuardedString.h"
+#include "IntlHelper/format/PrintfDirective.h"
 #include "base/Exceptions.h"
 
 #include <algorithm>

@@ -1,6 +1,6 @@
-#include "IntlHelper/PrintfDirective.h"
+#include "IntlHelper/format/PrintfDirective.h"
 
-#include "IntlHelper/FloatText.h"
+#include "IntlHelper/format/FloatText.h"
 
 #include <algorithm>
 #include <iterator>

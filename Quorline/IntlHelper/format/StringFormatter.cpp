@@ -1,6 +1,6 @@
-#include "IntlHelper/StringFormatter.h"
+#include "IntlHelper/format/StringFormatter.h"
 
-#include "IntlHelper/InsertFormat.h"
+#include "IntlHelper/format/InsertFormat.h"
 #include "base/Exceptions.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-#include "IntlHelper/FloatText.h"
+#include "IntlHelper/format/FloatText.h"
 
 #include <cfloat>
 #include <cstdio>
