@@ -17,6 +17,8 @@ CRecoveryMarks::~CRecoveryMarks() {
 void CRecoveryMarks::Set(std::size_t document, TEMP_DOCUMENT_STATUS status) {
     CInternalSavedDocument& record = *m_documents.at(document);
     const TEMP_DOCUMENT_STATUS before = record.GetStatus();
+    if (status == before)
+        return;
     record.SetStatus(status);
     if (Overwrite(document, status)) {
         m_overwritten = true;

@@ -79,20 +79,15 @@ COutcome Restore(const CSelected& selected, const CRestoreScripts& scripts, CRec
     document.SetScript(*app);
 
     const TEMP_DOCUMENT_STATUS before = selected.document->GetStatus();
-    CRestoreOperation op([&] {
-        if (before != TEMP_DOCUMENT_RECOVERED)
-            marks.Set(selected.index, TEMP_DOCUMENT_RECOVERED);
-    });
+    CRestoreOperation op([&] { marks.Set(selected.index, TEMP_DOCUMENT_RECOVERED); });
     op.SetSavedDocument(document);
     RunOnWorker(op);
-    if (op.HasStarted() || selected.document->GetStatus() == before)
-        return {op.GetFailure()};
-    // A script that was refused or had no engine has seen nothing of the document: the next restore offers it again.
     try {
-        marks.Set(selected.index, before);
+        // A script that was refused or had no engine has seen nothing of its document, which stays on offer.
+        marks.Set(selected.index, op.HasStarted() ? TEMP_DOCUMENT_RECOVERED : before);
         return {op.GetFailure()};
     } catch (const CCommandError& error) {
-        return {op.GetFailure() + L"; it counts as recovered all the same: " + error.GetText()};
+        return {op.GetFailure() + L"; its mark could not be set right: " + error.GetText()};
     }
 }
 

@@ -1,7 +1,29 @@
 #include "RestoreOperation.h"
 
 #include "ExitCode.h"
+#include "ScriptSigner.h"
 #include "SystemText.h"
+
+#include <atlbase.h>
+
+namespace {
+/// Asks what the library will ask again. That takes its time the first time, and what is done before the script starts
+/// must be done as late as can be: a process that is ended in between has done it for nothing.
+bool CanStart(const CScript& script) {
+    const bool isVBScript = script.GetScriptLang() == CScript::LangVBScript;
+    CComPtr<IScriptSigner> signer;
+    VARIANT_BOOL verified = VARIANT_FALSE;
+    if (FAILED(signer.CoCreateInstance(CLSID_ScriptSigner)) ||
+        FAILED(signer->VerifyText(CComBSTR(isVBScript ? L".vbs" : L".js"), CComBSTR(script.GetText().c_str()),
+                                  VARIANT_FALSE, &verified)) ||
+        verified == VARIANT_FALSE)
+        return false;
+    CLSID engine{};
+    CComPtr<IUnknown> instance;
+    return SUCCEEDED(CLSIDFromProgID(isVBScript ? L"VBScript" : L"JScript", &engine)) &&
+           SUCCEEDED(instance.CoCreateInstance(engine));
+}
+} // namespace
 
 long CRestoreOperation::Run() {
     const long result = CRestoreDocumentScriptOp::Run();
@@ -21,7 +43,7 @@ long CRestoreOperation::Run() {
 
 long CRestoreOperation::AddNamedItems() {
     const long result = CRestoreDocumentScriptOp::AddNamedItems();
-    if (FAILED(result))
+    if (FAILED(result) || !CanStart(*m_scripts->front()))
         return result;
     try {
         m_onStarting();

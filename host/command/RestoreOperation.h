@@ -11,8 +11,8 @@
 
 class CRestoreOperation : public CRestoreDocumentScriptOp {
 public:
-    /// The action is called on the worker when nothing but the script's own signature and engine can keep it from
-    /// starting any more. What it throws does.
+    /// The action is called on the worker right before the script is started, and not at all when its signature or its
+    /// engine will keep it from starting. A CCommandError from it does, too.
     explicit CRestoreOperation(std::function<void()> onStarting) : m_onStarting(std::move(onStarting)) {}
 
     /// Never throws.

@@ -9,6 +9,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include <wincrypt.h>
+
 namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -144,6 +146,34 @@ TEST_F(RestoreTest, ADocumentIsMarkedOnDiskBeforeItsScriptStartsSoThatAKillStart
     EXPECT_THAT(Restored(), ElementsAre("b.txt"));
     EXPECT_EQ(RunQuorline(L"restore a.txt --with " + Quoted(L"restore.js")).exitCode, 0u) << "by its name it still is";
     EXPECT_THAT(Restored(), UnorderedElementsAre("a.txt", "b.txt"));
+}
+
+namespace {
+// What is marked on disk each time that the signer asks for a certificate's chain.
+std::vector<bool> g_markedAtCheck;
+const CStoreEntry* g_checkedStore = nullptr;
+BOOL WINAPI ObservedChain(HCERTCHAINENGINE engine, PCCERT_CONTEXT certificate, LPFILETIME time, HCERTSTORE store,
+                          PCERT_CHAIN_PARA parameters, DWORD flags, LPVOID reserved, PCCERT_CHAIN_CONTEXT* chain) {
+    g_markedAtCheck.push_back(RecoveredOnDisk(*g_checkedStore).front());
+    return CertGetCertificateChain(engine, certificate, time, store, parameters, flags, reserved, chain);
+}
+} // namespace
+
+TEST_F(RestoreTest, ADocumentIsMarkedAfterItsScriptsSignatureWasChecked) {
+    const CStoreEntry store = MakeStore(m_documents, L"store", {{L"a.txt"}});
+    g_checkedStore = &store;
+    g_markedAtCheck.clear();
+    {
+        static const HMODULE signer = LoadLibraryW(L"QuorlineSigner.dll");
+        ASSERT_NE(signer, nullptr);
+        const CImportHook hook(signer, "CertGetCertificateChain", &ObservedChain);
+        testing::internal::CaptureStdout();
+        EXPECT_EQ(RunRestore({true, L"", L"", Path(L"restore.js")}), ExitCode::Done);
+        testing::internal::GetCapturedStdout();
+    }
+    ASSERT_FALSE(g_markedAtCheck.empty());
+    EXPECT_FALSE(g_markedAtCheck.front()) << "a kill during the check would take the document off the offer";
+    EXPECT_THAT(RecoveredOnDisk(store), ElementsAre(true));
 }
 
 TEST_F(RestoreTest, AStoreThatCannotBeMarkedRunsNoScript) {
