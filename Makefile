@@ -6,7 +6,7 @@ PACKAGES := scripts/install-packages.sh
 DEPS := build/deps
 WINE := scripts/wine-run.sh
 
-.PHONY: help build test demo lint coverage bench fuzz soak deps clean
+.PHONY: help build dist test demo lint coverage bench fuzz soak deps clean
 .DEFAULT_GOAL := build
 
 help: ## list the targets
@@ -30,7 +30,13 @@ endef
 build: deps ## build what ships, into build/release/bin
 	$(call build_preset,release,ship)
 
+dist: deps ## make the packages, into build/dist; signed with SIGN=FILE.pfx
+	@$(PACKAGES) dist
+	$(call build_preset,release,ship)
+	@scripts/make-dist.sh build/release build/dist $(SIGN)
+
 test: deps ## build for debugging and run every test but the soak tests
+	@$(PACKAGES) dist
 	$(call build_preset,debug)
 	$(call warm_prefix)
 	@ctest --preset debug $(CTEST_FLAGS)
@@ -46,7 +52,7 @@ lint: deps ## check formatting, static analysis, scripts and wording
 	@scripts/lint.sh build/debug
 
 coverage: deps ## print the library's line coverage; fails under 90 %
-	@$(PACKAGES) coverage
+	@$(PACKAGES) coverage dist
 	$(call build_preset,coverage)
 	$(call warm_prefix)
 	@find build/coverage -name '*.gcda' -delete

@@ -1,6 +1,6 @@
 #!/bin/bash
 # Installs the Debian packages that a job needs and the machine lacks: install-packages.sh JOB...
-# Jobs: build run demo lint coverage fuzz. Cheap and silent when everything is there.
+# Jobs: build run dist demo lint coverage fuzz. Cheap and silent when everything is there.
 set -euo pipefail
 
 declare -A PACKAGES=(
@@ -12,6 +12,7 @@ declare -A PACKAGES=(
     [run]="wine wine64 libwine openssl
         libgnutls30 fonts-liberation fonts-wine libgl1 libxcomposite1 libxcursor1 libxfixes3 libxi6 libxinerama1
         libxrandr2 libxrender1 libxxf86vm1"
+    [dist]="wixl msitools osslsigncode"
     [demo]="xvfb xauth xdotool imagemagick"
     [lint]="clang-format clang-tidy shellcheck git python3"
     [coverage]="python3"

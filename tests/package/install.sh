@@ -1,0 +1,79 @@
+#!/bin/bash
+# The Windows package, as an administrator deals with it: install.sh PACKAGES OLDER_PACKAGES SCRATCH
+set -euo pipefail
+DIST=$1
+OLDER=$2
+SCRATCH=$3
+# shellcheck source-path=SCRIPTDIR source=support.sh
+source "$(dirname "$0")/support.sh"
+
+package_in() { windows_path "$(echo "$1"/*.msi)"; }
+PACKAGE=$(package_in "$DIST")
+VERSION=$(basename "$DIST"/*.msi | sed 's/Quorline-\(.*\)-x64.msi/\1/')
+SETTINGS='HKLM\Software\Morvane\TalvinorSD'
+
+msiexec() { timeout 120 "$WINE" msiexec "$@" /qn; }
+installed_products() { "$WINE" uninstaller --list | tr -d '\r' | grep -c '|||Quorline$' || true; }
+
+start_prefix
+PROGRAM="$DRIVE/Program Files/Quorline"
+snapshot before
+
+step "an older version installs silently"
+msiexec /i "$(package_in "$OLDER")" || fail "the older version does not install"
+expect 1 "$(installed_products)" "installed products"
+expect 2 "$(registry_value "$SETTINGS" TalvinorSDLogLevel | sed 's/0x//')" "the level of the log"
+"$WINE" reg add "$SETTINGS" /v TalvinorSDLogLevel /t REG_DWORD /d 3 /f >/dev/null
+echo 'a file of an older version' >"$PROGRAM/quorline.exe"
+
+step "an upgrade takes its place and keeps the log's level"
+msiexec /i "$PACKAGE" || fail "the upgrade failed"
+expect 1 "$(installed_products)" "installed products"
+expect 0x3 "$(registry_value "$SETTINGS" TalvinorSDLogLevel)" "the level of the log"
+expect "C:\\Program Files\\Quorline\\" "$(registry_value "$SETTINGS" InstallDir)" "InstallDir"
+expect "C:\\ProgramData\\Quorline\\" "$(registry_value "$SETTINGS" DataDir)" "DataDir"
+[ -d "$DRIVE/ProgramData/Quorline/Config/Scripts" ] || fail "the data folder is missing"
+expect_class "$SESSION_CLASS" 'C:\Program Files\Quorline\QuorlineHost.dll'
+expect_class "$SIGNER_CLASS" 'C:\Program Files\Quorline\QuorlineSigner.dll'
+
+step "it brings every file that the zip has"
+(cd "$PROGRAM" && find . -type f | sort) >"$SCRATCH/installed"
+cmake -E tar tf "$DIST/Quorline-$VERSION-x64.zip" | sed -n "s,^Quorline-$VERSION-x64,.,p" | grep -v '/$' | sort >"$SCRATCH/zipped"
+diff "$SCRATCH/zipped" "$SCRATCH/installed" || fail "package and zip differ"
+for notice in THIRD-PARTY-NOTICES.md licences/Apache-2.0.txt licences/GPL-3.txt licences/MinGW-w64.txt; do
+    [ -s "$PROGRAM/$notice" ] || fail "'$notice' is missing"
+done
+
+step "an older version is refused over a newer one"
+! msiexec /i "$(package_in "$OLDER")" || fail "the older version was installed"
+expect 1 "$(installed_products)" "installed products"
+quorline --help >/dev/null || fail "the command does not run any more"
+
+step "a document is saved and restored from the installed folder"
+save_and_restore "$DRIVE/ProgramData/Quorline"
+
+# What `msiexec /fa` asks for; Wine has no such option.
+step "a repair brings back what was lost"
+rm "$PROGRAM/QuorlineHost.dll" "$PROGRAM/docs/host.md"
+echo 'damaged' >"$PROGRAM/Quorline.dll"
+"$WINE" reg delete "HKLM\\Software\\Classes\\CLSID\\$SESSION_CLASS" /f >/dev/null
+"$WINE" reg delete "$SETTINGS" /v InstallDir /f >/dev/null
+msiexec /i "$PACKAGE" REINSTALL=ALL REINSTALLMODE=amus || fail "the repair failed"
+(cd "$PROGRAM" && find . -type f | sort) | diff "$SCRATCH/zipped" - || fail "files are missing after the repair"
+expect_class "$SESSION_CLASS" 'C:\Program Files\Quorline\QuorlineHost.dll'
+expect "C:\\Program Files\\Quorline\\" "$(registry_value "$SETTINGS" InstallDir)" "InstallDir"
+expect 0x3 "$(registry_value "$SETTINGS" TalvinorSDLogLevel)" "the level of the log"
+[ "$(stat -c %s "$PROGRAM/Quorline.dll")" -gt 100000 ] || fail "the damaged DLL was not replaced"
+quorline history >/dev/null || fail "the command does not run after the repair"
+
+step "removing it leaves nothing but what the user made"
+store=$(find "$HOME_FOLDER" -name info.xml)
+[ -n "$store" ] || fail "there is no store"
+msiexec /x "$PACKAGE" || fail "it cannot be removed"
+expect 0 "$(installed_products)" "installed products"
+[ -s "$store" ] || fail "the store was removed"
+[ -s "$DRIVE/ProgramData/Quorline/notepad.json" ] || fail "the applications file was removed"
+rm -r "$DRIVE/ProgramData/Quorline"
+snapshot after
+same_snapshots before after "removed"
+step "done"
