@@ -1,26 +1,33 @@
 #pragma once
 
-// The commands around signing, for any program that offers them. Arguments are what follows the command's name. Results
-// go to out, one line each; whatever went wrong goes to err, one line each. They return 0 when everything went well, 1
-// when a script could not be signed or is not accepted, 2 when the arguments make no sense.
+// The work behind the signing commands, for any program that offers them. Everything throws CSignerError.
 
-#include <ostream>
+#include "SigningCertificate.h"
+
 #include <string>
 #include <vector>
 
-using CArguments = std::vector<std::wstring>;
+/// From a .pfx file, whose password is taken from the environment variable QUORLINE_PFX_PASSWORD; or, with no file,
+/// from the stores by thumbprint or name; or, with neither, the only one there that can sign.
+CSigningCertificate FindSigningCertificate(const std::wstring& pfxFile, const std::wstring& name);
 
-/// SCRIPT... [--cert FILE.pfx | --thumbprint T]. The password of FILE.pfx is taken from the environment variable
-/// QUORLINE_PFX_PASSWORD. Each script is signed by itself: one that fails does not keep the others from it.
-int RunSign(const CArguments& arguments, std::wostream& out, std::wostream& err);
+/// All certificates of a file: one in DER, or any number in PEM.
+std::vector<CUniqueCertificate> ReadCertificates(const std::wstring& path);
 
-/// SCRIPT...
-int RunVerify(const CArguments& arguments, std::wostream& out, std::wostream& err);
+/// In which of the machine's stores a certificate belongs: among the roots when it was issued by itself, among the
+/// publishers when it is for code signing.
+struct CTrustPlaces {
+    explicit CTrustPlaces(PCCERT_CONTEXT certificate);
 
-/// CERT, a file with certificates (DER or PEM). Those issued by themselves become trusted roots of this machine, those
-/// for code signing trusted publishers.
-int RunTrust(const CArguments& arguments, std::wostream& out, std::wostream& err);
+    bool root;
+    bool publisher;
+};
 
-/// --new-development [--out FILE]: makes a development certificate and writes it, without its key, to FILE
-/// ("quorline-development.cer").
-int RunCert(const CArguments& arguments, std::wostream& out, std::wostream& err);
+/// Puts a certificate where it belongs.
+void TrustCertificate(PCCERT_CONTEXT certificate, const CTrustPlaces& places);
+
+/// Makes a development certificate and writes it, without its key, to a file.
+CUniqueCertificate WriteDevelopmentCertificate(const std::wstring& path);
+
+/// "2026-11-21 20:45:00 UTC"
+std::wstring DescribeTime(const FILETIME& time);

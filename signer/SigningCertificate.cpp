@@ -148,7 +148,8 @@ CSigningCertificate CSigningCertificate::FromStore(const std::wstring& name, con
             continue;
         std::wstring list;
         for (const CUniqueCertificate& candidate : candidates)
-            list += L"\n  " + ThumbprintOf(candidate.Get()) + L"  " + SubjectOf(candidate.Get());
+            list += (list.empty() ? L" " : L", ") + ThumbprintOf(candidate.Get()) + L" (" + SubjectOf(candidate.Get()) +
+                    L")";
         throw CSignerError(HRESULT_FROM_WIN32(ERROR_MORE_DATA),
                            L"several certificates can sign; name one by its thumbprint:" + list);
     }

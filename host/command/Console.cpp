@@ -23,6 +23,11 @@ std::wstring FromUtf8(std::string_view text) {
 }
 
 namespace {
+CConsoleSettings& Settings() {
+    static CConsoleSettings settings{"quorline", true};
+    return settings;
+}
+
 void Write(std::FILE* stream, std::string_view text) {
     const std::string line = std::string(text) + "\n";
     std::fwrite(line.data(), 1, line.size(), stream);
@@ -30,12 +35,17 @@ void Write(std::FILE* stream, std::string_view text) {
 }
 } // namespace
 
+void SetConsole(CConsoleSettings settings) {
+    Settings() = std::move(settings);
+}
+
 void PrintLine(std::wstring_view text) {
-    Write(stdout, ToUtf8(ShowControls(text)));
+    if (Settings().lines)
+        Write(stdout, ToUtf8(ShowControls(text)));
 }
 
 void PrintError(std::wstring_view text) {
-    Write(stderr, "quorline: " + ToUtf8(ShowControls(text)));
+    Write(stderr, Settings().program + ": " + ToUtf8(ShowControls(text)));
 }
 
 void PrintData(std::string_view utf8) {

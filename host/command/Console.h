@@ -5,6 +5,14 @@
 #include <string>
 #include <string_view>
 
+struct CConsoleSettings {
+    std::string program; ///< stands in front of each trouble
+    bool lines = true;   ///< whether PrintLine prints
+};
+
+/// For the whole program, before anything is printed.
+void SetConsole(CConsoleSettings settings);
+
 std::string ToUtf8(std::wstring_view text);
 std::wstring FromUtf8(std::string_view text);
 

@@ -2,9 +2,8 @@
 #include "Components.h"
 #include "Console.h"
 #include "InternalSavedDocument.h"
+#include "JsonText.h"
 #include "StoreCatalog.h"
-
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
 
@@ -52,7 +51,7 @@ ordered_json DocumentJson(const CInternalSavedDocument* document) {
             {"recovered", IsRecovered(document)}};
 }
 
-void PrintJson(const std::vector<CStoreEntry>& stores) {
+void PrintStoresJson(const std::vector<CStoreEntry>& stores) {
     ordered_json list = ordered_json::array();
     for (const auto& store : stores) {
         ordered_json entry{{"name", ToUtf8(store.name)}, {"directory", ToUtf8(store.directory)}};
@@ -65,8 +64,7 @@ void PrintJson(const std::vector<CStoreEntry>& stores) {
         }
         list.push_back(std::move(entry));
     }
-    // Beyond ASCII as escapes: nothing in a name can then turn the text round on a terminal.
-    PrintData(ordered_json{{"stores", std::move(list)}}.dump(2, ' ', true));
+    PrintJson({{"stores", std::move(list)}});
 }
 
 void PrintTable(const std::vector<CStoreEntry>& stores) {
@@ -85,13 +83,12 @@ void PrintTable(const std::vector<CStoreEntry>& stores) {
     PrintLine(std::to_wstring(unrecovered) + (unrecovered == 1 ? L" unrecovered document" : L" unrecovered documents") +
               L" in " + StoresDirectory());
 }
-} // namespace
 
 ExitCode RunHistory(bool asJson) {
     const CHostApartment apartment;
     const auto stores = ReadInOrder();
     if (asJson)
-        PrintJson(stores);
+        PrintStoresJson(stores);
     else
         PrintTable(stores);
     for (const auto& store : stores)
@@ -100,4 +97,15 @@ ExitCode RunHistory(bool asJson) {
     return std::all_of(stores.begin(), stores.end(), [](const auto& store) { return store.info != nullptr; })
                ? ExitCode::Done
                : ExitCode::Failed;
+}
+} // namespace
+
+void AddHistory(CCommandLine& line) {
+    line.Add({"history",
+              "List the saved documents, those not yet recovered first",
+              {"history", "history --json"},
+              {ExitCode::Done, ExitCode::Failed},
+              R"({"stores": [{"name", "directory", "documents": [{"name", "originalPath", "savedCopy", "application",)"
+              R"( "applicationPath", "saveScript", "restoreScript", "recovered"}] or "problem"}]})"},
+             [](const CCommonOptions& options) { return RunHistory(options.json); });
 }

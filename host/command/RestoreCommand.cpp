@@ -103,9 +103,12 @@ void PrintSummary(std::size_t count, const std::vector<std::wstring>& failed,
     for (const auto& copy : missing)
         PrintLine(L"missing       " + copy);
 }
-} // namespace
 
 ExitCode RunRestore(const CRestoreRequest& request) {
+    if (!request.all && request.target.empty())
+        throw CCommandError(ExitCode::BadInput, L"name a store or a document, or give --all.");
+    if (request.appsFile.empty() && request.script.empty())
+        throw CCommandError(ExitCode::BadInput, L"name the applications file with --apps, or a script with --with.");
     const CRestoreScripts scripts(request);
     const CHostApartment apartment;
     RequireComponents();
@@ -133,4 +136,19 @@ ExitCode RunRestore(const CRestoreRequest& request) {
     }
     PrintSummary(selected.size(), failed, missing);
     return failed.empty() && missing.empty() ? ExitCode::Done : ExitCode::Failed;
+}
+} // namespace
+
+void AddRestore(CCommandLine& line) {
+    const auto request = std::make_shared<CRestoreRequest>();
+    CLI::App& command = line.Add({"restore",
+                                  "Run the restore scripts of saved documents",
+                                  {"restore --all --apps apps.json", "restore Letter --with restore.js"},
+                                  {ExitCode::Done, ExitCode::Failed, ExitCode::NotRegistered}},
+                                 [request](const CCommonOptions&) { return RunRestore(*request); });
+    auto* all = command.add_flag("--all", request->all, "Every document that was not recovered yet");
+    AddText(command, "target", request->target, "A store, or one document (again, if it was restored before)")
+        ->excludes(all);
+    AddText(command, "--apps", request->appsFile, "JSON file that lists the protected applications");
+    AddText(command, "--with", request->script, "Run this restore script for each document, whatever its record says");
 }

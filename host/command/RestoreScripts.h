@@ -3,8 +3,8 @@
 // Finds the application whose restore script a document gets.
 
 #include "AppsFile.h"
-#include "Commands.h"
 #include "InternalSavedDocument.h"
+#include "RestoreRequest.h"
 
 #include <memory>
 

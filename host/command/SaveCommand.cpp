@@ -59,15 +59,19 @@ std::vector<std::wstring> CollectTroubles(CSaveOperation& op, const std::wstring
                            recorder.GetProblem());
     return troubles;
 }
-} // namespace
 
-ExitCode RunSave(const std::wstring& stateName, const std::wstring& appsFile) {
-    const _STATE_CHANGE_TYPE state = StateChangeFromName(stateName);
-    const ProtectedApps apps = ReadAppsFile(appsFile);
+struct CSaveRequest {
+    std::wstring state;
+    std::wstring appsFile;
+};
+
+ExitCode RunSave(const CSaveRequest& request) {
+    const _STATE_CHANGE_TYPE state = StateChangeFromName(request.state);
+    const ProtectedApps apps = ReadAppsFile(request.appsFile);
     const CHostApartment apartment;
     RequireComponents();
 
-    PrintLine(L"state      " + stateName);
+    PrintLine(L"state      " + request.state);
     const CSaveTurn turn;
     const CComPtr<IStateChangeInstance> change = CHostStateChange::Announce(state);
     CSaveRecorder recorder(state, TimeOf(change));
@@ -91,9 +95,23 @@ ExitCode RunSave(const std::wstring& stateName, const std::wstring& appsFile) {
                    std::to_wstring(recorder.GetDocuments().size()) +
                    L" documents were never written by the script that asked for them; look for \"not saved\"");
     if (vetoed != VARIANT_FALSE) {
-        PrintLine(L"vetoed     the machine must not enter " + stateName);
+        PrintLine(L"vetoed     the machine must not enter " + request.state);
         return ExitCode::Vetoed;
     }
-    PrintLine(L"done       the machine may enter " + stateName);
+    PrintLine(L"done       the machine may enter " + request.state);
     return unwritten != 0 ? ExitCode::Unwritten : ExitCode::Done;
+}
+} // namespace
+
+void AddSave(CCommandLine& line) {
+    const auto request = std::make_shared<CSaveRequest>();
+    CLI::App& command =
+        line.Add({"save",
+                  "Run the save scripts of the running protected applications",
+                  {"save --state hibernate --apps apps.json"},
+                  {ExitCode::Done, ExitCode::Failed, ExitCode::Vetoed, ExitCode::NotRegistered, ExitCode::Unwritten}},
+                 [request](const CCommonOptions&) { return RunSave(*request); });
+    AddText(command, "--state", request->state, "The state the machine is about to enter, such as hibernate")
+        ->required();
+    AddText(command, "--apps", request->appsFile, "JSON file that lists the protected applications")->required();
 }

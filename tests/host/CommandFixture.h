@@ -6,12 +6,11 @@
 #include "ChildProgram.h"
 #include "Console.h"
 #include "DocumentsFolder.h"
+#include "ScriptSignerCore.h"
 #include "SignerCommands.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <sstream>
 
 inline constexpr const char* SaveScript = R"(Dim path, file
 path = TalvinorDocumentStore.GetNew("Letter", "C:\letters\R&D.txt", ".txt")
@@ -61,9 +60,7 @@ protected:
 
     void PutSigned(const std::wstring& name, const std::string& text) {
         Put(name, text);
-        std::wostringstream out;
-        std::wostringstream err;
-        ASSERT_EQ(RunSign({Path(name)}, out, err), 0) << ToUtf8(err.str());
+        ASSERT_TRUE(CScriptSignerCore(FindSigningCertificate(L"", L"")).SignFile(Path(name)).accepted);
     }
 
     /// The applications file for Notepad, and scripts that work.

@@ -26,8 +26,8 @@ TEST_F(CommandTest, BadInputGetsOneLineAndItsOwnExitCode) {
         std::wstring arguments;
         const char* text;
     } cases[] = {
-        {L"", "subcommand"},
-        {L"hibernate", "subcommand"},
+        {L"", "no command is named"},
+        {L"sleep", "there is no command 'sleep'"},
         {L"save --apps x", "--state"},
         {L"save --state hibernate", "--apps"},
         {L"save --state hibernate --apps " + Quoted(L"none.json"), "cannot be opened"},

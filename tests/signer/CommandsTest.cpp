@@ -2,30 +2,17 @@
 #include "ScriptVerifier.h"
 #include "SignatureBlock.h"
 #include "SignerCommands.h"
+#include "SignerErrors.h"
 #include "TestAuthority.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <sstream>
 
 namespace {
 
 CTestAuthority& Authority() {
     return CTestAuthority::Instance();
-}
-
-struct COutcome {
-    int code;
-    std::wstring out;
-    std::wstring err;
-};
-
-COutcome Call(int (*command)(const CArguments&, std::wostream&, std::wostream&), const CArguments& arguments) {
-    std::wostringstream out;
-    std::wostringstream err;
-    const int code = command(arguments, out, err);
-    return {code, out.str(), err.str()};
 }
 
 bool MachineHolds(const wchar_t* store, PCCERT_CONTEXT certificate) {
@@ -46,107 +33,42 @@ std::string Pem(PCCERT_CONTEXT certificate) {
     return pem + "-----END CERTIFICATE-----\n";
 }
 
-/// The publisher's certificate in the user's store "My", where the commands look.
-class SignCommand : public testing::Test {
-protected:
-    SignCommand() {
-        AddToStore(OpenSystemStore(CERT_SYSTEM_STORE_CURRENT_USER, L"My", StoreAccess::Write).Get(),
-                   Authority().Publisher());
+/// What the call throws, or nothing.
+template <class Call> std::wstring ErrorOf(Call call) {
+    try {
+        call();
+        return {};
+    } catch (const CSignerError& error) {
+        return error.Text();
     }
-    ~SignCommand() override { RemoveFromStore(HKEY_CURRENT_USER, L"My", Authority().Publisher()); }
-    const std::wstring m_thumbprint = ThumbprintOf(Authority().Publisher());
-    const CScratchFolder m_folder;
-};
-
-TEST_F(SignCommand, SignsEachScriptAndSaysWithWhat) {
-    const std::wstring a = m_folder.Write(L"a.vbs", "x = 1\r\n");
-    const std::wstring b = m_folder.Write(L"b.js", "var x;\n");
-    const COutcome outcome = Call(&RunSign, {a, b, L"--thumbprint", m_thumbprint});
-    EXPECT_EQ(0, outcome.code);
-    EXPECT_EQ(a + L": signed by CN=Publisher (" + m_thumbprint + L")\n" + b + L": signed by CN=Publisher (" +
-                  m_thumbprint + L")\n",
-              outcome.out);
-    EXPECT_EQ(L"", outcome.err);
-    const COutcome verified = Call(&RunVerify, {a, b});
-    EXPECT_EQ(0, verified.code);
-    EXPECT_EQ(a + L": signed by CN=Publisher\n" + b + L": signed by CN=Publisher\n", verified.out);
 }
 
-TEST_F(SignCommand, OneScriptThatFailsDoesNotKeepTheOthersFromIt) {
-    const std::wstring missing = m_folder.Path(L"missing.vbs");
-    const std::wstring good = m_folder.Write(L"good.vbs", "x = 1\r\n");
-    const COutcome outcome = Call(&RunSign, {missing, good, L"--thumbprint", m_thumbprint});
-    EXPECT_EQ(1, outcome.code);
-    EXPECT_TRUE(outcome.err.starts_with(L"cannot read '" + missing + L"': ")) << testing::PrintToString(outcome.err);
-    EXPECT_EQ(1, std::ranges::count(outcome.err, L'\n'));
-    EXPECT_TRUE(CScriptVerifier().VerifyFile(good).accepted);
+TEST(Commands, ACertificateOfTheStoreIsFoundByItsThumbprint) {
+    AddToStore(OpenSystemStore(CERT_SYSTEM_STORE_CURRENT_USER, L"My", StoreAccess::Write).Get(),
+               Authority().Publisher());
+    const std::wstring thumbprint = ThumbprintOf(Authority().Publisher());
+    EXPECT_EQ(thumbprint, ThumbprintOf(FindSigningCertificate(L"", thumbprint).Get()));
+    RemoveFromStore(HKEY_CURRENT_USER, L"My", Authority().Publisher());
+    EXPECT_NE(L"", ErrorOf([&] { FindSigningCertificate(L"", thumbprint); }));
 }
 
-TEST(Commands, VerifyGivesTheReasonAndTheCertificate) {
-    const CUniqueCertificate stranger = Authority().Issue(CodeSigningRequest(L"CN=Stranger"));
+TEST(Commands, AMissingPasswordIsToldByTheNameOfItsVariable) {
     const CScratchFolder folder;
-    const std::wstring plain = folder.Write(L"plain.vbs", "x = 1\r\n");
-    const std::wstring text = SignWith(stranger.Get(), L"x");
-    const std::wstring strange = folder.Write(L"strange.vbs", std::string(text.begin(), text.end()));
-    const COutcome outcome = Call(&RunVerify, {plain, strange});
-    EXPECT_EQ(1, outcome.code);
-    EXPECT_EQ(L"", outcome.out);
-    EXPECT_EQ(plain + L": not accepted: it is not signed\n" + strange +
-                  L": not accepted: its publisher is not one of this machine's trusted publishers (certificate: "
-                  L"CN=Stranger)\n",
-              outcome.err);
+    const std::wstring path = folder.Write(L"no.pfx", "no");
+    EXPECT_EQ(L"cannot read '" + path + L"': it is no .pfx file, or it has a password; set QUORLINE_PFX_PASSWORD to it",
+              ErrorOf([&] { FindSigningCertificate(path, L""); }));
+    _wputenv(L"QUORLINE_PFX_PASSWORD=given");
+    EXPECT_EQ(L"cannot read '" + path + L"': it is no .pfx file, or its password is another",
+              ErrorOf([&] { FindSigningCertificate(path, L""); }));
+    _wputenv(L"QUORLINE_PFX_PASSWORD=");
 }
 
-TEST(Commands, VerifyFailsWhicheverScriptIsNotAccepted) {
+TEST(Commands, AFileWithoutCertificatesIsNamed) {
     const CScratchFolder folder;
-    const std::wstring text = SignWith(Authority().Publisher(), L"x");
-    const std::wstring good = folder.Write(L"good.vbs", std::string(text.begin(), text.end()));
-    const std::wstring bad = folder.Write(L"bad.vbs", "x = 1\r\n");
-    const std::wstring missing = folder.Path(L"missing.vbs");
-    const std::wstring accepted = good + L": signed by CN=Publisher\n";
-    const std::wstring refused = bad + L": not accepted: it is not signed\n";
-    for (const CArguments& scripts : {CArguments{bad, good}, CArguments{good, bad}}) {
-        const COutcome outcome = Call(&RunVerify, scripts);
-        EXPECT_EQ(1, outcome.code);
-        EXPECT_EQ(accepted, outcome.out);
-        EXPECT_EQ(refused, outcome.err);
-    }
-    const COutcome outcome = Call(&RunVerify, {missing, good, bad});
-    EXPECT_EQ(1, outcome.code);
-    EXPECT_EQ(accepted, outcome.out);
-    EXPECT_TRUE(outcome.err.starts_with(L"cannot read '" + missing + L"': "));
-    EXPECT_TRUE(outcome.err.ends_with(refused));
-}
-
-TEST(Commands, SenselessArgumentsAreNamed) {
-    const CScratchFolder folder;
-    const struct {
-        int (*command)(const CArguments&, std::wostream&, std::wostream&);
-        CArguments arguments;
-        std::wstring error;
-    } cases[] = {
-        {&RunSign, {}, L"usage: sign SCRIPT... [--cert FILE.pfx | --thumbprint T]\n"},
-        {&RunSign, {L"a.vbs", L"--cert"}, L"--cert needs a value\n"},
-        {&RunSign, {L"a.vbs", L"--cert", L""}, L"--cert needs a value\n"},
-        {&RunSign, {L"a.vbs", L"--thumbprint", L""}, L"--thumbprint needs a value\n"},
-        {&RunSign, {L"a.vbs", L"--key", L"x"}, L"unknown option '--key'\n"},
-        {&RunSign, {L"a.vbs", L"--cert", L"x", L"--thumbprint", L"y"}, L"--cert and --thumbprint exclude each other\n"},
-        {&RunVerify, {}, L"usage: verify SCRIPT...\n"},
-        {&RunTrust, {}, L"usage: trust CERT\n"},
-        {&RunTrust, {L"a", L"b"}, L"usage: trust CERT\n"},
-        {&RunCert, {}, L"usage: cert --new-development [--out FILE]\n"},
-        {&RunCert, {L"--new-development", L"x"}, L"usage: cert --new-development [--out FILE]\n"},
-    };
-    for (const auto& [command, arguments, error] : cases) {
-        const COutcome outcome = Call(command, arguments);
-        EXPECT_EQ(2, outcome.code);
-        EXPECT_EQ(error, outcome.err);
-        EXPECT_EQ(L"", outcome.out);
-    }
-    EXPECT_EQ(1, Call(&RunSign, {L"a.vbs", L"--thumbprint", L"nobody"}).code);
-    EXPECT_EQ(1, Call(&RunSign, {L"a.vbs", L"--cert", folder.Write(L"no.pfx", "no")}).code);
-    EXPECT_EQ(1, Call(&RunTrust, {folder.Write(L"no.cer", "no")}).code);
-    EXPECT_EQ(1, Call(&RunTrust, {folder.Write(L"no.pem", "-----BEGIN CERTIFICATE-----\nAAAA")}).code);
+    const std::wstring der = folder.Write(L"no.cer", "no");
+    const std::wstring pem = folder.Write(L"no.pem", "-----BEGIN CERTIFICATE-----\nAAAA");
+    for (const std::wstring& path : {der, pem})
+        EXPECT_EQ(L"'" + path + L"' is no certificate", ErrorOf([&] { ReadCertificates(path); }));
 }
 
 TEST(Commands, TrustStoresRootsAndPublishersWhereTheyBelong) {
@@ -157,34 +79,29 @@ TEST(Commands, TrustStoresRootsAndPublishersWhereTheyBelong) {
     const CUniqueCertificate useless = Authority().Issue(server);
     const CScratchFolder folder;
 
-    EXPECT_EQ(L"CN=Quorline Test Root: now a trusted root, for programs started from now on\n",
-              Call(&RunTrust, {folder.Write(L"root.cer", Text(EncodedBytes(root.Get())))}).out);
+    for (const std::wstring& path : {folder.Write(L"root.cer", Text(EncodedBytes(root.Get()))),
+                                     folder.Write(L"both.pem", "# two\n" + Pem(leaf.Get()) + Pem(useless.Get()))})
+        for (const CUniqueCertificate& certificate : ReadCertificates(path))
+            TrustCertificate(certificate.Get(), CTrustPlaces(certificate.Get()));
     EXPECT_TRUE(MachineHolds(L"Root", root.Get()));
     EXPECT_FALSE(MachineHolds(L"TrustedPublisher", root.Get()));
-
-    const COutcome both =
-        Call(&RunTrust, {folder.Write(L"both.pem", "# two\n" + Pem(leaf.Get()) + Pem(useless.Get()))});
-    EXPECT_EQ(1, both.code);
-    EXPECT_EQ(L"CN=Leaf: now a trusted publisher\n", both.out);
-    EXPECT_EQ(L"CN=Server: neither a root nor for code signing; nothing to trust\n", both.err);
     EXPECT_TRUE(MachineHolds(L"TrustedPublisher", leaf.Get()));
     EXPECT_FALSE(MachineHolds(L"Root", leaf.Get()));
     EXPECT_FALSE(MachineHolds(L"TrustedPublisher", useless.Get()));
+    EXPECT_FALSE(MachineHolds(L"Root", useless.Get()));
 }
 
 TEST(Commands, ADevelopmentCertificateIsForCodeSigningOnlyAndTrustedByNobody) {
     const CScratchFolder folder;
     const std::wstring path = folder.Path(L"dev.cer");
-    const COutcome outcome = Call(&RunCert, {L"--new-development", L"--out", path});
-    ASSERT_EQ(0, outcome.code) << testing::PrintToString(outcome.err);
+    const CUniqueCertificate made = WriteDevelopmentCertificate(path);
     const std::string bytes = folder.Read(L"dev.cer");
     const CUniqueCertificate certificate(CertCreateCertificateContext(
         X509_ASN_ENCODING, reinterpret_cast<const BYTE*>(bytes.data()), static_cast<DWORD>(bytes.size())));
     ASSERT_TRUE(certificate);
     const std::wstring thumbprint = ThumbprintOf(certificate.Get());
-    EXPECT_EQ(L"CN=Quorline Development (" + thumbprint + L"): written to " + path + L"; 'trust " + path +
-                  L"' makes this machine accept what it signs\n",
-              outcome.out);
+    EXPECT_EQ(thumbprint, ThumbprintOf(made.Get()));
+    EXPECT_EQ(L"CN=Quorline Development", SubjectOf(certificate.Get()));
     EXPECT_TRUE(HasUsage(certificate.Get(), szOID_PKIX_KP_CODE_SIGNING));
     EXPECT_FALSE(MachineHolds(L"Root", certificate.Get()));
     EXPECT_FALSE(MachineHolds(L"TrustedPublisher", certificate.Get()));

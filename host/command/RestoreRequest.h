@@ -1,0 +1,12 @@
+#pragma once
+
+#include <string>
+
+/// What to restore: every unrecovered document, or what a name stands for (a store's directory or its path, or a
+/// document's name or the path of its saved copy).
+struct CRestoreRequest {
+    bool all = false;
+    std::wstring target;
+    std::wstring appsFile; ///< may be empty when there is a script
+    std::wstring script;   ///< a file to run for each document, whatever its record says; or empty
+};
