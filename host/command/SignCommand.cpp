@@ -18,13 +18,14 @@ ExitCode RunSign(const CSignRequest& request, bool asJson) {
     const CScriptSignerCore signer(certificate);
     const std::wstring subject = SubjectOf(certificate.Get());
     const std::wstring thumbprint = ThumbprintOf(certificate.Get());
+    const std::wstring signedBy = L": signed by " + subject + L" (" + thumbprint + L")";
     ExitCode code = ExitCode::Done;
     auto list = nlohmann::ordered_json::array();
     for (const std::wstring& script : request.scripts) {
         nlohmann::ordered_json entry{{"script", ToUtf8(script)}};
         try {
             signer.SignFile(script);
-            PrintLine(script + L": signed by " + subject + L" (" + thumbprint + L")");
+            PrintLine(script + signedBy);
             entry["subject"] = ToUtf8(subject);
             entry["thumbprint"] = ToUtf8(thumbprint);
         } catch (const CSignerError& error) {
