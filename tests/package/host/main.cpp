@@ -3,7 +3,7 @@
 #include "InternalDocumentStore.h"
 #include "InternalSavedDocument.h"
 #include "ScriptExecution/DocumentStoreHistory.h"
-#include "logging/Exceptions.h"
+#include "base/Exceptions.h"
 
 #include <cstdio>
 
