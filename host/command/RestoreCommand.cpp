@@ -103,6 +103,7 @@ void PrintSummary(std::size_t count, const std::vector<std::wstring>& failed,
     for (const auto& copy : missing)
         PrintLine(L"missing       " + copy);
 }
+} // namespace
 
 ExitCode RunRestore(const CRestoreRequest& request) {
     if (!request.all && request.target.empty())
@@ -137,7 +138,6 @@ ExitCode RunRestore(const CRestoreRequest& request) {
     PrintSummary(selected.size(), failed, missing);
     return failed.empty() && missing.empty() ? ExitCode::Done : ExitCode::Failed;
 }
-} // namespace
 
 void AddRestore(CCommandLine& line) {
     const auto request = std::make_shared<CRestoreRequest>();

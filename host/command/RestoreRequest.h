@@ -1,5 +1,7 @@
 #pragma once
 
+#include "ExitCode.h"
+
 #include <string>
 
 /// What to restore: every unrecovered document, or what a name stands for (a store's directory or its path, or a
@@ -10,3 +12,6 @@ struct CRestoreRequest {
     std::wstring appsFile; ///< may be empty when there is a script
     std::wstring script;   ///< a file to run for each document, whatever its record says; or empty
 };
+
+/// Restores, prints what became of it and returns what the program exits with.
+ExitCode RunRestore(const CRestoreRequest& request);

@@ -7,6 +7,7 @@
 #include "OperationThread.h"
 #include "SaveOperation.h"
 #include "SaveRecorder.h"
+#include "SaveRequest.h"
 #include "SaveTurn.h"
 #include "StoreCatalog.h"
 
@@ -60,10 +61,7 @@ std::vector<std::wstring> CollectTroubles(CSaveOperation& op, const std::wstring
     return troubles;
 }
 
-struct CSaveRequest {
-    std::wstring state;
-    std::wstring appsFile;
-};
+} // namespace
 
 ExitCode RunSave(const CSaveRequest& request) {
     const _STATE_CHANGE_TYPE state = StateChangeFromName(request.state);
@@ -101,7 +99,6 @@ ExitCode RunSave(const CSaveRequest& request) {
     PrintLine(L"done       the machine may enter " + request.state);
     return unwritten != 0 ? ExitCode::Unwritten : ExitCode::Done;
 }
-} // namespace
 
 void AddSave(CCommandLine& line) {
     const auto request = std::make_shared<CSaveRequest>();

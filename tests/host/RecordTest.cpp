@@ -2,7 +2,7 @@
 
 #include "CommandFixture.h"
 
-#include "Commands.h"
+#include "SaveRequest.h"
 #include "ImportHook.h"
 #include "RunningApp.h"
 
@@ -113,7 +113,7 @@ TEST_F(RecordTest, MoreRunningProcessesAreNotListedMoreOften) {
         while (running.size() < static_cast<std::size_t>(processes))
             running.push_back(std::make_unique<CRunningApp>(std::vector<CAppWindow>{}, CRunningAppOptions{ExePath()}));
         g_processLists = 0;
-        EXPECT_EQ(RunSave(L"hibernate", Path(L"apps.json")), ExitCode::Done);
+        EXPECT_EQ(RunSave({L"hibernate", Path(L"apps.json")}), ExitCode::Done);
         return g_processLists;
     };
     const int one = listsFor(1);

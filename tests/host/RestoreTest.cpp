@@ -2,7 +2,7 @@
 
 #include "CommandFixture.h"
 
-#include "Commands.h"
+#include "RestoreRequest.h"
 #include "ImportHook.h"
 #include "RegistryValue.h"
 #include "StoreFile.h"
