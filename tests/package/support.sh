@@ -3,7 +3,7 @@
 set -euo pipefail
 
 ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
-WINE=$ROOT/cmake/wine-run.sh
+WINE=$ROOT/scripts/wine-run.sh
 TEXT='The harvest report: 214 crates, rain since noon. 100% by hand.'
 
 fail() { printf 'FAILED: %s\n' "$*" >&2; exit 1; }
