@@ -1,10 +1,10 @@
 #include "ScriptSignerCore.h"
 
-#include "CertificateStore.h"
-#include "IndirectData.h"
-#include "SignatureBlock.h"
-#include "SignedData.h"
-#include "SignerErrors.h"
+#include "certificates/CertificateStore.h"
+#include "cms/IndirectData.h"
+#include "cms/SignatureBlock.h"
+#include "cms/SignedData.h"
+#include "common/SignerErrors.h"
 
 #include <algorithm>
 

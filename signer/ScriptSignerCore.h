@@ -5,10 +5,10 @@
 //     const auto certificate = CSigningCertificate::FromPfx(L"codesign.pfx", password);
 //     CScriptSignerCore(certificate).SignFile(L"save.vbs");
 
-#include "ScriptText.h"
+#include "certificates/SigningCertificate.h"
+#include "cms/ScriptText.h"
+#include "crypto/SigningKey.h"
 #include "ScriptVerifier.h"
-#include "SigningCertificate.h"
-#include "SigningKey.h"
 
 class CScriptSignerCore {
 public:

@@ -1,14 +1,14 @@
 #include "ScriptVerifier.h"
 
-#include "CertificateBag.h"
-#include "CertificateChain.h"
-#include "CertificateStore.h"
-#include "IndirectData.h"
-#include "SignatureBlock.h"
-#include "SignedData.h"
-#include "SignerErrors.h"
-#include "SignerLog.h"
-#include "TimeStamp.h"
+#include "certificates/CertificateBag.h"
+#include "certificates/CertificateChain.h"
+#include "certificates/CertificateStore.h"
+#include "cms/IndirectData.h"
+#include "cms/SignatureBlock.h"
+#include "cms/SignedData.h"
+#include "cms/TimeStamp.h"
+#include "common/SignerErrors.h"
+#include "common/SignerLog.h"
 
 namespace {
 

@@ -7,8 +7,8 @@
 //     const CVerification verification = CScriptVerifier().VerifyText(ScriptKind::VBScript, text);
 //     if (!verification.accepted) ...
 
-#include "ScriptText.h"
-#include "SignerPolicy.h"
+#include "cms/ScriptText.h"
+#include "common/SignerPolicy.h"
 
 #include <optional>
 #include <string>

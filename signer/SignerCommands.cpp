@@ -1,9 +1,9 @@
 #include "SignerCommands.h"
 
-#include "CertificateStore.h"
-#include "DevelopmentCertificate.h"
-#include "ScriptText.h"
-#include "SignerErrors.h"
+#include "certificates/CertificateStore.h"
+#include "certificates/DevelopmentCertificate.h"
+#include "cms/ScriptText.h"
+#include "common/SignerErrors.h"
 
 #include <algorithm>
 #include <string_view>

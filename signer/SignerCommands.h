@@ -2,7 +2,7 @@
 
 // The work behind the signing commands, for any program that offers them. Everything throws CSignerError.
 
-#include "SigningCertificate.h"
+#include "certificates/SigningCertificate.h"
 
 #include <string>
 #include <vector>

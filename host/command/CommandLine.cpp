@@ -3,7 +3,7 @@
 #include "Console.h"
 #include "NearestName.h"
 #include "QuorlineVersion.h"
-#include "SignerErrors.h"
+#include "common/SignerErrors.h"
 
 #include <log4cxx/logger.h>
 

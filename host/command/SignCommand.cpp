@@ -1,9 +1,9 @@
-#include "CertificateStore.h"
+#include "certificates/CertificateStore.h"
 #include "Commands.h"
 #include "JsonText.h"
 #include "ScriptSignerCore.h"
 #include "SignerCommands.h"
-#include "SignerErrors.h"
+#include "common/SignerErrors.h"
 
 namespace {
 struct CSignRequest {

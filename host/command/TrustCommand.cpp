@@ -1,4 +1,4 @@
-#include "CertificateStore.h"
+#include "certificates/CertificateStore.h"
 #include "Commands.h"
 #include "JsonText.h"
 #include "SignerCommands.h"

@@ -2,7 +2,7 @@
 #include "JsonText.h"
 #include "ScriptVerifier.h"
 #include "SignerCommands.h"
-#include "SignerErrors.h"
+#include "common/SignerErrors.h"
 
 namespace {
 using nlohmann::ordered_json;

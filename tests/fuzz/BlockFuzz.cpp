@@ -1,8 +1,8 @@
 // The signature block at the end of a script: an input is one byte for the language, then the script.
 
+#include "cms/SignatureBlock.h"
+#include "common/SignerErrors.h"
 #include "FuzzInput.h"
-#include "SignatureBlock.h"
-#include "SignerErrors.h"
 
 namespace {
 void TryScript(ScriptKind kind, std::wstring_view script) {

@@ -1,9 +1,9 @@
 // What is checked of a certificate before the platform decodes it: an input is one.
 
-#include "CertificateSyntax.h"
-#include "DerSyntax.h"
+#include "asn1/CertificateSyntax.h"
+#include "asn1/DerSyntax.h"
+#include "common/SignerErrors.h"
 #include "FuzzInput.h"
-#include "SignerErrors.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const CBytesView bytes(data, size);

@@ -1,9 +1,9 @@
 // The reader of DER: an input is a few elements.
 
-#include "Der.h"
-#include "DerSyntax.h"
+#include "asn1/Der.h"
+#include "asn1/DerSyntax.h"
+#include "common/SignerErrors.h"
 #include "FuzzInput.h"
-#include "SignerErrors.h"
 
 namespace {
 /// False when the bytes were refused.

@@ -2,7 +2,7 @@
 
 #include "CommandFixture.h"
 
-#include "CertificateStore.h"
+#include "certificates/CertificateStore.h"
 
 #include <nlohmann/json.hpp>
 

@@ -2,8 +2,8 @@
 // on. Runs a part of the changes, spread evenly from a place that a seed gives; all of them when SIGNER_SOAK is set.
 // SIGNER_SEED repeats a run.
 
+#include "cms/SignatureBlock.h"
 #include "ScriptVerifier.h"
-#include "SignatureBlock.h"
 #include "SignedDataEditor.h"
 #include "TestAuthority.h"
 

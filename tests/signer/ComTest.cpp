@@ -1,7 +1,7 @@
 #include "SilentServer.h"
 
-#include "ScriptSigner.h"
 #include "ScratchFolder.h"
+#include "ScriptSigner.h"
 #include "TestAuthority.h"
 
 #include <atlbase.h>

@@ -1,8 +1,8 @@
+#include "cms/SignatureBlock.h"
+#include "common/SignerErrors.h"
 #include "ScratchFolder.h"
 #include "ScriptVerifier.h"
-#include "SignatureBlock.h"
 #include "SignerCommands.h"
-#include "SignerErrors.h"
 #include "TestAuthority.h"
 
 #include <gtest/gtest.h>

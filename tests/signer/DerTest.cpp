@@ -1,6 +1,6 @@
-#include "Der.h"
-#include "IndirectData.h"
-#include "SignerErrors.h"
+#include "asn1/Der.h"
+#include "cms/IndirectData.h"
+#include "common/SignerErrors.h"
 
 #include <gtest/gtest.h>
 

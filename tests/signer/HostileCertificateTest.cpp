@@ -1,10 +1,10 @@
 // Proves that certificates which are put into a signature block to hurt whoever decodes them are refused first.
 
-#include "CertificateSyntax.h"
-#include "DerSyntax.h"
+#include "asn1/CertificateSyntax.h"
+#include "asn1/DerSyntax.h"
+#include "common/SignerErrors.h"
 #include "ScriptVerifier.h"
 #include "SignedDataEditor.h"
-#include "SignerErrors.h"
 #include "TestAuthority.h"
 
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
-#include "CryptHandles.h"
+#include "cms/SignatureBlock.h"
+#include "common/CryptHandles.h"
 #include "ProcessUse.h"
 #include "ScriptVerifier.h"
-#include "SignatureBlock.h"
 #include "SignedDataEditor.h"
 #include "TestAuthority.h"
 

@@ -1,9 +1,9 @@
 // Proves which certificate of a .pfx file signs, and that nothing of the file's key or of the user's keys is touched.
 
+#include "cms/SignatureBlock.h"
+#include "common/SignerErrors.h"
 #include "ScratchFolder.h"
 #include "ScriptSignerCore.h"
-#include "SignatureBlock.h"
-#include "SignerErrors.h"
 #include "TestAuthority.h"
 
 #include <gtest/gtest.h>

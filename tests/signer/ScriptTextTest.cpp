@@ -1,5 +1,5 @@
-#include "ScriptText.h"
-#include "SignerErrors.h"
+#include "cms/ScriptText.h"
+#include "common/SignerErrors.h"
 
 #include "ScratchFolder.h"
 

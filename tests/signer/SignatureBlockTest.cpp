@@ -1,5 +1,5 @@
-#include "SignatureBlock.h"
-#include "SignerErrors.h"
+#include "cms/SignatureBlock.h"
+#include "common/SignerErrors.h"
 
 #include <gtest/gtest.h>
 

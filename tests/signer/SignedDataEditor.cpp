@@ -1,7 +1,7 @@
 #include "SignedDataEditor.h"
 
-#include "CertificateStore.h"
-#include "SigningKey.h"
+#include "certificates/CertificateStore.h"
+#include "crypto/SigningKey.h"
 
 namespace {
 

@@ -2,8 +2,8 @@
 
 // Takes a signature apart and puts it together again with one part changed, as time-stamping services and forgers do.
 
-#include "Der.h"
-#include "SignedData.h"
+#include "asn1/Der.h"
+#include "cms/SignedData.h"
 
 #include <vector>
 

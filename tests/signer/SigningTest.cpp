@@ -1,7 +1,7 @@
+#include "cms/SignatureBlock.h"
+#include "common/SignerErrors.h"
 #include "ScratchFolder.h"
 #include "ScriptSignerCore.h"
-#include "SignatureBlock.h"
-#include "SignerErrors.h"
 #include "TestAuthority.h"
 
 #include <gtest/gtest.h>

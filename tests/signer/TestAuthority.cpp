@@ -1,7 +1,7 @@
 #include "TestAuthority.h"
 
-#include "SignatureBlock.h"
-#include "SignerErrors.h"
+#include "cms/SignatureBlock.h"
+#include "common/SignerErrors.h"
 #include "StartProcess.h"
 
 #include <cstdio>

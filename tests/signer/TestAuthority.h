@@ -4,10 +4,10 @@
 // programs that start after it was stored, so the program stores it, runs itself again as a child, and takes it back
 // when the child has ended, however it ended.
 
-#include "CertificateBuilder.h"
-#include "CertificateStore.h"
+#include "certificates/CertificateBuilder.h"
+#include "certificates/CertificateStore.h"
+#include "cms/SignedData.h"
 #include "ScriptSignerCore.h"
-#include "SignedData.h"
 
 #include <memory>
 

@@ -1,7 +1,7 @@
+#include "cms/SignatureBlock.h"
 #include "LogCapture.h"
 #include "ScratchFolder.h"
 #include "ScriptVerifier.h"
-#include "SignatureBlock.h"
 #include "TestAuthority.h"
 
 #include <gtest/gtest.h>

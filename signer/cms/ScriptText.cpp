@@ -1,0 +1,84 @@
+#include "cms/ScriptText.h"
+
+#include "base/UniqueHandle.h"
+#include "common/SignerErrors.h"
+
+#include <cstring>
+
+ScriptKind ScriptKindOf(std::wstring_view name) {
+    const std::size_t dot = name.find_last_of(L"./\\");
+    const std::wstring extension(dot == std::wstring_view::npos || name[dot] != L'.' ? L"" : name.substr(dot));
+    if (_wcsicmp(extension.c_str(), L".vbs") == 0)
+        return ScriptKind::VBScript;
+    if (_wcsicmp(extension.c_str(), L".js") == 0)
+        return ScriptKind::JScript;
+    throw CSignerError(E_INVALIDARG, L"only .vbs and .js scripts can be signed, not '" + std::wstring(name) + L"'");
+}
+
+bool HasMark(std::wstring_view text) noexcept {
+    return text.starts_with(L'\xFEFF');
+}
+
+std::wstring_view WithoutMark(std::wstring_view text) noexcept {
+    return HasMark(text) ? text.substr(1) : text;
+}
+
+CBytes ReadFileBytes(const std::wstring& path) {
+    const CUniqueHandle file(
+        CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr));
+    LARGE_INTEGER size{};
+    if (!file || !GetFileSizeEx(file.Get(), &size))
+        ThrowLastError(L"cannot read '" + path + L"'");
+    if (size.QuadPart > MAXLONG)
+        throw CSignerError(HRESULT_FROM_WIN32(ERROR_FILE_TOO_LARGE), L"'" + path + L"' is too large");
+    CBytes bytes(static_cast<std::size_t>(size.QuadPart));
+    DWORD read = 0;
+    if (!ReadFile(file.Get(), bytes.data(), static_cast<DWORD>(bytes.size()), &read, nullptr))
+        ThrowLastError(L"cannot read '" + path + L"'");
+    bytes.resize(read);
+    return bytes;
+}
+
+CScriptFile::CScriptFile(const std::wstring& path)
+    : m_bytes(ReadFileBytes(path)), m_utf16(m_bytes.size() >= 2 && m_bytes[0] == 0xFF && m_bytes[1] == 0xFE) {
+    const auto refuse = [&](const wchar_t* why) {
+        throw CSignerError(HRESULT_FROM_WIN32(ERROR_NO_UNICODE_TRANSLATION), L"'" + path + L"' " + why);
+    };
+    if (m_utf16) {
+        if (m_bytes.size() % sizeof(wchar_t) != 0)
+            refuse(L"begins as UTF-16 but ends within a character");
+        m_text.resize(m_bytes.size() / sizeof(wchar_t));
+        std::memcpy(m_text.data(), m_bytes.data(), m_bytes.size());
+        return;
+    }
+    if (m_bytes.empty())
+        return;
+    const auto* const source = reinterpret_cast<const char*>(m_bytes.data());
+    const int size = static_cast<int>(m_bytes.size());
+    const int length = MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, source, size, nullptr, 0);
+    if (length == 0)
+        refuse(L"is neither UTF-8 nor UTF-16LE with a byte-order mark; save it in one of these encodings");
+    m_text.resize(static_cast<std::size_t>(length));
+    MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, source, size, m_text.data(), length);
+}
+
+CBytes CScriptFile::Encode(std::wstring_view text) const {
+    if (text.empty())
+        return {};
+    if (m_utf16) {
+        const auto* const bytes = reinterpret_cast<const BYTE*>(text.data());
+        return {bytes, bytes + text.size() * sizeof(wchar_t)};
+    }
+    const int length = static_cast<int>(text.size());
+    const int size = WideCharToMultiByte(CP_UTF8, 0, text.data(), length, nullptr, 0, nullptr, nullptr);
+    CBytes bytes(static_cast<std::size_t>(size));
+    WideCharToMultiByte(CP_UTF8, 0, text.data(), length, reinterpret_cast<char*>(bytes.data()), size, nullptr, nullptr);
+    return bytes;
+}
+
+CBytes CScriptFile::Replace(std::size_t keptCharacters, std::wstring_view more) const {
+    CBytes bytes = Encode(std::wstring_view(m_text).substr(0, keptCharacters));
+    const CBytes tail = Encode(more);
+    bytes.insert(bytes.end(), tail.begin(), tail.end());
+    return bytes;
+}
