@@ -1,9 +1,9 @@
 #include "ScriptSignerCore.h"
 
+#include "asn1/CertificateFields.h"
 #include "certificates/CertificateStore.h"
 #include "cms/IndirectData.h"
 #include "cms/SignatureBlock.h"
-#include "cms/SignedData.h"
 #include "common/SignerErrors.h"
 
 #include <algorithm>

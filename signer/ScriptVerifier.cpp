@@ -69,7 +69,7 @@ void CScriptVerifier::Check(ScriptKind kind, std::wstring_view text, CVerificati
     if (data.contentType != IndirectDataOid)
         throw CRefusal(L"the signature is not that of a script");
     const CCertificateBag certificates(data.certificates);
-    const PCCERT_CONTEXT publisher = certificates.FindSigner(data.signer);
+    const PCCERT_CONTEXT publisher = certificates.FindSigner(data.signer.issuer, data.signer.serial);
     verification.subject = SubjectOf(publisher);
 
     const CIndirectData content = ParseIndirectData(kind, data.content);

@@ -2,7 +2,7 @@
 
 #include "certificates/CertificateStore.h"
 #include "certificates/DevelopmentCertificate.h"
-#include "cms/ScriptText.h"
+#include "common/FileBytes.h"
 #include "common/SignerErrors.h"
 
 #include <algorithm>

@@ -6,6 +6,8 @@
 #include "common/CryptHandles.h"
 #include "common/SignerErrors.h"
 
+#include <wincrypt.h>
+
 #include <algorithm>
 #include <iterator>
 #include <set>

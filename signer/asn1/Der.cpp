@@ -27,10 +27,6 @@ void Append(CBytes& bytes, CBytesView more) {
 
 } // namespace
 
-bool SameBytes(CBytesView left, CBytesView right) noexcept {
-    return std::ranges::equal(left, right);
-}
-
 void RefuseMalformed() {
     throw CRefusal(L"the signature block does not hold a well-formed signature");
 }

@@ -7,18 +7,11 @@
 //
 // Views point into the bytes that were given and live as long as they.
 
-#include <windows.h>
+#include "common/Bytes.h"
 
 #include <initializer_list>
-#include <span>
 #include <string>
 #include <string_view>
-#include <vector>
-
-using CBytes = std::vector<BYTE>;
-using CBytesView = std::span<const BYTE>;
-
-bool SameBytes(CBytesView left, CBytesView right) noexcept;
 
 /// Throws the CRefusal for bytes that are no such encoding.
 [[noreturn]] void RefuseMalformed();

@@ -4,6 +4,8 @@
 #include "asn1/NameSyntax.h"
 #include "common/CryptHandles.h"
 
+#include <wincrypt.h>
+
 #include <algorithm>
 #include <iterator>
 

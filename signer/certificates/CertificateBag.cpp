@@ -34,9 +34,9 @@ CCertificateBag::CCertificateBag(const std::vector<CBytesView>& certificates)
     }
 }
 
-PCCERT_CONTEXT CCertificateBag::FindSigner(const CSignerInfo& signer) const {
+PCCERT_CONTEXT CCertificateBag::FindSigner(CBytesView issuer, CBytesView serial) const {
     for (const CEntry& entry : m_entries) {
-        if (SameBytes(entry.fields.serial, signer.serial) && SameBytes(entry.fields.issuer, signer.issuer))
+        if (SameBytes(entry.fields.serial, serial) && SameBytes(entry.fields.issuer, issuer))
             return entry.certificate.Get();
     }
     throw CRefusal(L"the signer's certificate is missing");

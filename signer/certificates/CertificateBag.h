@@ -2,7 +2,7 @@
 
 // The certificates that travel in a signature, as a store from which chains can be built.
 
-#include "cms/SignedData.h"
+#include "asn1/CertificateFields.h"
 #include "common/CryptHandles.h"
 
 #include <vector>
@@ -13,7 +13,7 @@ public:
     explicit CCertificateBag(const std::vector<CBytesView>& certificates);
 
     /// The signer's certificate, owned by the bag; throws CRefusal when it is not here.
-    PCCERT_CONTEXT FindSigner(const CSignerInfo& signer) const;
+    PCCERT_CONTEXT FindSigner(CBytesView issuer, CBytesView serial) const;
     HCERTSTORE Store() const noexcept { return m_store.Get(); }
 
     /// Every certificate must carry a genuine signature of its issuer, needed or not: then nothing in a signature block

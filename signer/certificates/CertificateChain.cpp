@@ -1,8 +1,8 @@
 #include "certificates/CertificateChain.h"
 
+#include "asn1/CertificateFields.h"
 #include "certificates/CertificateStore.h"
 #include "certificates/RevocationLookup.h"
-#include "cms/SignedData.h"
 #include "common/SignerErrors.h"
 #include "crypto/Digest.h"
 #include "crypto/PublicKey.h"

@@ -1,7 +1,7 @@
 #include "certificates/SigningCertificate.h"
 
 #include "certificates/CertificateStore.h"
-#include "cms/ScriptText.h"
+#include "common/FileBytes.h"
 #include "common/SignerErrors.h"
 #include "crypto/SigningKey.h"
 

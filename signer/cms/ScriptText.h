@@ -4,7 +4,7 @@
 // in the text as U+FEFF, just as the library loads it; it is not part of what is signed, so that a JScript verifies
 // alike however it is stored. A VBScript must have none.
 
-#include "asn1/Der.h"
+#include "common/Bytes.h"
 
 #include <string>
 #include <string_view>
@@ -17,9 +17,6 @@ ScriptKind ScriptKindOf(std::wstring_view name);
 /// Whether a byte-order mark is in front. JScript passes over one; VBScript then runs nothing of the text.
 bool HasMark(std::wstring_view text) noexcept;
 std::wstring_view WithoutMark(std::wstring_view text) noexcept;
-
-/// The bytes of a file; throws CSignerError, also for files of 2 GiB or more.
-CBytes ReadFileBytes(const std::wstring& path);
 
 class CScriptFile {
 public:

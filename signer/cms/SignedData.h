@@ -44,11 +44,3 @@ std::vector<CAttribute> ParseAttributes(CBytesView content);
 /// signer's own algorithm). Returns the signed attributes.
 std::vector<CAttribute> RequireSignature(const CSignerInfo& signer, PCCERT_CONTEXT certificate,
                                          std::string_view contentType, CBytesView contentDigest);
-
-/// A certificate's own fields, as far as they identify it.
-struct CCertificateFields {
-    CBytesView serial;
-    CBytesView issuer;
-    std::string signatureOid;
-};
-CCertificateFields ParseCertificate(CBytesView bytes);

@@ -35,7 +35,7 @@ FILETIME ReadCounterSignature(CBytesView value, CBytesView stamped, const CCerti
     // Further attributes would not be covered by anything.
     if (!signer.unsignedAttributes.empty())
         throw CRefusal(L"it has attributes that are not signed");
-    const PCCERT_CONTEXT authority = certificates.FindSigner(signer);
+    const PCCERT_CONTEXT authority = certificates.FindSigner(signer.issuer, signer.serial);
     const auto attributes = RequireSignature(signer, authority, szOID_RSA_data, ComputeDigest(*signer.digest, stamped));
     for (const CAttribute& attribute : attributes) {
         if (attribute.oid != szOID_RSA_signingTime)
@@ -55,7 +55,7 @@ FILETIME ReadToken(CBytesView value, CBytesView stamped, const CSignerPolicy& po
     if (!token.signer.unsignedAttributes.empty())
         throw CRefusal(L"it has attributes that are not signed");
     const CCertificateBag certificates(token.certificates);
-    const PCCERT_CONTEXT authority = certificates.FindSigner(token.signer);
+    const PCCERT_CONTEXT authority = certificates.FindSigner(token.signer.issuer, token.signer.serial);
     RequireSignature(token.signer, authority, TokenInfoOid, ComputeDigest(*token.signer.digest, token.covered));
 
     CDerReader outer(token.content);

@@ -4,6 +4,7 @@
 // programs that start after it was stored, so the program stores it, runs itself again as a child, and takes it back
 // when the child has ended, however it ended.
 
+#include "asn1/CertificateFields.h"
 #include "certificates/CertificateBuilder.h"
 #include "certificates/CertificateStore.h"
 #include "cms/SignedData.h"
