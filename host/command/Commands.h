@@ -9,6 +9,9 @@ void AddSave(CCommandLine& line);
 void AddRestore(CCommandLine& line);
 void AddHistory(CCommandLine& line);
 
+/// What the program starts itself as; nobody types it, and no help names it.
+void AddWorker(CCommandLine& line);
+
 // The signing commands, which need the signer alone.
 void AddSign(CCommandLine& line);
 void AddVerify(CCommandLine& line);

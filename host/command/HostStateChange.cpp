@@ -12,11 +12,11 @@ template <class T> HRESULT Return(T value, T* result) {
 }
 } // namespace
 
-CComPtr<IStateChangeInstance> CHostStateChange::Announce(_STATE_CHANGE_TYPE state) {
+CComPtr<CHostStateChange> CHostStateChange::Announce(_STATE_CHANGE_TYPE state) {
     CComObject<CHostStateChange>* object = nullptr;
     if (FAILED(CComObject<CHostStateChange>::CreateInstance(&object)))
         throw CCommandError(ExitCode::Failed, L"the state change could not be announced.");
-    CComPtr<IStateChangeInstance> owner(object);
+    CComPtr<CHostStateChange> owner(object);
     FILETIME now{};
     GetSystemTimeAsFileTime(&now);
     object->m_state = state;

@@ -10,6 +10,7 @@
 #include <atlcom.h>
 
 #include <atomic>
+#include <cstdint>
 
 class CHostStateChange : public CComObjectRootEx<CComMultiThreadModel>, public IStateChangeInstance {
 public:
@@ -18,7 +19,13 @@ public:
     END_COM_MAP()
 
     /// Announces a change that happens now. Throws CCommandError when the object cannot be made.
-    static CComPtr<IStateChangeInstance> Announce(_STATE_CHANGE_TYPE state);
+    static CComPtr<CHostStateChange> Announce(_STATE_CHANGE_TYPE state);
+
+    // From any thread, whatever its apartment.
+    _STATE_CHANGE_TYPE GetState() const { return m_state; }
+    /// When it was announced, in 100 ns since 1601, UTC.
+    std::uint64_t GetTime() const { return static_cast<std::uint64_t>(m_timestamp); }
+    bool IsVetoed() const { return m_vetoed; }
 
     STDMETHOD(get_NewState)(long* pState) override;
     STDMETHOD(get_Invoker)(long* pInvoker) override;

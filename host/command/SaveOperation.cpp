@@ -36,3 +36,10 @@ std::optional<CScriptError> CSaveOperation::TakeScriptError() {
     error.description = text(description);
     return error;
 }
+
+std::optional<CScriptErrorData> CSaveOperation::GetCurrentError() {
+    CScriptErrorData error;
+    if (!m_runner.GetErrorInfo(error.source, error.description, error.line, error.character))
+        return std::nullopt;
+    return error;
+}

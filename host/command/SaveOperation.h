@@ -5,6 +5,7 @@
 
 #include "ScriptError.h"
 #include "ScriptExecution/StateChangeScriptOp.h"
+#include "WorkerEvent.h"
 
 #include <optional>
 #include <string>
@@ -19,6 +20,9 @@ public:
 
     /// Of the script that failed, if one did.
     std::optional<CScriptError> TakeScriptError();
+
+    /// What is known of the error of the script that has just ended, if it has one; while Run runs, on its thread.
+    std::optional<CScriptErrorData> GetCurrentError();
 
 private:
     std::wstring m_failure = L"it was never started";

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ExitCode.h"
+#include "WorkerProcess.h"
 
 #include <string>
 
@@ -10,5 +11,5 @@ struct CSaveRequest {
     std::wstring appsFile; ///< the protected applications
 };
 
-/// Saves, prints what became of it and returns what the program exits with.
-ExitCode RunSave(const CSaveRequest& request);
+/// Saves in a worker, prints how it goes and what became of it, and returns what the program exits with.
+ExitCode RunSave(const CSaveRequest& request, const CWorkerLimits& limits);

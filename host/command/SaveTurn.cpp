@@ -1,6 +1,5 @@
 #include "SaveTurn.h"
 
-#include "Console.h"
 #include "InternalDocumentStore.h"
 
 #include <sddl.h>
@@ -42,12 +41,13 @@ bool Exists(const std::wstring& path) {
 }
 } // namespace
 
-CSaveTurn::CSaveTurn() : m_mutex(OpenUsersMutex()) {
+CSaveTurn::CSaveTurn(const std::function<void()>& onWaiting) : m_mutex(OpenUsersMutex()) {
     // Without the mutex, which somebody else may have made unusable, the save goes on: documents come first, and a
     // directory that is there already is avoided all the same. One whose owner was killed counts as free.
     if (!m_mutex || WaitForSingleObject(m_mutex.Get(), 0) != WAIT_TIMEOUT)
         return;
-    PrintLine(L"waiting    another save of this user is running");
+    if (onWaiting)
+        onWaiting();
     WaitForSingleObject(m_mutex.Get(), INFINITE);
 }
 

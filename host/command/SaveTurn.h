@@ -6,13 +6,15 @@
 
 #include "base/UniqueHandle.h"
 
+#include <functional>
+
 class CInternalDocumentStore;
 
 /// One save's turn among all processes of the user, from construction to destruction on one thread.
 class CSaveTurn {
 public:
-    /// Waits for the saves before it.
-    CSaveTurn();
+    /// Waits for the saves before it; says so first when there is one.
+    explicit CSaveTurn(const std::function<void()>& onWaiting = {});
     ~CSaveTurn();
 
     CSaveTurn(const CSaveTurn&) = delete;

@@ -137,6 +137,7 @@ public:
         return true;
     }
 
+    HANDLE Process() const { return m_process.Get(); }
     DWORD Wait() { return WaitForEnd(m_process.Get()); }
 
 private:

@@ -2,9 +2,9 @@
 
 #include "CommandFixture.h"
 
-#include "SaveRequest.h"
 #include "ImportHook.h"
 #include "RunningApp.h"
+#include "SaveWork.h"
 
 #include <psapi.h>
 
@@ -14,6 +14,7 @@ namespace {
 using nlohmann::json;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
 /// A save script that stores one document of this name.
@@ -96,6 +97,11 @@ TEST_F(RecordTest, TwoApplicationsThatMatchOneProcessEachKeepTheirOwnDocumentsAn
 }
 
 namespace {
+class CNoEvents final : public IWorkerEvents {
+public:
+    void Report(const CWorkerEvent&) noexcept override {}
+};
+
 int g_processLists = 0;
 BOOL WINAPI CountedEnumProcesses(DWORD* ids, DWORD size, DWORD* returned) {
     ++g_processLists;
@@ -113,7 +119,8 @@ TEST_F(RecordTest, MoreRunningProcessesAreNotListedMoreOften) {
         while (running.size() < static_cast<std::size_t>(processes))
             running.push_back(std::make_unique<CRunningApp>(std::vector<CAppWindow>{}, CRunningAppOptions{ExePath()}));
         g_processLists = 0;
-        EXPECT_EQ(RunSave({L"hibernate", Path(L"apps.json")}), ExitCode::Done);
+        CNoEvents nobody;
+        EXPECT_THAT(DoSave({L"hibernate", Path(L"apps.json")}, nobody).troubles, IsEmpty());
         return g_processLists;
     };
     const int one = listsFor(1);
