@@ -71,6 +71,9 @@ void CScriptVerifier::Check(ScriptKind kind, std::wstring_view text, CVerificati
     const CCertificateBag certificates(data.certificates);
     const PCCERT_CONTEXT publisher = certificates.FindSigner(data.signer.issuer, data.signer.serial);
     verification.subject = SubjectOf(publisher);
+    verification.thumbprint = ThumbprintOf(publisher);
+    verification.validFrom = publisher->pCertInfo->NotBefore;
+    verification.validUntil = publisher->pCertInfo->NotAfter;
 
     const CIndirectData content = ParseIndirectData(kind, data.content);
     if ((content.algorithm->weak || data.signer.digest->weak) && !m_policy.acceptSha1)

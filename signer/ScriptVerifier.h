@@ -19,7 +19,10 @@ struct CVerification {
     std::wstring reason;
     /// The signer's certificate, once it is known; empty before.
     std::wstring subject;
-    /// UTC.
+    std::wstring thumbprint;
+    /// From when and until when the certificate is valid, all zero before it is known; UTC as the next.
+    FILETIME validFrom{};
+    FILETIME validUntil{};
     std::optional<FILETIME> stampedAt;
 };
 

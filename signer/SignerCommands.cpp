@@ -91,3 +91,20 @@ std::wstring DescribeTime(const FILETIME& time) {
                  parts.wDay, parts.wHour, parts.wMinute, parts.wSecond);
     return text;
 }
+
+std::wstring DescribeNearEnd(const FILETIME& validUntil) {
+    constexpr long long day = 24LL * 60 * 60 * 10'000'000;
+    constexpr long long soon = 30;
+    const auto ticks = [](const FILETIME& time) {
+        return static_cast<long long>(ULARGE_INTEGER{{time.dwLowDateTime, time.dwHighDateTime}}.QuadPart);
+    };
+    FILETIME now{};
+    GetSystemTimeAsFileTime(&now);
+    const long long left = ticks(validUntil) - ticks(now);
+    if (left > soon * day)
+        return {};
+    if (left <= 0)
+        return L"the certificate ended on " + DescribeTime(validUntil);
+    const std::wstring days = left / day == 1 ? L"1 day" : std::to_wstring(left / day) + L" days";
+    return L"the certificate ends in " + days + L", on " + DescribeTime(validUntil);
+}

@@ -31,3 +31,6 @@ CUniqueCertificate WriteDevelopmentCertificate(const std::wstring& path);
 
 /// "2026-11-21 20:45:00 UTC"
 std::wstring DescribeTime(const FILETIME& time);
+
+/// Says of a certificate that ends within 30 days, or has ended, how long it lasts; empty for any other.
+std::wstring DescribeNearEnd(const FILETIME& validUntil);

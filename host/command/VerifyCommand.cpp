@@ -7,6 +7,34 @@
 namespace {
 using nlohmann::ordered_json;
 
+/// Who signed, and how long that holds.
+std::wstring DescribeSigner(const CVerification& verification) {
+    std::wstring text = verification.subject + L" (" + verification.thumbprint + L"), valid from " +
+                        DescribeTime(verification.validFrom) + L" until " + DescribeTime(verification.validUntil);
+    if (verification.stampedAt)
+        text += L", time stamp " + DescribeTime(*verification.stampedAt);
+    return text;
+}
+
+void DescribeSigner(const CVerification& verification, ordered_json& entry) {
+    entry["subject"] = ToUtf8(verification.subject);
+    entry["thumbprint"] = ToUtf8(verification.thumbprint);
+    entry["validFrom"] = ToUtf8(DescribeTime(verification.validFrom));
+    entry["validUntil"] = ToUtf8(DescribeTime(verification.validUntil));
+    if (verification.stampedAt)
+        entry["stampedAt"] = ToUtf8(DescribeTime(*verification.stampedAt));
+}
+
+void PrintAccepted(const std::wstring& script, const CVerification& verification, ordered_json& entry) {
+    PrintLine(script + L": signed by " + DescribeSigner(verification));
+    // A time stamp outlives the certificate.
+    const std::wstring ending = verification.stampedAt ? L"" : DescribeNearEnd(verification.validUntil);
+    if (ending.empty())
+        return;
+    PrintError(L"warning: " + script + L": " + ending + L"; sign it again with a new one before");
+    entry["warning"] = ToUtf8(ending);
+}
+
 /// Why a script is not accepted goes to the troubles.
 ordered_json VerifyScript(const std::wstring& script) {
     ordered_json entry{{"script", ToUtf8(script)}, {"accepted", false}};
@@ -14,17 +42,12 @@ ordered_json VerifyScript(const std::wstring& script) {
         const CVerification verification = CScriptVerifier().VerifyFile(script);
         entry["accepted"] = verification.accepted;
         if (!verification.subject.empty())
-            entry["subject"] = ToUtf8(verification.subject);
+            DescribeSigner(verification, entry);
         if (verification.accepted) {
-            std::wstring text = script + L": signed by " + verification.subject;
-            if (verification.stampedAt) {
-                text += L", time stamp " + DescribeTime(*verification.stampedAt);
-                entry["stampedAt"] = ToUtf8(DescribeTime(*verification.stampedAt));
-            }
-            PrintLine(text);
+            PrintAccepted(script, verification, entry);
         } else {
             PrintError(script + L": not accepted: " + verification.reason +
-                       (verification.subject.empty() ? L"" : L" (certificate: " + verification.subject + L")"));
+                       (verification.subject.empty() ? L"" : L" (certificate: " + DescribeSigner(verification) + L")"));
             entry["problem"] = ToUtf8(verification.reason);
         }
     } catch (const CSignerError& error) {
@@ -55,7 +78,8 @@ void AddVerify(CCommandLine& line) {
                   "Tell whether scripts are signed, unchanged and trusted",
                   {"verify save.vbs restore.vbs"},
                   {ExitCode::Done, ExitCode::Failed},
-                  R"({"scripts": [{"script", "accepted", "subject", "stampedAt", "problem"}]}, what is known of them)"},
+                  R"({"scripts": [{"script", "accepted", and what is known of: "subject", "thumbprint", "validFrom",)"
+                  R"( "validUntil", "stampedAt", "warning", "problem"}]})"},
                  [scripts](const CCommonOptions& options) { return RunVerify(*scripts, options.json); });
     AddTexts(command, "SCRIPT", *scripts, ".vbs or .js files")->required();
 }

@@ -7,6 +7,7 @@
 namespace {
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::MatchesRegex;
 
 using VerifyCommand = CommandTest;
 } // namespace
@@ -17,7 +18,8 @@ TEST_F(VerifyCommand, NamesTheSignerOrTheReasonOfEachScript) {
     const CProgramResult result =
         RunQuorline(L"verify " + Quoted(L"missing.js") + L" " + Quoted(L"good.vbs") + L" " + Quoted(L"plain.vbs"));
     EXPECT_EQ(result.exitCode, 1u);
-    EXPECT_THAT(result.out, HasSubstr("good.vbs: signed by CN=Quorline Development"));
+    EXPECT_THAT(result.out, MatchesRegex(".*good\\.vbs: signed by CN=Quorline Development \\(\\w*\\), valid from "
+                                         "20.* UTC until 20.* UTC\r\n"));
     EXPECT_THAT(result.err, HasSubstr("cannot read '" + ToUtf8(Path(L"missing.js")) + "': "));
     EXPECT_THAT(result.err, HasSubstr("plain.vbs: not accepted: it is not signed\r\n"));
     EXPECT_EQ(RunQuorline(L"verify " + Quoted(L"good.vbs")).exitCode, 0u);
@@ -32,6 +34,8 @@ TEST_F(VerifyCommand, TellsProgramsTheSame) {
     const auto scripts = nlohmann::json::parse(result.out)["scripts"];
     EXPECT_EQ(scripts.at(0)["accepted"], true);
     EXPECT_EQ(scripts.at(0)["subject"], "CN=Quorline Development");
+    EXPECT_EQ(scripts.at(0)["thumbprint"].get<std::string>().size(), 40u);
+    EXPECT_THAT(scripts.at(0)["validUntil"], HasSubstr(" UTC"));
     EXPECT_EQ(scripts.at(1)["accepted"], false);
     EXPECT_EQ(scripts.at(1)["problem"], "the script was altered after it was signed");
     EXPECT_EQ(scripts.at(1)["subject"], "CN=Quorline Development");
