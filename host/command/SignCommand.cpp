@@ -2,6 +2,7 @@
 #include "Commands.h"
 #include "JsonText.h"
 #include "ScriptSignerCore.h"
+#include "ScriptText.h"
 #include "SignerCommands.h"
 #include "common/SignerErrors.h"
 
@@ -24,6 +25,9 @@ ExitCode RunSign(const CSignRequest& request, bool asJson) {
     for (const std::wstring& script : request.scripts) {
         nlohmann::ordered_json entry{{"script", ToUtf8(script)}};
         try {
+            // The signature would hold, and the script would not run.
+            if (const std::wstring trouble = FindEncodingTrouble(ReadFileBytes(script)); !trouble.empty())
+                throw CSignerError(E_INVALIDARG, L"'" + script + L"' was left unsigned: " + trouble);
             signer.SignFile(script);
             PrintLine(script + signedBy);
             entry["subject"] = ToUtf8(subject);

@@ -3,6 +3,7 @@
 #include "common/FileBytes.h"
 #include "common/SignerErrors.h"
 
+#include <algorithm>
 #include <cstring>
 
 ScriptKind ScriptKindOf(std::wstring_view name) {
@@ -21,6 +22,21 @@ bool HasMark(std::wstring_view text) noexcept {
 
 std::wstring_view WithoutMark(std::wstring_view text) noexcept {
     return HasMark(text) ? text.substr(1) : text;
+}
+
+std::wstring FindEncodingTrouble(CBytesView bytes) {
+    const auto begins = [&](std::initializer_list<BYTE> mark) {
+        return bytes.size() >= mark.size() && std::equal(mark.begin(), mark.end(), bytes.begin());
+    };
+    if (begins({0xFF, 0xFE}) || begins({0xFE, 0xFF}))
+        return L"it is saved as UTF-16; save it as UTF-8 without a byte-order mark";
+    if (begins({0xEF, 0xBB, 0xBF}))
+        return L"it begins with a byte-order mark; save it as UTF-8 without one";
+    if (!bytes.empty() &&
+        MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, reinterpret_cast<const char*>(bytes.data()),
+                            static_cast<int>(bytes.size()), nullptr, 0) == 0)
+        return L"it is not UTF-8; save it as UTF-8 without a byte-order mark";
+    return {};
 }
 
 CScriptFile::CScriptFile(const std::wstring& path)

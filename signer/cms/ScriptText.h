@@ -18,6 +18,10 @@ ScriptKind ScriptKindOf(std::wstring_view name);
 bool HasMark(std::wstring_view text) noexcept;
 std::wstring_view WithoutMark(std::wstring_view text) noexcept;
 
+/// Why the library would not read a script's bytes as they are meant; empty for UTF-8 without a mark. It reads each
+/// script as UTF-8, and hands a mark on to the engine.
+std::wstring FindEncodingTrouble(CBytesView bytes);
+
 class CScriptFile {
 public:
     /// Throws CSignerError: the file cannot be read or is in another encoding.

@@ -84,7 +84,7 @@ check_signed_here() { # script prefix
     # The text before the block and its line break, as UTF-16LE.
     local offset digest
     offset=$(grep -abo "^$2Begin" "$1" | cut -d: -f1)
-    digest=$(head -c $((offset - 2)) "$1" | sed '1s/^\xEF\xBB\xBF//' | iconv -f UTF-8 -t UTF-16LE |
+    digest=$(head -c $((offset - 2)) "$1" | iconv -f UTF-8 -t UTF-16LE |
         openssl dgst -sha256 -r | cut -c1-64)
     [ "$(octets_at here.der 7 'OCTET STRING' | tr A-F a-f)" = "$digest" ] || fail "OpenSSL finds another digest in $1"
     # The signature covers the content without its tag and length; OpenSSL is given just that.
@@ -100,7 +100,7 @@ check_signed_here() { # script prefix
 }
 
 printf "' h\xC3\xA4llo \xE2\x82\xAC\r\nMsgBox 1\r\n" >here.vbs
-printf '\xEF\xBB\xBFvar x = 1;\n' >here.js
+printf 'var x = "\xC3\xA4";\n' >here.js
 cp here.vbs before.vbs
 if QUORLINE_PFX_PASSWORD=wrong quorline_sign sign here.vbs --cert leaf.pfx; then fail "a wrong password was accepted"; fi
 grep -q 'its password is another' err || fail "a wrong password should be named"
