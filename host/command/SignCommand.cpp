@@ -2,7 +2,8 @@
 #include "Commands.h"
 #include "JsonText.h"
 #include "ScriptSignerCore.h"
-#include "ScriptText.h"
+#include "cms/ScriptText.h"
+#include "common/FileBytes.h"
 #include "SignerCommands.h"
 #include "common/SignerErrors.h"
 
