@@ -3,6 +3,7 @@
 
 #include "IntlHelper/CultureHelper.h"
 #include "QuorlineModule.h"
+#include "config/LogSettingsReader.h"
 #include "logging/Log4cxxConfig.h"
 
 #include <log4cxx/ndc.h>
@@ -21,7 +22,7 @@ namespace {
 bool AttachProcess(HINSTANCE instance, void* reserved) noexcept {
     try {
         PrxDllMain(instance, DLL_PROCESS_ATTACH, reserved);
-        CLog4cxxConfig::GetInstance().Configure(SessionComponent, false);
+        CLog4cxxConfig::GetInstance().Configure(SessionComponent, false, &ReadLogSettings);
         CCultureHelper::InitInstance(instance, nullptr);
         return true;
     } catch (...) {

@@ -1,9 +1,7 @@
 #include "logging/Log4cxxConfig.h"
 
-#include "base/PathHelper.h"
-#include "config/PropertyService.h"
-#include "config/RegistryReader.h"
 #include "logging/LineLayout.h"
+#include "logging/LogFileAppender.h"
 #include "logging/LogProperties.h"
 #include "logging/LogState.h"
 #include "logging/Logging.h"
@@ -15,12 +13,7 @@
 #include <algorithm>
 
 namespace {
-struct CComponent {
-    const wchar_t* name;
-    const wchar_t* valuePrefix;
-};
-
-CComponent ComponentOf(unsigned code) {
+CLogComponent ComponentOf(unsigned code) {
     switch (code) {
     case 0:
         return {L"Talvinor", L"Talvinor"};
@@ -110,20 +103,18 @@ bool CLog4cxxConfig::IsConfigured() const noexcept {
     return IsLoggingConfigured();
 }
 
-void CLog4cxxConfig::Configure(unsigned componentCode, bool) noexcept {
+void CLog4cxxConfig::Configure(unsigned componentCode, bool, LogSettingsReader read) noexcept {
     long expected = 0;
     if (!m_initialised.compare_exchange_strong(expected, 1))
         return;
     Attempt([&] {
-        const CComponent component = ComponentOf(componentCode);
-        m_componentName = component.name;
-        m_valuePrefix = component.valuePrefix;
+        m_component = ComponentOf(componentCode);
         if (m_eventAppender) {
-            m_eventAppender->setOption("source", ToLogString(m_componentName));
+            m_eventAppender->setOption("source", ToLogString(m_component.name));
             OpenLogFile(*m_eventAppender);
         }
     });
-    Attempt([this] { ReadSettings(); });
+    Attempt([&] { read(m_component, m_settings); });
     {
         const CExclusiveLock lock(m_lock);
         Apply();
@@ -149,29 +140,16 @@ void CLog4cxxConfig::UpdateConfig() noexcept {
 void CLog4cxxConfig::Apply() noexcept {
     bool rootDefined = false;
     log4cxx::AppenderList rootAppenders;
-    m_propertiesTime = TimeOf(m_propertiesFile);
+    m_propertiesTime = TimeOf(m_settings.propertiesFile);
     if (m_propertiesTime.dwHighDateTime != 0)
         Attempt([&] {
-            CLogProperties properties(m_propertiesFile);
+            CLogProperties properties(m_settings.propertiesFile);
             properties.ApplyToLoggers(m_appenders);
             rootAppenders = properties.GetRootAppenders();
             rootDefined = properties.DefinesRoot();
         });
     Attempt([&] { ApplyToRoot(rootDefined, rootAppenders); });
     Attempt([this] { SetRootLevel(); });
-}
-
-void CLog4cxxConfig::ReadSettings() {
-    const CPropertyService& properties = CPropertyService::GetInstance(m_componentName);
-    m_keyPath = properties.GetKeyPath();
-    const CRegistryReader key(m_keyPath);
-    key.ReadDword(m_valuePrefix + L"LogLevel", m_logLevel);
-    key.ReadDword(m_valuePrefix + L"LogSize", m_logFile.maxBytes);
-    key.ReadDword(m_valuePrefix + L"MaxLogs", m_logFile.maxFiles);
-    if (!properties.GetConfigDirectory().empty())
-        m_propertiesFile = JoinPath(properties.GetConfigDirectory(), m_componentName + L"Log.properties");
-    if (!properties.GetLogDirectory().empty())
-        m_logFile.path = JoinPath(properties.GetLogDirectory(), m_componentName + L".log");
 }
 
 /// The properties file may define the log file's appender, with a layout of its own. Otherwise it is made here, and
@@ -182,7 +160,7 @@ void CLog4cxxConfig::ApplyToRoot(bool defined, log4cxx::AppenderList appenders) 
         appenders = root->getAllAppenders();
     const auto found = std::ranges::find_if(
         appenders, [](const auto& appender) { return appender->getName() == GetLogFileAppenderName(); });
-    if (found == appenders.end() && m_logFile.path.empty()) {
+    if (found == appenders.end() && m_settings.file.path.empty()) {
         // No log file; what else the properties file defines is taken.
     } else if (found == appenders.end()) {
         if (!m_ownFileAppender)
@@ -207,18 +185,18 @@ void CLog4cxxConfig::UseAsLogFile(const log4cxx::AppenderPtr& appender, bool isN
     if (m_fileLayout)
         m_fileLayout->Unfollow();
     m_fileAppender = appender;
-    m_fileLayout = isNew ? CLogAppenders::ShowControlsIn(appender, m_logFile.path) : nullptr;
+    m_fileLayout = isNew ? CLogAppenders::ShowControlsIn(appender, m_settings.file.path) : nullptr;
     const bool followed = m_fileLayout && std::dynamic_pointer_cast<log4cxx::FileAppender>(appender);
-    SetLogFileOpen(!followed || m_logFile.path.empty());
-    if (m_logFile.path.empty())
+    SetLogFileOpen(!followed || m_settings.file.path.empty());
+    if (m_settings.file.path.empty())
         return;
-    SetLogFileOptions(*appender, m_logFile);
+    SetLogFileOptions(*appender, m_settings.file);
     OpenLogFile(*appender);
 }
 
 void CLog4cxxConfig::SetRootLevel() const {
     const log4cxx::LoggerPtr root = log4cxx::Logger::getRootLogger();
-    const log4cxx::LevelPtr level = LevelFromNumber(m_logLevel);
+    const log4cxx::LevelPtr level = LevelFromNumber(m_settings.level);
     // Other threads read it without a lock.
     if (root->getLevel() != level)
         root->setLevel(level);
@@ -258,7 +236,7 @@ bool CLog4cxxConfig::RestoreLogFile() noexcept {
 void CLog4cxxConfig::CheckPropertiesFile() noexcept {
     if (!TryAcquireSRWLockExclusive(&m_instance->m_lock))
         return;
-    const FILETIME now = TimeOf(m_instance->m_propertiesFile);
+    const FILETIME now = TimeOf(m_instance->m_settings.propertiesFile);
     // A file that went leaves the settings in force.
     const bool changed = now.dwHighDateTime != 0 && CompareFileTime(&now, &m_instance->m_propertiesTime) != 0;
     ReleaseSRWLockExclusive(&m_instance->m_lock);

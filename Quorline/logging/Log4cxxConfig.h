@@ -5,7 +5,7 @@
 // it goes, but for the end of the process. Nothing here throws: what cannot be set up is left out.
 
 #include "logging/LogAppenders.h"
-#include "logging/LogFileAppender.h"
+#include "logging/LogSettings.h"
 #include "logging/ProcessEnd.h"
 
 #include <windows.h>
@@ -27,7 +27,8 @@ public:
 
     /// The first call configures; the others do nothing. Component codes: 0 "Talvinor", 1 "TalvinorSD", 3
     /// "TalvinorAdmin", any other "TalvinorSession". Nothing that is missing is an error. The flag has no meaning.
-    void Configure(unsigned componentCode, bool flag) noexcept;
+    /// `read` is called once, when the event log is there to tell what it cannot do.
+    void Configure(unsigned componentCode, bool flag, LogSettingsReader read) noexcept;
 
     /// From the end of Configure on.
     bool IsConfigured() const noexcept;
@@ -41,7 +42,6 @@ private:
 
     CLog4cxxConfig() noexcept;
 
-    void ReadSettings();
     void Apply() noexcept;
     void ApplyToRoot(bool defined, log4cxx::AppenderList appenders);
     void UseAsLogFile(const log4cxx::AppenderPtr& appender, bool isNew);
@@ -54,12 +54,8 @@ private:
     static CKeptAtProcessEnd<CLog4cxxConfig> m_instance;
 
     std::atomic<long> m_initialised{0};
-    std::wstring m_componentName;
-    std::wstring m_keyPath;
-    std::wstring m_valuePrefix;
-    unsigned long m_logLevel = 2;
-    CLogFileSettings m_logFile;
-    std::wstring m_propertiesFile;
+    CLogComponent m_component;
+    CLogSettings m_settings;
 
     SRWLOCK m_lock = SRWLOCK_INIT; // for everything below
     FILETIME m_propertiesTime{};

@@ -2,15 +2,9 @@
 
 // The appender of the log file, "TalvinorLogFile": how it is made, and how it gets the settings of the registry.
 
+#include "logging/LogSettings.h"
+
 #include <log4cxx/appender.h>
-
-#include <string>
-
-struct CLogFileSettings {
-    std::wstring path; ///< empty when there is to be no log file
-    unsigned long maxBytes = 1048576;
-    unsigned long maxFiles = 5; ///< counts the current file too
-};
 
 const log4cxx::LogString& GetLogFileAppenderName();
 

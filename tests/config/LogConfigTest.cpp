@@ -4,6 +4,7 @@
 #include "ImportHook.h"
 #include "LogLines.h"
 #include "TempFolder.h"
+#include "config/LogSettingsReader.h"
 #include "logging/Log4cxxConfig.h"
 #include "logging/Logging.h"
 
@@ -77,7 +78,7 @@ TEST(LogConfig, AProcessIsConfiguredOnceFollowsItsPropertiesFileAndKeepsItsSetti
     CLog4cxxConfig& config = CLog4cxxConfig::GetInstance();
     EXPECT_FALSE(config.IsConfigured());
     EXPECT_EQ(LogFile(), nullptr);
-    config.Configure(SessionComponent, true);
+    config.Configure(SessionComponent, true, &ReadLogSettings);
     EXPECT_TRUE(config.IsConfigured());
     EXPECT_EQ(events->getSource(), "TalvinorSession");
     EXPECT_EQ(log4cxx::Logger::getRootLogger()->getLevel(), log4cxx::Level::getDebug());
@@ -93,7 +94,7 @@ TEST(LogConfig, AProcessIsConfiguredOnceFollowsItsPropertiesFileAndKeepsItsSetti
                           ", Module=" + std::filesystem::path(program).string() + "] <============"));
 
     // A second call changes nothing, whatever it asks for.
-    config.Configure(0, false);
+    config.Configure(0, false, &ReadLogSettings);
     EXPECT_EQ(events->getSource(), "TalvinorSession");
 
     // Text outside ASCII comes into the file whole.

@@ -5,6 +5,7 @@
 #include "LogLines.h"
 #include "OwnProcess.h"
 #include "TempFolder.h"
+#include "config/LogSettingsReader.h"
 #include "logging/Log4cxxConfig.h"
 #include "logging/Logging.h"
 #include "logging/LostLines.h"
@@ -64,7 +65,7 @@ protected:
         CClientKey::Put(L"TalvinorSD", L"TalvinorSDLogSize", size);
         CClientKey::Put(L"TalvinorSD", L"TalvinorSDMaxLogs", count);
     }
-    static void Configure() { CLog4cxxConfig::GetInstance().Configure(SessionComponent, false); }
+    static void Configure() { CLog4cxxConfig::GetInstance().Configure(SessionComponent, false, &ReadLogSettings); }
     static void Update() { CLog4cxxConfig::GetInstance().UpdateConfig(); }
     void PutProperties(const std::string& text) const {
         const std::filesystem::path file(m_folder.Path() + L"\\Data\\Config\\TalvinorSessionLog.properties");
