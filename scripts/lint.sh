@@ -1,5 +1,5 @@
 #!/bin/bash
-# Formatting, static analysis, shell scripts, wording: lint.sh BUILD_FOLDER, whose headers must have been generated.
+# Formatting, wording, includes, shell scripts, static analysis: lint.sh BUILD_FOLDER, whose headers must have been generated.
 set -uo pipefail
 cd "$(dirname "$0")/.." || exit
 BUILD=${1:?usage: lint.sh BUILD_FOLDER}
@@ -45,6 +45,7 @@ static_analysis() {
 
 step formatting formatting
 step wording scripts/check-wording.sh
+step includes scripts/check-includes.py
 step "shell scripts" shell_scripts
 step "static analysis" static_analysis
 

@@ -20,15 +20,15 @@ std::set<std::wstring> ListFiles(const std::wstring& directory) {
 }
 } // namespace
 
-void FindSavedCopies(CStoreEntry& store) {
-    std::set<std::wstring> unclaimed = ListFiles(store.directory);
+void FindSavedCopies(const std::wstring& directory, const std::vector<CInternalSavedDocument*>& records) {
+    std::set<std::wstring> unclaimed = ListFiles(directory);
     std::multimap<std::wstring, std::wstring> misprinted;
     for (const auto& path : unclaimed)
         if (const std::wstring recorded = AsRecorded(path); recorded != path)
             misprinted.emplace(recorded, path);
     if (misprinted.empty())
         return;
-    for (CInternalSavedDocument* document : store.Documents()) {
+    for (CInternalSavedDocument* document : records) {
         std::wstring path;
         document->GetDocTempPath(path);
         if (unclaimed.erase(path) != 0)

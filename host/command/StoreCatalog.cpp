@@ -102,7 +102,7 @@ CStoreEntry ReadStore(const std::wstring& name) {
     entry.directory = StoresDirectory() + L"\\" + name;
     try {
         entry.info = ParseWithMending(ReadInfoFile(entry.InfoPath()));
-        FindSavedCopies(entry);
+        FindSavedCopies(entry.directory, entry.Documents());
     } catch (const std::exception& error) {
         entry.problem = DescribeException(error);
     }
