@@ -2,7 +2,8 @@
 
 #include "com/ComString.h"
 #include "base/PathHelper.h"
-#include "base/UniqueHandle.h"
+#include "base/EffectiveToken.h"
+#include "base/Text.h"
 #include "IntlHelper/CultureHelper.h"
 #include "ScriptExecution/DocumentStoreInfo.h"
 #include "ScriptExecution/DocumentStoreXMLWriter.h"
@@ -51,8 +52,7 @@ CInternalDocumentStore::CInternalDocumentStore(const CInternalDocumentStore& oth
 CInternalDocumentStore::~CInternalDocumentStore() = default;
 
 bool CInternalDocumentStore::LessNoCase::operator()(const std::wstring& left, const std::wstring& right) const {
-    return CompareStringOrdinal(left.c_str(), static_cast<int>(left.size()), right.c_str(),
-                                static_cast<int>(right.size()), TRUE) == CSTR_LESS_THAN;
+    return CompareNames(left, right) < 0;
 }
 
 log4cxx::LoggerPtr CInternalDocumentStore::SDGetLogger() {
@@ -80,12 +80,11 @@ void CInternalDocumentStore::Init() {
 }
 
 void CInternalDocumentStore::GetBaseDirectory(std::wstring& base) {
-    // kept: the token is opened and reported on but not passed on; the folder is that of the thread's identity. Both
-    // failures carry the name of the thread's call.
-    CUniqueHandle token;
-    if (!OpenThreadToken(GetCurrentThread(), TOKEN_QUERY, TRUE, token.Put()) && GetLastError() == ERROR_NO_TOKEN &&
-        !OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, token.Put()))
-        LogApiCallFailure(QUORLINE_HERE, GetLastError(), "OpenThreadToken");
+    // kept: the token is opened and reported on but not passed on; the folder is that of the thread's identity. What
+    // the process refuses carries the name of the thread's call.
+    DWORD error = ERROR_SUCCESS;
+    const CUniqueHandle token = OpenEffectiveToken(TOKEN_QUERY, &error);
+    LogApiCallFailure(QUORLINE_HERE, error, "OpenThreadToken");
 
     wchar_t documents[MAX_PATH] = L"";
     if (FAILED(SHGetFolderPathW(nullptr, CSIDL_PERSONAL | CSIDL_FLAG_CREATE, nullptr, SHGFP_TYPE_CURRENT, documents)))
@@ -268,7 +267,7 @@ HRESULT CInternalDocumentStore::FindDocument(ISavedDocument* doc, CInternalSaved
             Log(log4cxx::Level::getWarn(), L"Cannot find path '{0:%s}'; error is {1:%d}", tempPath.c_str(), error);
             continue;
         }
-        if (_wcsicmp(wanted.c_str(), canonical.c_str()) == 0) {
+        if (SameText(wanted, canonical)) {
             *found = record.get();
             return S_OK;
         }

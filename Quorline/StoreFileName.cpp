@@ -2,7 +2,9 @@
 
 #include "base/PathHelper.h"
 #include "Common/RpcHelper.h"
+#include "base/Text.h"
 #include "base/UniqueHandle.h"
+#include "base/Utf8.h"
 #include "logging/Logging.h"
 
 #include <algorithm>
@@ -49,35 +51,23 @@ wchar_t LoneSurrogate(std::wstring_view name) {
 
 /// The name without extensions, when it means a device wherever it stands.
 std::wstring_view DeviceName(std::wstring_view fileName) {
-    std::wstring_view base = fileName.substr(0, fileName.find(L'.'));
-    base = base.substr(0, base.find_last_not_of(L' ') + 1);
-    const auto is = [base](std::wstring_view device) {
-        return CompareStringOrdinal(base.data(), static_cast<int>(base.size()), device.data(),
-                                    static_cast<int>(device.size()), TRUE) == CSTR_EQUAL;
-    };
+    const std::wstring_view base = TrimEnd(fileName.substr(0, fileName.find(L'.')), L" ");
     for (const std::wstring_view device : {L"CON", L"PRN", L"AUX", L"NUL", L"CONIN$", L"CONOUT$"})
-        if (is(device))
+        if (SameName(base, device))
             return base;
     if (base.size() == 4 && base[3] >= L'1' && base[3] <= L'9')
         for (const std::wstring_view port : {L"COM", L"LPT"})
-            if (is(std::wstring(port) + base[3]))
+            if (SameName(base, std::wstring(port) + base[3]))
                 return base;
     return {};
 }
 
 bool IsTooLong(std::wstring_view name) {
-    return name.size() > LongestName ||
-           WideCharToMultiByte(CP_UTF8, 0, name.data(), static_cast<int>(name.size()), nullptr, 0, nullptr, nullptr) >
-               static_cast<int>(LongestName);
+    return name.size() > LongestName || ToUtf8(name).size() > LongestName;
 }
 
 std::wstring_view LastPart(std::wstring_view path) {
     return path.substr(path.rfind(L'\\') + 1);
-}
-
-bool EqualNames(std::wstring_view left, std::wstring_view right) {
-    return CompareStringOrdinal(left.data(), static_cast<int>(left.size()), right.data(),
-                                static_cast<int>(right.size()), TRUE) == CSTR_EQUAL;
 }
 
 /// A disk that keeps names as UTF-8 may cut what is too long for it, and then means another file.
@@ -87,7 +77,7 @@ bool IsCut(HANDLE file, std::wstring_view fullPath) {
     std::wstring opened(GetFinalPathNameByHandleW(file, nullptr, 0, 0), L'\0');
     opened.resize(std::min<std::size_t>(
         GetFinalPathNameByHandleW(file, opened.data(), static_cast<DWORD>(opened.size()), 0), opened.size()));
-    return !opened.empty() && !EqualNames(LastPart(opened), LastPart(fullPath));
+    return !opened.empty() && !SameName(LastPart(opened), LastPart(fullPath));
 }
 
 enum class Presence { There, Missing, Unknown };
@@ -96,8 +86,8 @@ Presence FindName(const std::wstring& fullPath) {
     WIN32_FIND_DATAW entry{};
     if (const CUniqueFindHandle search(FindFirstFileW(fullPath.c_str(), &entry)); search) {
         const auto name = LastPart(fullPath);
-        return EqualNames(name, entry.cFileName) || EqualNames(name, entry.cAlternateFileName) ? Presence::There
-                                                                                               : Presence::Missing;
+        return SameName(name, entry.cFileName) || SameName(name, entry.cAlternateFileName) ? Presence::There
+                                                                                           : Presence::Missing;
     }
     const DWORD error = GetLastError();
     return error == ERROR_ACCESS_DENIED || error == ERROR_SHARING_VIOLATION ? Presence::Unknown : Presence::Missing;
@@ -110,12 +100,6 @@ bool TakesFiles(const std::wstring& directory) {
         CreateFileW(path.c_str(), GENERIC_WRITE | DELETE, 0, nullptr, CREATE_NEW, FILE_FLAG_DELETE_ON_CLOSE, nullptr)));
 }
 } // namespace
-
-std::wstring FullPath(const std::wstring& path) {
-    std::wstring full(GetFullPathNameW(path.c_str(), 0, nullptr, nullptr), L'\0');
-    full.resize(GetFullPathNameW(path.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr));
-    return full.empty() ? path : full;
-}
 
 std::wstring DescribeForbiddenName(const std::wstring& fileName) {
     const auto found =

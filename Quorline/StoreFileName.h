@@ -7,9 +7,6 @@
 
 #include <string>
 
-/// The form in which two spellings of one file name meet: trailing dots and blanks gone, separators alike.
-std::wstring FullPath(const std::wstring& path);
-
 /// Why a document must not have this file name, as a sentence; empty when it may. A separator leads out of the
 /// directory, a colon into a hidden stream of another file, and a control character can be neither seen nor recorded.
 std::wstring DescribeForbiddenName(const std::wstring& fileName);

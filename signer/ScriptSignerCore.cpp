@@ -5,6 +5,7 @@
 #include "cms/IndirectData.h"
 #include "cms/SignatureBlock.h"
 #include "common/SignerErrors.h"
+#include "base/PathHelper.h"
 
 #include <algorithm>
 
@@ -34,12 +35,6 @@ std::wstring_view TextToSign(ScriptKind kind, std::wstring_view text) {
         throw CSignerError(E_INVALIDARG,
                            L"remove what is left of an earlier signature block first: " + refusal.Reason());
     }
-}
-
-std::wstring FullPath(const std::wstring& path) {
-    std::wstring full(GetFullPathNameW(path.c_str(), 0, nullptr, nullptr), L'\0');
-    full.resize(GetFullPathNameW(path.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr));
-    return full;
 }
 
 /// A file that is deleted unless it took another's place.

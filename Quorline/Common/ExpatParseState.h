@@ -7,6 +7,7 @@
 //     CDocumentStoreXmlParser(info).ParseFile(path);
 //     CDocumentStoreXmlParser(info).Parse(bytes, true);
 
+#include "base/UniqueHandle.h"
 #include "logging/Checks.h"
 
 #include <expat.h>
@@ -31,7 +32,7 @@ public:
         FILE* file = nullptr;
         if (const errno_t error = _wfopen_s(&file, path.c_str(), L"rb"); error != 0)
             SanityCheckFailed(Location(__LINE__), L"fopen_s failed: {0:%d}", error);
-        const std::unique_ptr<FILE, CFileCloser> owner(file);
+        const CUniqueStream owner(file);
         ParseFile(file);
     }
 
@@ -74,9 +75,6 @@ protected:
     }
 
 private:
-    struct CFileCloser {
-        void operator()(FILE* file) const noexcept { fclose(file); }
-    };
     struct CParserFree {
         void operator()(XML_Parser parser) const noexcept { XML_ParserFree(parser); }
     };

@@ -4,6 +4,7 @@
 #include "logging/Logging.h"
 #include "protection/ProcessInfo.h"
 #include "protection/ProtectedAppEnumerator.h"
+#include "base/Text.h"
 #include "base/UpperCase.h"
 #include "protection/WindowInfo.h"
 
@@ -128,7 +129,7 @@ std::set<unsigned long> CDocumentScript::GetProtectedProcIDs() {
 bool CDocumentScript::operator==(const CDocumentScript& other) const {
     if (static_cast<const CScript&>(*this) != other)
         return false;
-    if (_wcsicmp(m_appFriendlyName.c_str(), other.m_appFriendlyName.c_str()) != 0)
+    if (!SameText(m_appFriendlyName, other.m_appFriendlyName))
         return Differs("m_appFriendlyName\n");
     if (m_stateChanges != other.m_stateChanges)
         return Differs("m_stateChanges\n");

@@ -3,6 +3,7 @@
 #include "com/ComString.h"
 #include "base/LocaleText.h"
 #include "base/PathHelper.h"
+#include "base/Text.h"
 #include "base/UniqueHandle.h"
 #include "InternalDocumentStore.h"
 #include "ScriptExecution/DocumentStoreXMLReader.h"
@@ -27,8 +28,7 @@ std::wstring DescribeRefusal(const std::exception& refusal) {
         text = L"it is no store's info file";
     std::ranges::replace_if(
         text, [](wchar_t c) { return c < L' '; }, L' ');
-    text.erase(text.find_last_not_of(L' ') + 1);
-    return text;
+    return std::wstring(TrimEnd(text, L" "));
 }
 } // namespace
 
@@ -65,7 +65,7 @@ void CDocumentStoreHistory::Refresh() {
         Log(log4cxx::Level::getDebug(), L"Could not find directory '{0:%s}' ({1:%d})", pattern.c_str(), GetLastError());
     } else {
         do {
-            if (_wcsicmp(entry.cFileName, L".") != 0 && _wcsicmp(entry.cFileName, L"..") != 0 &&
+            if (!SameText(entry.cFileName, L".") && !SameText(entry.cFileName, L"..") &&
                 (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY))
                 AddStore(JoinPath(JoinPath(base, entry.cFileName), L"info.xml"));
         } while (FindNextFileW(search.Get(), &entry));
@@ -81,7 +81,7 @@ void CDocumentStoreHistory::AddStore(const std::wstring& infoPath) {
         Log(log4cxx::Level::getDebug(), L"Could not open file '{0:%s}' (code = {1:%d})", infoPath.c_str(), error);
         return;
     }
-    fclose(probe);
+    CUniqueStream(probe).reset();
 
     auto info = std::make_unique<CDocumentStoreInfo>();
     try {
@@ -139,7 +139,7 @@ HRESULT CDocumentStoreHistory::GetDocumentStoreInfoForDocument(ISavedDocument* d
         std::wstring canonical;
         if (const DWORD error = GetCanonicalPath(directory, canonical); error != ERROR_SUCCESS)
             return HResultFromCode(static_cast<long>(error));
-        if (_wcsicmp(wanted.c_str(), canonical.c_str()) == 0) {
+        if (SameText(wanted, canonical)) {
             *found = info.get();
             return S_OK;
         }

@@ -1,5 +1,6 @@
 #include "ScriptExecution/DocumentStoreXMLWriter.h"
 
+#include "base/Utf8.h"
 #include "InternalDocumentStore.h"
 #include "ScriptExecution/DocumentStoreInfo.h"
 #include "ScriptExecution/InfoFileValue.h"
@@ -85,36 +86,16 @@ void WriteRoot(const CDocumentStoreInfo& info, std::wstring& file) {
         WriteDocument(depth, *document, file);
 }
 
-/// UTF-8 with the line ends of a text stream; half a surrogate pair becomes U+FFFD.
+/// UTF-8 with the line ends of a text stream.
 std::string ToFileBytes(const std::wstring& text) {
-    std::string bytes(3 * text.size(), '\0');
-    char* out = bytes.data();
-    const auto put = [&out](unsigned byte) { *out++ = static_cast<char>(byte); };
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        unsigned c = text[i];
+    std::wstring lines;
+    lines.reserve(text.size() + text.size() / 16);
+    for (const wchar_t c : text) {
         if (c == L'\n')
-            put('\r');
-        if (c < 0x80) {
-            put(c);
-            continue;
-        }
-        if (c < 0x800) {
-            put(0xC0 | c >> 6);
-        } else if (IS_HIGH_SURROGATE(c) && i + 1 < text.size() && IS_LOW_SURROGATE(text[i + 1])) {
-            c = 0x10000 + ((c - 0xD800) << 10) + (text[++i] - 0xDC00u);
-            put(0xF0 | c >> 18);
-            put(0x80 | (c >> 12 & 0x3F));
-            put(0x80 | (c >> 6 & 0x3F));
-        } else {
-            if (IS_HIGH_SURROGATE(c) || IS_LOW_SURROGATE(c))
-                c = 0xFFFD;
-            put(0xE0 | c >> 12);
-            put(0x80 | (c >> 6 & 0x3F));
-        }
-        put(0x80 | (c & 0x3F));
+            lines += L'\r';
+        lines += c;
     }
-    bytes.resize(static_cast<std::size_t>(out - bytes.data()));
-    return bytes;
+    return ToUtf8(lines);
 }
 
 /// In one call of the system.
@@ -195,7 +176,7 @@ bool CDocumentStoreXMLWriter::Replace(std::string_view bytes) {
     if (!handle)
         return false;
     std::unique_ptr<const wchar_t, CFileRemover> leftover(sibling.c_str());
-    CUnique<CDescriptorTraits> file(_open_osfhandle(reinterpret_cast<std::intptr_t>(handle.Get()), _O_BINARY));
+    CUniqueDescriptor file(_open_osfhandle(reinterpret_cast<std::intptr_t>(handle.Get()), _O_BINARY));
     if (!file)
         return false;
     handle.Detach();

@@ -2,10 +2,9 @@
 
 #include "Common/RpcHelper.h"
 #include "InternalDocumentStore.h"
+#include "base/Text.h"
 #include "ScriptExecution/DocumentStoreInfo.h"
 #include "ScriptExecution/StateChangeInstance.h"
-
-#include <cwchar>
 
 namespace {
 using enum InfoFileElement;
@@ -29,9 +28,9 @@ FILETIME ParseTimestamp(const std::wstring& text) {
 }
 
 TEMP_DOCUMENT_STATUS ParseRecovered(const std::wstring& text) {
-    if (_wcsicmp(text.c_str(), L"true") == 0)
+    if (SameText(text, L"true"))
         return TEMP_DOCUMENT_RECOVERED;
-    if (_wcsicmp(text.c_str(), L"false") == 0)
+    if (SameText(text, L"false"))
         return TEMP_DOCUMENT_NOT_RECOVERED;
     throw CXmlParseException(text);
 }

@@ -1,5 +1,7 @@
 #include "ScriptExecution/InfoFileElements.h"
 
+#include "base/Text.h"
+
 #include <utility>
 
 namespace {
@@ -42,11 +44,6 @@ bool CollectsText(InfoFileElement element) {
     return false;
 }
 
-std::wstring Trim(const std::wstring& text) {
-    static constexpr wchar_t blanks[] = L" \r\t\n";
-    const auto begin = text.find_first_not_of(blanks);
-    return begin == std::wstring::npos ? std::wstring() : text.substr(begin, text.find_last_not_of(blanks) - begin + 1);
-}
 } // namespace
 
 CInfoFileElements::CInfoFileElements() {
@@ -80,7 +77,7 @@ std::optional<CInfoFileElement> CInfoFileElements::End() {
     const InfoFileElement element = ElementOf(m_states.back());
     m_states.pop_back();
     // Only here, for what collected it: trimmed at every element's end, a long text would cost its length each time.
-    return CInfoFileElement{element, CollectsText(element) ? Trim(m_text) : std::wstring()};
+    return CInfoFileElement{element, CollectsText(element) ? std::wstring(Trim(m_text, L" \r\t\n")) : std::wstring()};
 }
 
 void CInfoFileElements::AddText(std::wstring_view text) {

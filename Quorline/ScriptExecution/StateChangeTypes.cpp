@@ -1,5 +1,7 @@
 #include "ScriptExecution/StateChangeTypes.h"
 
+#include "base/Text.h"
+
 #include <cwchar>
 
 _STATE_CHANGE_TYPE StateChangeTypeFromText(const std::wstring& text) {
@@ -17,13 +19,9 @@ _STATE_CHANGE_TYPE StateChangeTypeFromText(const std::wstring& text) {
         {L"ShutdownResume", ShutdownResume},
     };
 
-    static constexpr wchar_t blanks[] = L" \t\r\n";
-    const auto begin = text.find_first_not_of(blanks);
-    if (begin == std::wstring::npos)
-        return {};
-    const auto stripped = text.substr(begin, text.find_last_not_of(blanks) - begin + 1);
+    const std::wstring name(Trim(text, L" \t\r\n"));
     for (const auto& entry : names)
-        if (stripped.size() == std::wcslen(entry.name) && _wcsicmp(stripped.c_str(), entry.name) == 0)
+        if (name.size() == std::wcslen(entry.name) && SameText(name, entry.name))
             return entry.type;
     return {};
 }

@@ -10,6 +10,12 @@ std::wstring JoinPath(const std::wstring& first, const std::wstring& second) {
     return ends || begins ? first + second : first + L'\\' + second;
 }
 
+std::wstring FullPath(const std::wstring& path) {
+    std::wstring full(GetFullPathNameW(path.c_str(), 0, nullptr, nullptr), L'\0');
+    full.resize(GetFullPathNameW(path.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr));
+    return full.empty() ? path : full;
+}
+
 DWORD GetCanonicalPath(const std::wstring& path, std::wstring& canonical) {
     wchar_t full[MAX_PATH];
     wchar_t shortForm[MAX_PATH];

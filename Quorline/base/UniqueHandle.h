@@ -7,6 +7,9 @@
 
 #include <windows.h>
 
+#include <io.h>
+
+#include <cstdio>
 #include <memory>
 #include <utility>
 
@@ -61,6 +64,20 @@ struct CFindHandleTraits : CNullableTraits<HANDLE, &FindClose> {
 using CUniqueHandle = CUnique<CKernelHandleTraits>;
 using CUniqueFindHandle = CUnique<CFindHandleTraits>;
 using CUniqueRegKey = CUnique<CNullableTraits<HKEY, &RegCloseKey>>;
+
+/// A file of the C runtime, by its number.
+struct CDescriptorTraits {
+    using Type = int;
+    static Type Null() noexcept { return -1; }
+    static bool IsValid(Type value) noexcept { return value != Null(); }
+    static void Close(Type value) noexcept { _close(value); }
+};
+using CUniqueDescriptor = CUnique<CDescriptorTraits>;
+
+struct CStreamCloser {
+    void operator()(FILE* stream) const noexcept { std::fclose(stream); }
+};
+using CUniqueStream = std::unique_ptr<FILE, CStreamCloser>;
 
 struct CLocalFreeDeleter {
     void operator()(void* memory) const noexcept { LocalFree(memory); }

@@ -1,6 +1,6 @@
 #include "com/ComErrorText.h"
 
-#include "base/UniqueHandle.h"
+#include "base/SystemMessage.h"
 
 #include <atlbase.h>
 
@@ -10,11 +10,7 @@
 #include <cwchar>
 
 std::wstring GetComErrorText(HRESULT hr) {
-    wchar_t* message = nullptr;
-    FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM, nullptr, static_cast<DWORD>(hr),
-                   MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT), reinterpret_cast<wchar_t*>(&message), 0, nullptr);
-    if (const CUniqueLocalMemory<wchar_t> owner(message); owner != nullptr) {
-        std::wstring text(message);
+    if (std::wstring text = GetSystemMessage(static_cast<unsigned long>(hr), MessageInserts::Refuse); !text.empty()) {
         if (text.ends_with(L"\r\n"))
             text.resize(text.size() - 2);
         return text;

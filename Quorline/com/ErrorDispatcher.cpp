@@ -1,7 +1,7 @@
 #include "com/ErrorDispatcher.h"
 
 #include "base/LocaleText.h"
-#include "base/UniqueHandle.h"
+#include "base/SystemMessage.h"
 
 #include <atlcomcli.h>
 
@@ -15,19 +15,6 @@ constexpr HRESULT win32Facility = FACILITY_WIN32 << 16;
 
 std::wstring Widened(const char* text) {
     return text != nullptr ? WidenText(text) : std::wstring();
-}
-
-/// The system's text as it is; false with the last error set when there is none.
-bool SystemMessage(DWORD code, std::wstring& message) {
-    wchar_t* buffer = nullptr;
-    const DWORD length = FormatMessageW(
-        FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, code,
-        MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT), reinterpret_cast<wchar_t*>(&buffer), 0, nullptr);
-    const CUniqueLocalMemory<wchar_t> owner(buffer);
-    if (length == 0)
-        return false;
-    message.assign(buffer, length);
-    return true;
 }
 
 void Install(REFIID iid, const std::wstring& source, const std::wstring& description, DWORD helpContext,
@@ -49,8 +36,11 @@ void Install(REFIID iid, const std::wstring& source, const std::wstring& descrip
 
 HRESULT InstallFailure(REFIID iid, HRESULT hr, const std::wstring& source, std::wstring description, DWORD helpContext,
                        const std::wstring& helpFile) {
-    if (description.empty() && (hr & facilityMask) == win32Facility && !SystemMessage(LOWORD(hr), description))
-        return HRESULT_FROM_WIN32(GetLastError());
+    if (description.empty() && (hr & facilityMask) == win32Facility) {
+        description = GetSystemMessage(LOWORD(hr));
+        if (description.empty())
+            return HRESULT_FROM_WIN32(GetLastError());
+    }
     Install(iid, source, description, helpContext, helpFile);
     return hr;
 }

@@ -1,7 +1,7 @@
 #include "config/PropertyService.h"
 
+#include "base/EffectiveToken.h"
 #include "base/PathHelper.h"
-#include "base/UniqueHandle.h"
 #include "config/MachineDirectory.h"
 #include "config/RegistryReader.h"
 #include "logging/Logging.h"
@@ -94,10 +94,7 @@ void CPropertyService::LoadDirectories(const CRegistryReader& key) {
 }
 
 std::wstring CPropertyService::GetUserLogDirectory() {
-    CUniqueHandle token;
-    if (!OpenThreadToken(GetCurrentThread(), TOKEN_QUERY | TOKEN_IMPERSONATE, TRUE, token.Put()) &&
-        GetLastError() == ERROR_NO_TOKEN)
-        OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY | TOKEN_IMPERSONATE, token.Put());
+    const CUniqueHandle token = OpenEffectiveToken(TOKEN_QUERY | TOKEN_IMPERSONATE);
     wchar_t folder[MAX_PATH];
     const HRESULT hr = SHGetFolderPathW(nullptr, CSIDL_LOCAL_APPDATA, token.Get(), SHGFP_TYPE_CURRENT, folder);
     if (hr != S_OK) {

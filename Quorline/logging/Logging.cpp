@@ -1,6 +1,6 @@
 #include "logging/Logging.h"
 
-#include "base/UniqueHandle.h"
+#include "base/SystemMessage.h"
 #include "IntlHelper/format/StringFormatter.h"
 #include "logging/LogState.h"
 #include "logging/LostLines.h"
@@ -158,14 +158,9 @@ log4cxx::LevelPtr LevelFromNumber(unsigned long number) {
 
 std::wstring GetSystemErrorText(unsigned long code) {
     const CLastErrorKeeper keeper;
-    wchar_t* buffer = nullptr;
-    const DWORD length = FormatMessageW(
-        FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, code,
-        MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT), reinterpret_cast<wchar_t*>(&buffer), 0, nullptr);
-    const CUniqueLocalMemory<wchar_t> owner(buffer);
-    if (length == 0)
+    std::wstring text = GetSystemMessage(code);
+    if (text.empty())
         return L"No Error Text Available";
-    std::wstring text(buffer, length);
     while (!text.empty() && std::iswspace(text.back()))
         text.pop_back();
     return text;

@@ -1,6 +1,7 @@
 #include "AppsFile.h"
 
 #include "ExitCode.h"
+#include "base/Text.h"
 
 #include <filesystem>
 #include <fstream>
@@ -40,9 +41,9 @@ CScript ReadScriptFile(const std::wstring& path) {
     const std::filesystem::path file(path);
     const std::wstring extension = file.extension().wstring();
     CScript script;
-    if (_wcsicmp(extension.c_str(), L".vbs") == 0)
+    if (SameText(extension, L".vbs"))
         script.SetScriptLang(CScript::LangVBScript);
-    else if (_wcsicmp(extension.c_str(), L".js") == 0)
+    else if (SameText(extension, L".js"))
         script.SetScriptLang(CScript::LangJScript);
     else
         Refuse(L"the script '" + path + L"' is neither .vbs nor .js.");

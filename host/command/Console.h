@@ -2,6 +2,8 @@
 
 // The command's text, in UTF-8 whatever the console's code page.
 
+#include "base/Utf8.h"
+
 #include <string>
 #include <string_view>
 
@@ -12,9 +14,6 @@ struct CConsoleSettings {
 
 /// For the whole program, before anything is printed.
 void SetConsole(CConsoleSettings settings);
-
-std::string ToUtf8(std::wstring_view text);
-std::wstring FromUtf8(std::string_view text);
 
 /// One line on standard output, or on standard error for trouble; flushed, so that progress is seen as it happens.
 /// Names and paths come from others: characters in the text that would break the line or turn it round are shown as

@@ -8,14 +8,11 @@
 #include "RestoreScripts.h"
 #include "SavedCopy.h"
 #include "StoreCatalog.h"
+#include "base/Text.h"
 
 #include <map>
 
 namespace {
-bool SameText(const std::wstring& left, const std::wstring& right) {
-    return _wcsicmp(left.c_str(), right.c_str()) == 0;
-}
-
 std::wstring SavedCopyOf(const CInternalSavedDocument& document) {
     std::wstring path;
     document.GetDocTempPath(path);

@@ -1,6 +1,7 @@
 #include "RestoreScripts.h"
 
 #include "protection/ProcessInfo.h"
+#include "base/Text.h"
 #include "base/UpperCase.h"
 
 CRestoreScripts::CRestoreScripts(const CRestoreRequest& request) {
@@ -25,7 +26,7 @@ const CDocumentScript* CRestoreScripts::Find(const CInternalSavedDocument& docum
     const CDocumentScript* named = nullptr;
     for (const auto& app : m_apps) {
         const std::wstring script = app->GetRestoreScript().GetScriptName();
-        if (script.empty() || (!name.empty() && _wcsicmp(script.c_str(), name.c_str()) != 0))
+        if (script.empty() || (!name.empty() && !SameText(script, name)))
             continue;
         if (static_cast<const IProtectedAppMatcher&>(*app).IsMatchingProcess(process))
             return app.get();

@@ -1,5 +1,7 @@
 #include "SavedCopy.h"
 
+#include "base/PathHelper.h"
+#include "base/Text.h"
 #include "base/UniqueHandle.h"
 #include "SystemText.h"
 
@@ -14,18 +16,6 @@ CSavedCopyAnswer Refuse(std::wstring reason) {
 
 bool IsForbiddenInName(wchar_t c) {
     return c == L'"' || c == L':' || c < 0x20 || (c >= 0x7F && c <= 0x9F);
-}
-
-/// With "..", forward slashes and the names of devices resolved, without asking any disk.
-std::wstring FullPath(const std::wstring& path) {
-    std::wstring full(GetFullPathNameW(path.c_str(), 0, nullptr, nullptr), L'\0');
-    full.resize(GetFullPathNameW(path.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr));
-    return full;
-}
-
-bool SamePath(const std::wstring& left, const std::wstring& right) {
-    return CompareStringOrdinal(left.c_str(), static_cast<int>(left.size()), right.c_str(),
-                                static_cast<int>(right.size()), TRUE) == CSTR_EQUAL;
 }
 
 /// The object itself where the path ends in a link. Nothing is opened for reading: a copy may be in use.
@@ -53,7 +43,7 @@ bool IsLink(HANDLE object, HANDLE directory, const std::wstring& name) {
         return true;
     const std::wstring path = FinalPath(object);
     const std::wstring parent = FinalPath(directory);
-    return !path.empty() && !parent.empty() && !SamePath(path, parent + L"\\" + name);
+    return !path.empty() && !parent.empty() && !SameName(path, parent + L"\\" + name);
 }
 
 bool IsOrdinaryFile(HANDLE file) {
@@ -69,7 +59,7 @@ CSavedCopyAnswer ExamineSavedCopy(const std::wstring& storeDirectory, const std:
         return Refuse(L"the record names no file");
     if (std::any_of(name.begin(), name.end(), IsForbiddenInName))
         return Refuse(L"its name holds a quotation mark, a colon or a control character");
-    if (!SamePath(FullPath(path), storeDirectory + L"\\" + name))
+    if (!SameName(FullPath(path), storeDirectory + L"\\" + name))
         return Refuse(L"it does not lie in the directory of its store");
 
     const std::size_t end = storeDirectory.find_last_of(L'\\');

@@ -1,8 +1,9 @@
 #include "SystemText.h"
 
-#include "base/UniqueHandle.h"
+#include "base/SystemMessage.h"
 
 #include <cwctype>
+#include <iterator>
 
 std::wstring DescribeCode(unsigned long code) {
     // The small numbers come from the C runtime, whose file operations write the info files.
@@ -13,12 +14,7 @@ std::wstring DescribeCode(unsigned long code) {
         if (_wcserror_s(buffer, std::size(buffer), static_cast<int>(code)) == 0)
             text = buffer;
     } else {
-        wchar_t* buffer = nullptr;
-        const DWORD length =
-            FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
-                           nullptr, code, 0, reinterpret_cast<LPWSTR>(&buffer), 0, nullptr);
-        const CUniqueLocalMemory<wchar_t> owner(buffer);
-        text.assign(buffer != nullptr ? buffer : L"", length);
+        text = GetSystemMessage(code);
     }
     while (!text.empty() && (std::iswspace(text.back()) != 0 || text.back() == L'.'))
         text.pop_back();

@@ -1,25 +1,17 @@
 #include "SessionError.h"
 
-#include "base/UniqueHandle.h"
+#include "base/SystemMessage.h"
 
 #include <atlcomcli.h>
 #include <atlexcept.h>
 
-#include <cwctype>
 #include <new>
 
 namespace {
 
 /// The system's text for a code, without its full stop.
 std::wstring SystemText(HRESULT result) {
-    wchar_t* text = nullptr;
-    const DWORD length =
-        FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
-                       nullptr, static_cast<DWORD>(result), 0, reinterpret_cast<LPWSTR>(&text), 0, nullptr);
-    const CUniqueLocalMemory<wchar_t> owner(text);
-    std::wstring message(text != nullptr ? text : L"", length);
-    while (!message.empty() && (std::iswspace(message.back()) || message.back() == L'.'))
-        message.pop_back();
+    std::wstring message = GetSystemPhrase(static_cast<unsigned long>(result));
     return message.empty() ? L"unknown error " + std::to_wstring(result) : message;
 }
 

@@ -2,6 +2,8 @@
 
 #include "common/FileBytes.h"
 #include "common/SignerErrors.h"
+#include "base/Text.h"
+#include "base/Utf8.h"
 
 #include <algorithm>
 #include <cstring>
@@ -9,9 +11,9 @@
 ScriptKind ScriptKindOf(std::wstring_view name) {
     const std::size_t dot = name.find_last_of(L"./\\");
     const std::wstring extension(dot == std::wstring_view::npos || name[dot] != L'.' ? L"" : name.substr(dot));
-    if (_wcsicmp(extension.c_str(), L".vbs") == 0)
+    if (SameText(extension, L".vbs"))
         return ScriptKind::VBScript;
-    if (_wcsicmp(extension.c_str(), L".js") == 0)
+    if (SameText(extension, L".js"))
         return ScriptKind::JScript;
     throw CSignerError(E_INVALIDARG, L"only .vbs and .js scripts can be signed, not '" + std::wstring(name) + L"'");
 }
@@ -51,29 +53,19 @@ CScriptFile::CScriptFile(const std::wstring& path)
         std::memcpy(m_text.data(), m_bytes.data(), m_bytes.size());
         return;
     }
-    if (m_bytes.empty())
-        return;
-    const auto* const source = reinterpret_cast<const char*>(m_bytes.data());
-    const int size = static_cast<int>(m_bytes.size());
-    const int length = MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, source, size, nullptr, 0);
-    if (length == 0)
+    auto text = DecodeUtf8({reinterpret_cast<const char*>(m_bytes.data()), m_bytes.size()}, BadUtf8::Refuse);
+    if (!text)
         refuse(L"is neither UTF-8 nor UTF-16LE with a byte-order mark; save it in one of these encodings");
-    m_text.resize(static_cast<std::size_t>(length));
-    MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, source, size, m_text.data(), length);
+    m_text = std::move(*text);
 }
 
 CBytes CScriptFile::Encode(std::wstring_view text) const {
-    if (text.empty())
-        return {};
     if (m_utf16) {
         const auto* const bytes = reinterpret_cast<const BYTE*>(text.data());
         return {bytes, bytes + text.size() * sizeof(wchar_t)};
     }
-    const int length = static_cast<int>(text.size());
-    const int size = WideCharToMultiByte(CP_UTF8, 0, text.data(), length, nullptr, 0, nullptr, nullptr);
-    CBytes bytes(static_cast<std::size_t>(size));
-    WideCharToMultiByte(CP_UTF8, 0, text.data(), length, reinterpret_cast<char*>(bytes.data()), size, nullptr, nullptr);
-    return bytes;
+    const std::string bytes = ToUtf8(text);
+    return {bytes.begin(), bytes.end()};
 }
 
 CBytes CScriptFile::Replace(std::size_t keptCharacters, std::wstring_view more) const {

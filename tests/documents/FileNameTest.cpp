@@ -3,6 +3,7 @@
 #include "StoreFileName.h"
 
 #include "StoreFixture.h"
+#include "base/PathHelper.h"
 #include "logging/Logging.h"
 
 using testing::ElementsAre;

@@ -13,8 +13,6 @@
 #include "base/UniqueHandle.h"
 #include "ScriptExecution/DocumentStoreWriter.h"
 
-#include <io.h>
-
 #include <string>
 #include <string_view>
 
@@ -65,17 +63,10 @@ public:
     };
 
 private:
-    struct CDescriptorTraits {
-        using Type = int;
-        static Type Null() noexcept { return -1; }
-        static bool IsValid(Type value) noexcept { return value != Null(); }
-        static void Close(Type value) noexcept { _close(value); }
-    };
-
     void Open();
     bool Replace(std::string_view bytes);
     void WriteInPlace(std::string_view bytes);
 
-    CUnique<CDescriptorTraits> m_file;
+    CUniqueDescriptor m_file;
     std::wstring m_path;
 };

@@ -1,6 +1,6 @@
 // UTF-8 as the command reads it; what is malformed becomes U+FFFD.
 
-#include "Console.h"
+#include "base/Utf8.h"
 #include "Utf8.h"
 
 std::wstring FromUtf8(std::string_view text) {

@@ -1,0 +1,52 @@
+#include "base/Utf8.h"
+
+#include <windows.h>
+
+#include <gtest/gtest.h>
+
+namespace {
+TEST(Utf8, TextGoesThereAndBack) {
+    const std::wstring text = L"caf\u00e9 \u6587 \xD83D\xDE00 \x07";
+    EXPECT_EQ(ToUtf8(text), "caf\xc3\xa9 \xe6\x96\x87 \xf0\x9f\x98\x80 \x07");
+    EXPECT_EQ(FromUtf8(ToUtf8(text)), text);
+    EXPECT_EQ(ToUtf8(L""), "");
+    EXPECT_EQ(FromUtf8(""), L"");
+}
+
+TEST(Utf8, AZeroIsACharacterLikeAnyOther) {
+    EXPECT_EQ(ToUtf8(std::wstring_view(L"a\0b", 3)), std::string("a\0b", 3));
+    EXPECT_EQ(FromUtf8(std::string_view("a\0b", 3)), std::wstring(L"a\0b", 3));
+}
+
+TEST(Utf8, HalfAPairBecomesTheReplacementCharacter) {
+    for (const wchar_t* const half : {L"\xD83D", L"\xDE00", L"\xDE00\xD83D"}) {
+        std::string expected;
+        for (std::size_t i = 0; i < wcslen(half); ++i)
+            expected += "\xef\xbf\xbd";
+        EXPECT_EQ(ToUtf8(half), expected);
+    }
+}
+
+TEST(Utf8, NoPairIsTornInALongText) {
+    for (std::size_t before = 0; before < 3; ++before) {
+        // Whatever the length of the pieces, some pair of these stands across the end of each.
+        std::wstring text(before, L'x');
+        while (text.size() < (3U << 20))
+            text += L"\xD83D\xDE00";
+        const std::string bytes = ToUtf8(text);
+        EXPECT_EQ(bytes.size(), before + 2 * (text.size() - before));
+        EXPECT_EQ(bytes.find("\xef\xbf\xbd"), std::string::npos);
+        EXPECT_TRUE(FromUtf8(bytes) == text);
+    }
+}
+
+TEST(Utf8, BytesThatAreNoUtf8AreReplacedOrRefused) {
+    for (const char* const bytes : {"\xff", "a\xc3", "\xed\xa0\x80", "\x80z"}) {
+        EXPECT_NE(FromUtf8(bytes).find(L'\xFFFD'), std::wstring::npos);
+        SetLastError(ERROR_SUCCESS);
+        EXPECT_EQ(DecodeUtf8(bytes, BadUtf8::Refuse), std::nullopt);
+        EXPECT_EQ(GetLastError(), DWORD{ERROR_NO_UNICODE_TRANSLATION});
+    }
+    EXPECT_EQ(DecodeUtf8("caf\xc3\xa9", BadUtf8::Refuse), L"caf\u00e9");
+}
+} // namespace
