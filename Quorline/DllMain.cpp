@@ -3,18 +3,11 @@
 
 #include "IntlHelper/CultureHelper.h"
 #include "QuorlineModule.h"
+#include "com/ProxyEntryPoints.h"
 #include "config/LogSettingsReader.h"
 #include "logging/Log4cxxConfig.h"
 
 #include <log4cxx/ndc.h>
-
-extern "C" {
-BOOL WINAPI PrxDllMain(HINSTANCE instance, DWORD reason, void* reserved);
-HRESULT STDMETHODCALLTYPE PrxDllGetClassObject(REFCLSID clsid, REFIID iid, void** object);
-HRESULT STDMETHODCALLTYPE PrxDllCanUnloadNow();
-HRESULT STDMETHODCALLTYPE PrxDllRegisterServer();
-HRESULT STDMETHODCALLTYPE PrxDllUnregisterServer();
-}
 
 namespace {
 

@@ -2,6 +2,7 @@
 
 #include "base/StackLimit.h"
 #include "com/ComErrorText.h"
+#include "com/ExceptionInfo.h"
 #include "ScriptExecution/TalvinorClientScriptSite.h"
 #include "logging/Checks.h"
 #include "logging/Logging.h"
@@ -21,23 +22,6 @@ namespace {
 
 constexpr GUID vbScriptEngine = {0xB54F3741, 0x5B07, 0x11CF, {0xA4, 0xB0, 0x00, 0xAA, 0x00, 0x4A, 0x55, 0xE8}};
 constexpr GUID jScriptEngine = {0xF414C260, 0x6AC0, 0x11CF, {0xB6, 0xD1, 0x00, 0xAA, 0x00, 0xBB, 0xBB, 0x58}};
-
-/// What ParseScriptText hands back and nobody reads.
-struct CParseResult {
-    CParseResult() noexcept { VariantInit(&value); }
-    CParseResult(const CParseResult&) = delete;
-    CParseResult& operator=(const CParseResult&) = delete;
-    ~CParseResult() {
-        VariantClear(&value);
-        SysFreeString(exception.bstrSource);
-        SysFreeString(exception.bstrDescription);
-        SysFreeString(exception.bstrHelpFile);
-    }
-
-    VARIANT value;
-    EXCEPINFO exception{};
-};
-
 } // namespace
 
 CScriptRunner::CScriptRunner() : m_pNamedItems(std::make_unique<CNamedItems>().release()) {}
@@ -181,10 +165,11 @@ void CScriptRunner::RunScript(CScript* script) {
     }
 
     OutputDebugStringW(text);
-    CParseResult result;
+    CComVariant result; // which nobody reads, like the exception beside it
+    CExceptionInfo exception;
     const bool returned = RunWithinStack([&] {
         hr = parser->ParseScriptText(text, nullptr, nullptr, nullptr, 0, 1,
-                                     SCRIPTTEXT_ISVISIBLE | SCRIPTTEXT_ISPERSISTENT, &result.value, &result.exception);
+                                     SCRIPTTEXT_ISVISIBLE | SCRIPTTEXT_ISPERSISTENT, &result, &exception);
         if (FAILED(hr))
             Log(log4cxx::Level::getError(), L"Script parsing failed.");
         else

@@ -5,7 +5,7 @@
 
 #include "HostInterfaces.h"
 
-#include <wrl/client.h>
+#include <atlbase.h>
 
 namespace {
 // kept: failures of Init are reported under these fixed places, which log readers know.
@@ -39,7 +39,7 @@ void CStateChangeInstance::Init(const CStateChangeInstance* other) {
 
 // kept: the values read are thrown away; the call only proves that the host answers both properties.
 void CStateChangeInstance::Init(IStateChangeInstance* instance) {
-    const Microsoft::WRL::ComPtr<IStateChangeInstance> reference(instance);
+    const CComPtr<IStateChangeInstance> reference(instance);
     long newState = 0;
     if (const HRESULT hr = reference->get_NewState(&newState); FAILED(hr))
         CheckHResult(InitLocation(36), hr, L"IStateChangeInstance::get_NewState");

@@ -32,13 +32,6 @@ bool RunsSaveScripts(_STATE_CHANGE_TYPE state) {
     return state == Shutdown || state == Standby || state == Hibernate;
 }
 
-CUniqueBstr CopyToBstr(const std::wstring& text) {
-    CUniqueBstr copy(SysAllocStringLen(text.data(), static_cast<UINT>(text.size())));
-    if (!copy)
-        AtlThrow(E_OUTOFMEMORY);
-    return copy;
-}
-
 /// Tells the observer, if there is one, that the store is finished, on every way out of its scope.
 class CStoreEnd {
 public:
@@ -221,8 +214,8 @@ HRESULT CStateChangeScriptOp::ClearError() {
 
 HRESULT CStateChangeScriptOp::GetErrorInfo(wchar_t** scriptName, wchar_t** source, wchar_t** description,
                                            unsigned long* line, long* charPos) {
-    CUniqueBstr scriptNameCopy = CopyToBstr(m_failingScriptName);
-    CUniqueBstr sourceCopy = CopyToBstr(m_errorSource);
+    CComBSTR scriptNameCopy = CopyToBstr(m_failingScriptName);
+    CComBSTR sourceCopy = CopyToBstr(m_errorSource);
     *description = CopyToBstr(m_errorDescription).Detach();
     *source = sourceCopy.Detach();
     *scriptName = scriptNameCopy.Detach();

@@ -1,24 +1,13 @@
 #include "ScriptExecution/TalvinorClientScriptSite.h"
 
 #include "ScriptExecution/ScriptRunner.h"
+#include "com/ExceptionInfo.h"
 #include "logging/Logging.h"
 
 #include <cstdarg>
 #include <exception>
 
 namespace {
-
-/// What an engine tells of an error; frees its texts.
-struct CExceptionInfo : EXCEPINFO {
-    CExceptionInfo() noexcept : EXCEPINFO{} {}
-    CExceptionInfo(const CExceptionInfo&) = delete;
-    CExceptionInfo& operator=(const CExceptionInfo&) = delete;
-    ~CExceptionInfo() {
-        SysFreeString(bstrSource);
-        SysFreeString(bstrDescription);
-        SysFreeString(bstrHelpFile);
-    }
-};
 
 std::wstring TextOf(BSTR text) {
     return text != nullptr ? text : L"";

@@ -2,24 +2,23 @@
 
 // Strings that cross a COM boundary.
 
-#include "base/UniqueHandle.h"
-
-#include <windows.h>
-
-#include <oleauto.h>
+#include <atlcomcli.h>
 
 #include <string>
 
-using CUniqueBstr = CUnique<CNullableTraits<BSTR, &SysFreeString>>;
+/// The text whole, with the zeros that it may hold. Throws CAtlException with E_OUTOFMEMORY.
+inline ATL::CComBSTR CopyToBstr(const std::wstring& text) {
+    return {static_cast<int>(text.size()), text.c_str()};
+}
 
 /// Reads a string property into value; a null string reads as empty. On failure returns the property's HRESULT and
 /// leaves value as it was.
 template <class Interface>
 HRESULT ReadStringProperty(Interface* object, HRESULT (STDMETHODCALLTYPE Interface::*getter)(BSTR*),
                            std::wstring& value) {
-    CUniqueBstr text;
-    const HRESULT hr = (object->*getter)(text.Put());
+    ATL::CComBSTR text;
+    const HRESULT hr = (object->*getter)(&text);
     if (SUCCEEDED(hr))
-        value.assign(text ? text.Get() : L"", SysStringLen(text.Get()));
+        value.assign(!text ? L"" : static_cast<BSTR>(text), text.Length());
     return hr;
 }

@@ -2,8 +2,7 @@
 
 #include "base/LocaleText.h"
 #include "base/SystemMessage.h"
-
-#include <atlcomcli.h>
+#include "com/ErrorInfo.h"
 
 #include <new>
 #include <string>
@@ -17,31 +16,13 @@ std::wstring Widened(const char* text) {
     return text != nullptr ? WidenText(text) : std::wstring();
 }
 
-void Install(REFIID iid, const std::wstring& source, const std::wstring& description, DWORD helpContext,
-             const std::wstring& helpFile) {
-    CComPtr<ICreateErrorInfo> creator;
-    if (FAILED(CreateErrorInfo(&creator)))
-        return;
-    creator->SetGUID(iid);
-    if (!description.empty())
-        creator->SetDescription(const_cast<wchar_t*>(description.c_str()));
-    if (!source.empty())
-        creator->SetSource(const_cast<wchar_t*>(source.c_str()));
-    if (!helpFile.empty())
-        creator->SetHelpFile(const_cast<wchar_t*>(helpFile.c_str()));
-    creator->SetHelpContext(helpContext);
-    if (const CComQIPtr<IErrorInfo> info(creator); info)
-        SetErrorInfo(0, info);
-}
-
-HRESULT InstallFailure(REFIID iid, HRESULT hr, const std::wstring& source, std::wstring description, DWORD helpContext,
-                       const std::wstring& helpFile) {
-    if (description.empty() && (hr & facilityMask) == win32Facility) {
-        description = GetSystemMessage(LOWORD(hr));
-        if (description.empty())
+HRESULT InstallFailure(REFIID iid, HRESULT hr, CErrorInfo error) {
+    if (error.description.empty() && (hr & facilityMask) == win32Facility) {
+        error.description = GetSystemMessage(LOWORD(hr));
+        if (error.description.empty())
             return HRESULT_FROM_WIN32(GetLastError());
     }
-    Install(iid, source, description, helpContext, helpFile);
+    InstallErrorInfo(iid, error);
     return hr;
 }
 
@@ -52,7 +33,7 @@ HRESULT DispatchError(REFIID iid, HRESULT hr, const char* source, const char* de
     if (SUCCEEDED(hr))
         return hr;
     try {
-        return InstallFailure(iid, hr, Widened(source), Widened(description), helpContext, Widened(helpFile));
+        return InstallFailure(iid, hr, {Widened(source), Widened(description), Widened(helpFile), helpContext});
     } catch (const std::bad_alloc&) {
         // The failure itself matters more than its description.
         return hr;
@@ -63,7 +44,7 @@ HRESULT DispatchError(REFIID iid, HRESULT hr, const std::wstring& description) n
     if (SUCCEEDED(hr))
         return hr;
     try {
-        return InstallFailure(iid, hr, L"", description, 0, L"");
+        return InstallFailure(iid, hr, {.description = description});
     } catch (const std::bad_alloc&) {
         return hr;
     }

@@ -1,6 +1,6 @@
 #pragma once
 
-// The one place where an exception becomes the HRESULT that crosses a COM boundary:
+// Where an exception of the library becomes the HRESULT that crosses a COM boundary:
 //
 //     try { ... } catch (...) { return HResultOfException(); }
 

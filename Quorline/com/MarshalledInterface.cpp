@@ -1,8 +1,8 @@
 #include "com/MarshalledInterface.h"
 
 std::shared_ptr<CMarshalledInterface> CMarshalledInterface::Marshal(REFIID iid, IUnknown* object, HRESULT& hr) {
-    Microsoft::WRL::ComPtr<IStream> stream;
-    hr = CoMarshalInterThreadInterfaceInStream(iid, object, stream.GetAddressOf());
+    ATL::CComPtr<IStream> stream;
+    hr = CoMarshalInterThreadInterfaceInStream(iid, object, &stream);
     return SUCCEEDED(hr) ? std::shared_ptr<CMarshalledInterface>(new CMarshalledInterface(stream)) : nullptr;
 }
 
@@ -10,7 +10,7 @@ CMarshalledInterface::~CMarshalledInterface() {
     if (!m_stream)
         return;
     m_stream->Seek({}, STREAM_SEEK_SET, nullptr);
-    CoReleaseMarshalData(m_stream.Get());
+    CoReleaseMarshalData(m_stream);
 }
 
 HRESULT CMarshalledInterface::Unmarshal(REFIID iid, void** object) {

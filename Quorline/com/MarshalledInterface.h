@@ -3,10 +3,7 @@
 // An interface on its way from one COM apartment to another. Unmarshalled at most once; when nobody comes for it, what
 // the stream holds is given back.
 
-#include <windows.h>
-#include <objbase.h>
-
-#include <wrl/client.h>
+#include <atlcomcli.h>
 
 #include <memory>
 #include <utility>
@@ -24,7 +21,7 @@ public:
     HRESULT Unmarshal(REFIID iid, void** object);
 
 private:
-    explicit CMarshalledInterface(Microsoft::WRL::ComPtr<IStream> stream) noexcept : m_stream(std::move(stream)) {}
+    explicit CMarshalledInterface(ATL::CComPtr<IStream> stream) noexcept : m_stream(std::move(stream)) {}
 
-    Microsoft::WRL::ComPtr<IStream> m_stream; // null once unmarshalled
+    ATL::CComPtr<IStream> m_stream; // null once unmarshalled
 };

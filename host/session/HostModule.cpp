@@ -2,18 +2,11 @@
 
 #include "HostInterfaces.h"
 #include "Session.h"
+#include "com/ProxyEntryPoints.h"
 #include "resource.h"
 
 #include <atlbase.h>
 #include <atlcom.h>
-
-extern "C" {
-BOOL WINAPI PrxDllMain(HINSTANCE instance, DWORD reason, LPVOID reserved);
-HRESULT STDAPICALLTYPE PrxDllGetClassObject(REFCLSID clsid, REFIID iid, void** object);
-HRESULT STDAPICALLTYPE PrxDllCanUnloadNow();
-HRESULT STDAPICALLTYPE PrxDllRegisterServer();
-HRESULT STDAPICALLTYPE PrxDllUnregisterServer();
-}
 
 namespace {
 class CSessionHostModule : public CAtlDllModuleT<CSessionHostModule> {

@@ -1,11 +1,11 @@
 #include "SessionError.h"
 
 #include "base/SystemMessage.h"
+#include "com/ErrorInfo.h"
+#include "com/PlatformException.h"
 
 #include <atlcomcli.h>
-#include <atlexcept.h>
-
-#include <new>
+#include <utility>
 
 namespace {
 
@@ -16,13 +16,7 @@ std::wstring SystemText(HRESULT result) {
 }
 
 HRESULT Report(REFIID iid, HRESULT result, std::wstring description) {
-    CComPtr<ICreateErrorInfo> creator;
-    std::wstring source = L"Talvinor.Session";
-    if (FAILED(CreateErrorInfo(&creator)) || FAILED(creator->SetGUID(iid)) ||
-        FAILED(creator->SetSource(source.data())) || FAILED(creator->SetDescription(description.data())))
-        return result;
-    if (const CComQIPtr<IErrorInfo> information(creator); information)
-        SetErrorInfo(0, information);
+    InstallErrorInfo(iid, {.source = L"Talvinor.Session", .description = std::move(description)});
     return result;
 }
 
@@ -47,12 +41,8 @@ HRESULT ReportException(REFIID iid, const wchar_t* member, const std::wstring& o
         } catch (const CSessionError& error) {
             result = error.Result();
             return Report(iid, result, Sentence(member, object, error.Reason()));
-        } catch (const CAtlException& error) {
-            result = error;
-        } catch (const std::bad_alloc&) {
-            result = E_OUTOFMEMORY;
         } catch (...) {
-            result = E_FAIL;
+            result = HResultOfPlatformException();
         }
         return Report(iid, result, Sentence(member, object, SystemText(result)));
     } catch (...) {

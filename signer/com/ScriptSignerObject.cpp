@@ -3,6 +3,8 @@
 #include "common/SignerErrors.h"
 #include "ScriptSignerCore.h"
 #include "ScriptVerifier.h"
+#include "com/ErrorInfo.h"
+#include "com/PlatformException.h"
 
 namespace {
 
@@ -12,14 +14,7 @@ std::wstring_view View(BSTR text) {
 }
 
 HRESULT ReportError(HRESULT result, const std::wstring& text) {
-    CComPtr<ICreateErrorInfo> creator;
-    CComPtr<IErrorInfo> error;
-    std::wstring description = text;
-    std::wstring source = L"ScriptSigner";
-    if (SUCCEEDED(CreateErrorInfo(&creator)) && SUCCEEDED(creator->SetGUID(IID_IScriptSigner)) &&
-        SUCCEEDED(creator->SetSource(source.data())) && SUCCEEDED(creator->SetDescription(description.data())) &&
-        SUCCEEDED(creator->QueryInterface(IID_IErrorInfo, reinterpret_cast<void**>(&error))))
-        SetErrorInfo(0, error);
+    InstallErrorInfo(IID_IScriptSigner, {.source = L"ScriptSigner", .description = text});
     return result;
 }
 
@@ -30,12 +25,9 @@ template <class Action> HRESULT Guard(Action action) noexcept {
         return S_OK;
     } catch (const CSignerError& error) {
         return ReportError(error.Result(), error.Text());
-    } catch (const CAtlException& error) {
-        return error;
-    } catch (const std::bad_alloc&) {
-        return E_OUTOFMEMORY;
     } catch (...) {
-        return ReportError(E_FAIL, L"the script signer failed");
+        const HRESULT result = HResultOfPlatformException();
+        return result == E_FAIL ? ReportError(result, L"the script signer failed") : result;
     }
 }
 

@@ -4,7 +4,8 @@
 #include "common/SignerLog.h"
 #include "ScriptSigner.h"
 
-#include "base/UniqueHandle.h"
+#include "base/Text.h"
+#include "com/PlatformException.h"
 
 #include <atlbase.h>
 #include <atlcom.h>
@@ -17,7 +18,7 @@ class CSignerModule : public CAtlDllModuleT<CSignerModule> {
 public:
     DECLARE_LIBID(LIBID_QuorlineSignerLib)
 };
-CSignerModule module;
+CSignerModule g_module;
 
 /// Empty when there is no such value; what cannot be read stands for something that is somebody else's.
 std::wstring ReadDefault(const std::wstring& key) {
@@ -52,16 +53,14 @@ std::wstring LongPath(std::wstring path) {
 
 bool IsThisModule(const std::wstring& server) {
     const std::wstring own = AtlGetModuleFileName(_AtlBaseModule.GetModuleInstance());
-    return _wcsicmp(LongPath(server).c_str(), LongPath(own).c_str()) == 0;
+    return SameText(LongPath(server), LongPath(own));
 }
 
 template <class Action> HRESULT Guard(Action action) noexcept {
     try {
         return action();
-    } catch (const CAtlException& error) {
-        return error;
-    } catch (const std::bad_alloc&) {
-        return E_OUTOFMEMORY;
+    } catch (...) {
+        return HResultOfPlatformException();
     }
 }
 
@@ -74,11 +73,11 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, void*) {
 }
 
 STDAPI DllCanUnloadNow() {
-    return module.DllCanUnloadNow();
+    return g_module.DllCanUnloadNow();
 }
 
 STDAPI DllGetClassObject(REFCLSID clsid, REFIID iid, void** object) {
-    return module.DllGetClassObject(clsid, iid, object);
+    return g_module.DllGetClassObject(clsid, iid, object);
 }
 
 /// ERROR_ALREADY_EXISTS as an HRESULT when another signer is registered.
@@ -90,7 +89,7 @@ STDAPI DllRegisterServer() {
                             L"Not registered: this machine has a script signer already, '" + server + L"'");
             return HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS);
         }
-        return module.DllRegisterServer();
+        return g_module.DllRegisterServer();
     });
 }
 
@@ -105,6 +104,6 @@ STDAPI DllUnregisterServer() {
                             L"Nothing unregistered: this machine's script signer is '" + server + L"'");
             return S_FALSE;
         }
-        return module.DllUnregisterServer();
+        return g_module.DllUnregisterServer();
     });
 }

@@ -12,7 +12,7 @@
 
 #include <vector>
 
-extern "C" HRESULT STDMETHODCALLTYPE PrxDllGetClassObject(REFCLSID clsid, REFIID iid, void** object);
+#include "com/ProxyEntryPoints.h"
 
 /// The announced change, whose answers a test chooses.
 class CChange : public CComObjectRootEx<CComMultiThreadModel>, public IStateChangeInstance {
