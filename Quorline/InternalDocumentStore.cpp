@@ -9,7 +9,7 @@
 #include "ScriptExecution/DocumentStoreXMLWriter.h"
 #include "StoreFileName.h"
 #include "logging/Checks.h"
-#include "logging/Logging.h"
+#include "logging/ClassLog.h"
 #include "logging/TraceScope.h"
 
 #include "Quorline.h"
@@ -55,16 +55,7 @@ bool CInternalDocumentStore::LessNoCase::operator()(const std::wstring& left, co
     return CompareNames(left, right) < 0;
 }
 
-log4cxx::LoggerPtr CInternalDocumentStore::SDGetLogger() {
-    return GetClassLogger(L"Quorline.InternalDocumentStore");
-}
-
-void CInternalDocumentStore::Log(log4cxx::LevelPtr level, std::wstring format, ...) {
-    va_list args;
-    va_start(args, format);
-    LogToLoggerV(SDGetLogger(), level, format, args);
-    va_end(args);
-}
+QUORLINE_CLASS_LOG(CInternalDocumentStore, L"Quorline.InternalDocumentStore")
 
 void CInternalDocumentStore::Init() {
     if (m_inited)

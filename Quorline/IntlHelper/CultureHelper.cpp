@@ -2,7 +2,7 @@
 
 #include "IntlHelper/WindowsLocaleTag.h"
 #include "logging/Checks.h"
-#include "logging/Logging.h"
+#include "logging/ClassLog.h"
 #include "logging/TraceScope.h"
 
 #include <clocale>
@@ -19,16 +19,7 @@ bool TrySetLocale(const std::wstring& name) {
 
 CCultureHelper CCultureHelper::m_instance;
 
-log4cxx::LoggerPtr CCultureHelper::SDGetLogger() {
-    return GetClassLogger(L"CCultureHelper");
-}
-
-void CCultureHelper::Log(log4cxx::LevelPtr level, std::wstring format, ...) {
-    va_list args;
-    va_start(args, format);
-    LogToLoggerV(SDGetLogger(), level, format, args);
-    va_end(args);
-}
+QUORLINE_CLASS_LOG(CCultureHelper, L"CCultureHelper")
 
 void CCultureHelper::InitInstance(HMODULE module, const CLocaleTag* culture) {
     m_instance.Init(module, culture);

@@ -2,7 +2,7 @@
 
 #include "Common/CriticalSection.h"
 #include "logging/Checks.h"
-#include "logging/Logging.h"
+#include "logging/ClassLog.h"
 #include "logging/TraceScope.h"
 
 #include <mutex>
@@ -12,16 +12,7 @@ CAsyncScriptOp::CAsyncScriptOp()
 
 CAsyncScriptOp::~CAsyncScriptOp() = default;
 
-log4cxx::LoggerPtr CAsyncScriptOp::SDGetLogger() {
-    return GetClassLogger(L"ScriptExecution.CAsyncScriptOp");
-}
-
-void CAsyncScriptOp::Log(log4cxx::LevelPtr level, std::wstring format, ...) {
-    va_list args;
-    va_start(args, format);
-    LogToLoggerV(SDGetLogger(), level, format, args);
-    va_end(args);
-}
+QUORLINE_CLASS_LOG(CAsyncScriptOp, L"ScriptExecution.CAsyncScriptOp")
 
 long CAsyncScriptOp::Run() {
     const std::lock_guard<CCriticalSection> guard(*m_lock);

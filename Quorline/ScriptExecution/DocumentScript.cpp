@@ -1,7 +1,7 @@
 #include "ScriptExecution/DocumentScript.h"
 
 #include "ScriptExecution/WildcardPattern.h"
-#include "logging/Logging.h"
+#include "logging/ClassLog.h"
 #include "protection/ProcessInfo.h"
 #include "protection/ProtectedAppEnumerator.h"
 #include "base/Text.h"
@@ -47,16 +47,7 @@ bool Differs(const char* field) {
 }
 } // namespace
 
-log4cxx::LoggerPtr CDocumentScript::SDGetLogger() {
-    return GetClassLogger(L"ScriptExecution.DocumentScript");
-}
-
-void CDocumentScript::Log(log4cxx::LevelPtr level, std::wstring format, ...) {
-    va_list args;
-    va_start(args, format);
-    LogToLoggerV(SDGetLogger(), level, format, args);
-    va_end(args);
-}
+QUORLINE_CLASS_LOG(CDocumentScript, L"ScriptExecution.DocumentScript")
 
 CDocumentScript::CDocumentScript() = default;
 

@@ -9,7 +9,7 @@
 #include "ScriptExecution/DocumentStoreXMLReader.h"
 #include "ScriptExecution/StateChangeInstance.h"
 #include "logging/Checks.h"
-#include "logging/Logging.h"
+#include "logging/ClassLog.h"
 
 #include "Quorline.h"
 
@@ -34,16 +34,7 @@ std::wstring DescribeRefusal(const std::exception& refusal) {
 
 CDocumentStoreHistory CDocumentStoreHistory::s_instance;
 
-log4cxx::LoggerPtr CDocumentStoreHistory::SDGetLogger() {
-    return GetClassLogger(L"ScriptExecution.DocumentStoreHistory");
-}
-
-void CDocumentStoreHistory::Log(log4cxx::LevelPtr level, std::wstring format, ...) {
-    va_list args;
-    va_start(args, format);
-    LogToLoggerV(SDGetLogger(), level, format, args);
-    va_end(args);
-}
+QUORLINE_CLASS_LOG(CDocumentStoreHistory, L"ScriptExecution.DocumentStoreHistory")
 
 void CDocumentStoreHistory::Init() {
     if (!m_refreshed)

@@ -5,14 +5,13 @@
 #include "base/UniqueHandle.h"
 #include "base/Utf8.h"
 #include "logging/Checks.h"
-#include "logging/Logging.h"
+#include "logging/ClassLog.h"
 
 #include <fcntl.h>
 #include <io.h>
 #include <share.h>
 #include <sys/stat.h>
 
-#include <cstdarg>
 #include <exception>
 #include <limits>
 #include <utility>
@@ -92,13 +91,4 @@ bool CScript::LoadTextFromFile(const std::wstring& path) try {
     return false;
 }
 
-log4cxx::LoggerPtr CScript::SDGetLogger() {
-    return GetClassLogger(L"ScriptExecution.Script");
-}
-
-void CScript::Log(log4cxx::LevelPtr level, std::wstring format, ...) {
-    va_list args;
-    va_start(args, format);
-    LogToLoggerV(SDGetLogger(), level, format, args);
-    va_end(args);
-}
+QUORLINE_CLASS_LOG(CScript, L"ScriptExecution.Script")

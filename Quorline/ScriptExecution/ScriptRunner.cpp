@@ -5,7 +5,7 @@
 #include "com/ExceptionInfo.h"
 #include "ScriptExecution/TalvinorClientScriptSite.h"
 #include "logging/Checks.h"
-#include "logging/Logging.h"
+#include "logging/ClassLog.h"
 
 #include "ScriptSigner.h"
 
@@ -14,7 +14,6 @@
 #include <activscp.h>
 #include <comdef.h>
 
-#include <cstdarg>
 #include <memory>
 #include <utility>
 
@@ -189,13 +188,4 @@ void CScriptRunner::RunScript(CScript* script) {
         Log(log4cxx::Level::getWarn(), L"Could not close script object.");
 }
 
-log4cxx::LoggerPtr CScriptRunner::SDGetLogger() {
-    return GetClassLogger(L"Quorline.ScriptRunner");
-}
-
-void CScriptRunner::Log(log4cxx::LevelPtr level, std::wstring format, ...) {
-    va_list args;
-    va_start(args, format);
-    LogToLoggerV(SDGetLogger(), level, format, args);
-    va_end(args);
-}
+QUORLINE_CLASS_LOG(CScriptRunner, L"Quorline.ScriptRunner")

@@ -9,7 +9,7 @@
 #include "com/MarshalledInterface.h"
 #include "ScriptExecution/SaveObserver.h"
 #include "logging/Checks.h"
-#include "logging/Logging.h"
+#include "logging/ClassLog.h"
 #include "logging/TraceScope.h"
 
 #include "HostInterfaces.h"
@@ -50,16 +50,7 @@ private:
 };
 } // namespace
 
-log4cxx::LoggerPtr CStateChangeScriptOp::SDGetLogger() {
-    return GetClassLogger(L"ScriptExecution.CStateChangeScriptOp");
-}
-
-void CStateChangeScriptOp::Log(log4cxx::LevelPtr level, std::wstring format, ...) {
-    va_list args;
-    va_start(args, format);
-    LogToLoggerV(SDGetLogger(), level, format, args);
-    va_end(args);
-}
+QUORLINE_CLASS_LOG(CStateChangeScriptOp, L"ScriptExecution.CStateChangeScriptOp")
 
 HRESULT CStateChangeScriptOp::SetStateChangeInstance(IStateChangeInstance* instance) {
     if (m_marshalledInstance)

@@ -2,9 +2,8 @@
 
 #include "ScriptExecution/ScriptRunner.h"
 #include "com/ExceptionInfo.h"
-#include "logging/Logging.h"
+#include "logging/ClassLog.h"
 
-#include <cstdarg>
 #include <exception>
 
 namespace {
@@ -79,13 +78,4 @@ STDMETHODIMP CTalvinorClientScriptSite::OnLeaveScript() {
     return E_NOTIMPL;
 }
 
-log4cxx::LoggerPtr CTalvinorClientScriptSite::SDGetLogger() {
-    return GetClassLogger(L"ScriptExecution.TalvinorClientScriptSite");
-}
-
-void CTalvinorClientScriptSite::Log(log4cxx::LevelPtr level, std::wstring format, ...) {
-    va_list args;
-    va_start(args, format);
-    LogToLoggerV(SDGetLogger(), level, format, args);
-    va_end(args);
-}
+QUORLINE_CLASS_LOG(CTalvinorClientScriptSite, L"ScriptExecution.TalvinorClientScriptSite")

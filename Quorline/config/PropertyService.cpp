@@ -4,7 +4,7 @@
 #include "base/PathHelper.h"
 #include "config/MachineDirectory.h"
 #include "config/RegistryReader.h"
-#include "logging/Logging.h"
+#include "logging/ClassLog.h"
 
 #include <direct.h>
 #include <shlobj.h>
@@ -33,16 +33,7 @@ std::size_t FirstDirectoryEnd(const std::wstring& path) {
 const UINT CPropertyService::m_storageClipboardFormat = RegisterClipboardFormatW(L"Talvinor Storage Format");
 const std::wstring CPropertyService::m_unknownName = L"UNKNOWN";
 
-log4cxx::LoggerPtr CPropertyService::SDGetLogger() {
-    return GetClassLogger(L"LogHelp.CPropertyService");
-}
-
-void CPropertyService::Log(log4cxx::LevelPtr level, std::wstring format, ...) {
-    va_list args;
-    va_start(args, format);
-    LogToLoggerV(SDGetLogger(), level, format, args);
-    va_end(args);
-}
+QUORLINE_CLASS_LOG(CPropertyService, L"LogHelp.CPropertyService")
 
 const CPropertyService& CPropertyService::GetInstance(const std::wstring& componentName) {
     static CPropertyService instance;

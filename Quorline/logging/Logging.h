@@ -5,7 +5,7 @@
 //     static log4cxx::LoggerPtr SDGetLogger();
 //     static void Log(log4cxx::LevelPtr level, std::wstring format, ...);
 //
-// and defines them with GetClassLogger and LogToLoggerV. Formats are the formatter's ("{0:%s}"); a bad format shows raw
+// and defines them with QUORLINE_CLASS_LOG (ClassLog.h). Formats are the formatter's ("{0:%s}"); a bad format shows raw
 // in the log. Any thread may log. Nothing is written below the logger's level. The calling thread's last error is left
 // as it was.
 //

@@ -2,7 +2,7 @@
 
 #include "base/UniqueHandle.h"
 #include "protection/ProtectedAppMatcher.h"
-#include "logging/Logging.h"
+#include "logging/ClassLog.h"
 #include "logging/TraceScope.h"
 #include "base/UpperCase.h"
 #include "security/Impersonator.h"
@@ -32,16 +32,7 @@ private:
 };
 } // namespace
 
-log4cxx::LoggerPtr CProtectedAppEnumerator::SDGetLogger() {
-    return GetClassLogger(L"ApplicationProtection.CProtectedAppEnumerator");
-}
-
-void CProtectedAppEnumerator::Log(log4cxx::LevelPtr level, std::wstring format, ...) {
-    va_list args;
-    va_start(args, format);
-    LogToLoggerV(SDGetLogger(), level, format, args);
-    va_end(args);
-}
+QUORLINE_CLASS_LOG(CProtectedAppEnumerator, L"ApplicationProtection.CProtectedAppEnumerator")
 
 std::set<unsigned long> CProtectedAppEnumerator::GetProtectedApps(IProtectedAppMatcher* matcher) {
     const CTraceScope trace(L"CProtectedAppEnumerator::GetProtectedApps");

@@ -1,22 +1,13 @@
 #include "security/Impersonation.h"
 
 #include "base/UniqueHandle.h"
-#include "logging/Logging.h"
+#include "logging/ClassLog.h"
 #include "logging/TraceScope.h"
 #include "security/SecurityUtils.h"
 
 static_assert(TOKEN_ALL_ACCESS == 0xF01FF);
 
-log4cxx::LoggerPtr CImpersonation::SDGetLogger() {
-    return GetClassLogger(L"SecHelp.CImpersonation");
-}
-
-void CImpersonation::Log(log4cxx::LevelPtr level, std::wstring format, ...) {
-    va_list args;
-    va_start(args, format);
-    LogToLoggerV(SDGetLogger(), level, format, args);
-    va_end(args);
-}
+QUORLINE_CLASS_LOG(CImpersonation, L"SecHelp.CImpersonation")
 
 CImpersonation& CImpersonation::Instance() {
     static CImpersonation instance;

@@ -1,7 +1,7 @@
 #include "security/Impersonator.h"
 
 #include "logging/Checks.h"
-#include "logging/Logging.h"
+#include "logging/ClassLog.h"
 #include "security/Impersonation.h"
 #include "security/SecurityUtils.h"
 
@@ -10,16 +10,7 @@
 
 #include <array>
 
-log4cxx::LoggerPtr CImpersonator::SDGetLogger() {
-    return GetClassLogger(L"SecHelp.CImpersonation");
-}
-
-void CImpersonator::Log(log4cxx::LevelPtr level, std::wstring format, ...) {
-    va_list args;
-    va_start(args, format);
-    LogToLoggerV(SDGetLogger(), level, format, args);
-    va_end(args);
-}
+QUORLINE_CLASS_LOG(CImpersonator, L"SecHelp.CImpersonation")
 
 // Delegates, so that the destructor ends the impersonation when something throws after it began.
 CImpersonator::CImpersonator(HANDLE process, bool mustSucceed) : CImpersonator() {

@@ -2,7 +2,7 @@
 
 #include "base/UniqueHandle.h"
 #include "logging/Checks.h"
-#include "logging/Logging.h"
+#include "logging/ClassLog.h"
 #include "logging/TraceScope.h"
 
 #include <array>
@@ -34,16 +34,7 @@ std::vector<BYTE> ProcessOwnerSid(HANDLE process) {
 }
 } // namespace
 
-log4cxx::LoggerPtr CSecurityUtils::SDGetLogger() {
-    return GetClassLogger(L"SecUtils.SecurityUtils");
-}
-
-void CSecurityUtils::Log(log4cxx::LevelPtr level, std::wstring format, ...) {
-    va_list args;
-    va_start(args, format);
-    LogToLoggerV(SDGetLogger(), level, format, args);
-    va_end(args);
-}
+QUORLINE_CLASS_LOG(CSecurityUtils, L"SecUtils.SecurityUtils")
 
 CSecurityUtils& CSecurityUtils::Instance() {
     static CSecurityUtils instance;
