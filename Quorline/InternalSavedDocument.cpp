@@ -57,8 +57,8 @@ void CInternalSavedDocument::InitFrom(ISavedDocument* pDoc) {
 
     const auto read = [pDoc](auto getter, const wchar_t* failure) {
         std::wstring value;
-        if (const HRESULT hr = ReadStringProperty(pDoc, getter, value); FAILED(hr))
-            CheckHResult({__FILE__, __LINE__, "CInternalSavedDocument::InitFrom"}, hr, failure);
+        RequireSuccess({__FILE__, __LINE__, "CInternalSavedDocument::InitFrom"},
+                       ReadStringProperty(pDoc, getter, value), failure);
         return value;
     };
     SetAppExeImageName(read(&ISavedDocument::get_AppExeName, L"ISavedDocument::get_AppExeName failed"));

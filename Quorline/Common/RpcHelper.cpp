@@ -20,9 +20,7 @@ constexpr CCodeLocation Here(int line, std::string_view function) {
 } // namespace
 
 CGuid::CGuid() {
-    const HRESULT hr = CoCreateGuid(&m_guid);
-    if (FAILED(hr))
-        CheckHResult(Here(__LINE__, "CGuid::CGuid"), hr, L"Could not generate guid");
+    RequireSuccess(Here(__LINE__, "CGuid::CGuid"), CoCreateGuid(&m_guid), L"Could not generate guid");
     m_valid = true;
 }
 
@@ -50,7 +48,6 @@ GUID CreateGUID() {
     GUID guid{};
     const RPC_STATUS status = UuidCreate(&guid);
     // kept: tested like an HRESULT, so a positive status, a locally unique identifier, passes.
-    if (status < 0)
-        CheckHResult(Here(46, "CreateGUID"), status, L"Failed to generate guid");
+    RequireSuccess(Here(46, "CreateGUID"), status, L"Failed to generate guid");
     return guid;
 }

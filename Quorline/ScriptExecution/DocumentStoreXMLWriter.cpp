@@ -238,8 +238,7 @@ void CDocumentStoreXMLWriter::WriteDocumentStore(CInternalDocumentStore* pStore,
     if (!pStore)
         SanityCheckFailed(QUORLINE_HERE, L"Null pStore argument passed to WriteDocumentStore");
     std::wstring path;
-    if (const HRESULT hr = pStore->GetInfoFilePath(path, L".xml"); FAILED(hr))
-        CheckHResult(QUORLINE_HERE, hr, L"GetInfoFilePath");
+    RequireSuccess(QUORLINE_HERE, pStore->GetInfoFilePath(path, L".xml"), L"GetInfoFilePath");
     CDocumentStoreXMLWriter writer(path);
     CDocumentStoreInfo info(pStateChange, pStore);
     writer.WriteDocumentStore(info);

@@ -140,28 +140,23 @@ void CScriptRunner::RunScript(CScript* script) {
 
     // Declared in the reverse order of their release: parser, site, engine.
     CComPtr<IActiveScript> engine;
-    HRESULT hr = engine.CoCreateInstance(GetScriptEngine(language), nullptr, CLSCTX_ALL);
-    if (FAILED(hr))
-        CheckHResult(QUORLINE_HERE, hr, L"Failed to create IActiveScript instance");
+    RequireSuccess(QUORLINE_HERE, engine.CoCreateInstance(GetScriptEngine(language), nullptr, CLSCTX_ALL),
+                   L"Failed to create IActiveScript instance");
     CComPtr<IActiveScriptSite> site;
-    hr = static_cast<IActiveScriptSite*>(m_pSite)->QueryInterface(__uuidof(IActiveScriptSite),
-                                                                  reinterpret_cast<void**>(&site));
-    if (FAILED(hr))
-        CheckHResult(QUORLINE_HERE, hr, L"Failed to query IActiveScriptSite interface");
-    hr = engine->SetScriptSite(site);
-    if (FAILED(hr))
-        CheckHResult(QUORLINE_HERE, hr, L"Failed to set script site for IActiveScript object");
+    RequireSuccess(QUORLINE_HERE,
+                   static_cast<IActiveScriptSite*>(m_pSite)->QueryInterface(__uuidof(IActiveScriptSite),
+                                                                            reinterpret_cast<void**>(&site)),
+                   L"Failed to query IActiveScriptSite interface");
+    RequireSuccess(QUORLINE_HERE, engine->SetScriptSite(site), L"Failed to set script site for IActiveScript object");
     CComPtr<IActiveScriptParse> parser;
-    hr = engine.QueryInterface(&parser);
+    HRESULT hr = engine.QueryInterface(&parser);
     if (SUCCEEDED(hr))
         hr = parser->InitNew();
-    if (FAILED(hr))
-        CheckHResult(QUORLINE_HERE, hr, L"IActiveScriptParse->InitNew failed");
-    for (const auto& item : *m_pNamedItems) {
-        hr = engine->AddNamedItem(item.first.c_str(), SCRIPTITEM_ISVISIBLE | SCRIPTITEM_ISPERSISTENT);
-        if (FAILED(hr))
-            CheckHResult(QUORLINE_HERE, hr, L"IActiveScript->AddNamedItem");
-    }
+    RequireSuccess(QUORLINE_HERE, hr, L"IActiveScriptParse->InitNew failed");
+    for (const auto& item : *m_pNamedItems)
+        RequireSuccess(QUORLINE_HERE,
+                       engine->AddNamedItem(item.first.c_str(), SCRIPTITEM_ISVISIBLE | SCRIPTITEM_ISPERSISTENT),
+                       L"IActiveScript->AddNamedItem");
 
     OutputDebugStringW(text);
     CComVariant result; // which nobody reads, like the exception beside it

@@ -41,11 +41,9 @@ void CStateChangeInstance::Init(const CStateChangeInstance* other) {
 void CStateChangeInstance::Init(IStateChangeInstance* instance) {
     const CComPtr<IStateChangeInstance> reference(instance);
     long newState = 0;
-    if (const HRESULT hr = reference->get_NewState(&newState); FAILED(hr))
-        CheckHResult(InitLocation(36), hr, L"IStateChangeInstance::get_NewState");
+    RequireSuccess(InitLocation(36), reference->get_NewState(&newState), L"IStateChangeInstance::get_NewState");
     hyper timestamp = 0;
-    if (const HRESULT hr = reference->get_Timestamp(&timestamp); FAILED(hr))
-        CheckHResult(InitLocation(41), hr, L"IStateChangeInstance::get_Timestamp");
+    RequireSuccess(InitLocation(41), reference->get_Timestamp(&timestamp), L"IStateChangeInstance::get_Timestamp");
 }
 
 void CStateChangeInstance::SetStateChangeType(_ECPU_STATE state) {

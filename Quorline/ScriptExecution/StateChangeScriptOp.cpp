@@ -57,8 +57,7 @@ HRESULT CStateChangeScriptOp::SetStateChangeInstance(IStateChangeInstance* insta
         SanityCheckFailed(Location(SetInstanceFunction, 26), L"Invalid call sequence");
     HRESULT hr = S_OK;
     m_marshalledInstance = CMarshalledInterface::Marshal(IID_IStateChangeInstance, instance, hr);
-    if (FAILED(hr))
-        CheckHResult(Location(SetInstanceFunction, 28), hr, L"CoMarshalInterThreadInterfaceInStream failed");
+    RequireSuccess(Location(SetInstanceFunction, 28), hr, L"CoMarshalInterThreadInterfaceInStream failed");
     return hr;
 }
 
@@ -84,8 +83,7 @@ long CStateChangeScriptOp::Run() {
     const auto marshalled = std::exchange(m_marshalledInstance, nullptr);
     CComPtr<IStateChangeInstance> instance;
     HRESULT hr = marshalled->Unmarshal(IID_IStateChangeInstance, reinterpret_cast<void**>(&instance));
-    if (FAILED(hr))
-        CheckHResult(Location(RunFunction, 42), hr, L"CoGetInterfaceAndReleaseStream failed");
+    RequireSuccess(Location(RunFunction, 42), hr, L"CoGetInterfaceAndReleaseStream failed");
 
     long newState = 0;
     hr = instance->get_NewState(&newState);

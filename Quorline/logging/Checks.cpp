@@ -6,8 +6,11 @@
 #include "logging/LostLines.h"
 
 #include <cstring>
+#include <iterator>
 
 namespace {
+using logging_detail::FailureKind;
+
 /// Writes one ERROR line. Texts of the system, locations and call names are joined as they are, never parsed. A line
 /// for which there is no memory is lost; what the check throws does not change.
 template <class Compose> void LogError(const Compose& compose) noexcept {
@@ -26,19 +29,21 @@ std::wstring FormatMessageText(const char* format, va_list args) {
     return GlobalFormatter().FormatVNoThrow(WidenText(format), args);
 }
 
-std::wstring Win32Text(const CCodeLocation& location, DWORD error, const std::wstring& message) {
-    return message + L". \"" + GetSystemErrorText(error) + L"\" (" + std::to_wstring(error) + L"); Called from " +
-           WidenText(location.Text());
-}
-
-std::wstring HResultText(const CCodeLocation& location, HRESULT hr, const std::wstring& message) {
-    wchar_t code[16];
-    _snwprintf(code, sizeof(code) / sizeof(*code), L"%#x", static_cast<unsigned>(hr));
-    return std::wstring(L"Failure HRESULT=") + code + L"; \"" + message + L"\"; at " + WidenText(location.Text());
-}
-
-std::wstring SanityText(const CCodeLocation& location, const std::wstring& message) {
-    return L"Failed sanity test \"" + message + L"\"; tested at " + WidenText(location.Text());
+std::wstring FailureText(FailureKind kind, const CCodeLocation& location, unsigned long code,
+                         const std::wstring& message) {
+    const std::wstring place = WidenText(location.Text());
+    switch (kind) {
+    case FailureKind::Win32:
+        return message + L". \"" + GetSystemErrorText(code) + L"\" (" + std::to_wstring(code) + L"); Called from " +
+               place;
+    case FailureKind::HResult: {
+        wchar_t number[16];
+        _snwprintf(number, std::size(number), L"%#x", static_cast<unsigned>(code));
+        return std::wstring(L"Failure HRESULT=") + number + L"; \"" + message + L"\"; at " + place;
+    }
+    default:
+        return L"Failed sanity test \"" + message + L"\"; tested at " + place;
+    }
 }
 
 std::string CallText(const CCodeLocation& location, const char* callName, const std::string& reason, int code) {
@@ -47,69 +52,22 @@ std::string CallText(const CCodeLocation& location, const char* callName, const 
 }
 } // namespace
 
-void CheckWin32Error(const CCodeLocation& location, DWORD error, const wchar_t* format, ...) {
-    if (error == ERROR_SUCCESS)
-        return;
+namespace logging_detail {
+void LogFailure(FailureKind kind, const CCodeLocation& location, unsigned long code, const wchar_t* format,
+                ...) noexcept {
     va_list args;
     va_start(args, format);
-    LogError([&] { return Win32Text(location, error, FormatMessageText(format, args)); });
-    va_end(args);
-    throw COSException(error);
-}
-
-void CheckWin32Error(const CCodeLocation& location, DWORD error, const char* format, ...) {
-    if (error == ERROR_SUCCESS)
-        return;
-    va_list args;
-    va_start(args, format);
-    LogError([&] { return Win32Text(location, error, FormatMessageText(format, args)); });
-    va_end(args);
-    throw COSException(error);
-}
-
-void LogWin32Error(const CCodeLocation& location, DWORD error, const wchar_t* format, ...) {
-    va_list args;
-    va_start(args, format);
-    LogError([&] { return Win32Text(location, error, FormatMessageText(format, args)); });
+    LogError([&] { return FailureText(kind, location, code, FormatMessageText(format, args)); });
     va_end(args);
 }
 
-void LogWin32Error(const CCodeLocation& location, DWORD error, const char* format, ...) {
+void LogFailure(FailureKind kind, const CCodeLocation& location, unsigned long code, const char* format, ...) noexcept {
     va_list args;
     va_start(args, format);
-    LogError([&] { return Win32Text(location, error, FormatMessageText(format, args)); });
+    LogError([&] { return FailureText(kind, location, code, FormatMessageText(format, args)); });
     va_end(args);
 }
-
-void CheckHResult(const CCodeLocation& location, HRESULT hr, const wchar_t* format, ...) {
-    va_list args;
-    va_start(args, format);
-    LogError([&] { return HResultText(location, hr, FormatMessageText(format, args)); });
-    va_end(args);
-    throw COSException(static_cast<unsigned long>(hr));
-}
-
-void CheckHResult(const CCodeLocation& location, HRESULT hr, const char* format, ...) {
-    va_list args;
-    va_start(args, format);
-    LogError([&] { return HResultText(location, hr, FormatMessageText(format, args)); });
-    va_end(args);
-    throw COSException(static_cast<unsigned long>(hr));
-}
-
-void LogHResultFailure(const CCodeLocation& location, HRESULT hr, const wchar_t* format, ...) {
-    va_list args;
-    va_start(args, format);
-    LogError([&] { return HResultText(location, hr, FormatMessageText(format, args)); });
-    va_end(args);
-}
-
-void LogHResultFailure(const CCodeLocation& location, HRESULT hr, const char* format, ...) {
-    va_list args;
-    va_start(args, format);
-    LogError([&] { return HResultText(location, hr, FormatMessageText(format, args)); });
-    va_end(args);
-}
+} // namespace logging_detail
 
 void CheckCrtError(const CCodeLocation& location, const char* callName, int errnoValue) {
     char reason[260] = {};
@@ -125,20 +83,4 @@ void LogApiCallFailure(const CCodeLocation& location, DWORD error, const char* c
         const std::string reason = NarrowText(GetSystemErrorText(error));
         return WidenText(CallText(location, callName, reason, static_cast<int>(error)));
     });
-}
-
-void SanityCheckFailed(const CCodeLocation& location, const wchar_t* format, ...) {
-    va_list args;
-    va_start(args, format);
-    LogError([&] { return SanityText(location, FormatMessageText(format, args)); });
-    va_end(args);
-    throw CMorvaneException();
-}
-
-void SanityCheckFailed(const CCodeLocation& location, const char* format, ...) {
-    va_list args;
-    va_start(args, format);
-    LogError([&] { return SanityText(location, FormatMessageText(format, args)); });
-    va_end(args);
-    throw CMorvaneException();
 }
