@@ -124,7 +124,7 @@ std::wstring CInternalDocumentStore::GetGuidString() const {
 HRESULT CInternalDocumentStore::GetInfoFilePath(std::wstring& path, const std::wstring& extension) {
     if (!m_inited)
         return E_FAIL;
-    path = JoinPath(m_storageDirectory, (extension.starts_with(L'.') ? L"info" : L"info.") + extension);
+    path = JoinPath(m_storageDirectory, InfoFileStem + (extension.starts_with(L'.') ? extension : L'.' + extension));
     return S_OK;
 }
 
@@ -133,7 +133,7 @@ HRESULT CInternalDocumentStore::WriteInfoFile() {
     if (const HRESULT hr = CreateStorageDirectory(); FAILED(hr))
         return hr;
     std::wstring path;
-    if (const HRESULT hr = GetInfoFilePath(path, L".xml"); FAILED(hr))
+    if (const HRESULT hr = GetInfoFilePath(path, InfoFileExtension); FAILED(hr))
         return hr;
     try {
         CDocumentStoreXMLWriter writer(path);
@@ -211,7 +211,7 @@ HRESULT CInternalDocumentStore::GetNewDocumentPath(const wchar_t* docName, const
         return E_FAIL;
 
     // The first reservation comes before the info file exists, and every one between two writes of it.
-    if (std::wstring infoPath; SUCCEEDED(GetInfoFilePath(infoPath, L".xml"))) {
+    if (std::wstring infoPath; SUCCEEDED(GetInfoFilePath(infoPath, InfoFileExtension))) {
         m_reservedPaths.insert(FullPath(infoPath));
         m_reservedPaths.insert(FullPath(CDocumentStoreXMLWriter::GetSiblingPath(infoPath)));
     }

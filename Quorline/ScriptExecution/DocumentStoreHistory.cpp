@@ -58,7 +58,7 @@ void CDocumentStoreHistory::Refresh() {
         do {
             if (!SameText(entry.cFileName, L".") && !SameText(entry.cFileName, L"..") &&
                 (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY))
-                AddStore(JoinPath(JoinPath(base, entry.cFileName), L"info.xml"));
+                AddStore(JoinPath(JoinPath(base, entry.cFileName), InfoFile));
         } while (FindNextFileW(search.Get(), &entry));
         if (const DWORD error = GetLastError(); error != ERROR_NO_MORE_FILES)
             LogApiCallFailure(QUORLINE_HERE, error, "FindNextFile");

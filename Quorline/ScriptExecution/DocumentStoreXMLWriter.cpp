@@ -3,6 +3,7 @@
 #include "base/Utf8.h"
 #include "InternalDocumentStore.h"
 #include "ScriptExecution/DocumentStoreInfo.h"
+#include "ScriptExecution/InfoFileFields.h"
 #include "ScriptExecution/InfoFileValue.h"
 #include "ScriptExecution/StateChangeInstance.h"
 #include "logging/Checks.h"
@@ -19,6 +20,7 @@
 
 namespace {
 using CContext = CDocumentStoreXMLWriter::CContext;
+using enum InfoFileElement;
 
 constexpr CCodeLocation WriteLocation(int line) {
     return {__FILE__, line, "CDocumentStoreXMLWriter::WriteDocumentStore"};
@@ -37,51 +39,40 @@ std::wstring TimestampText(const FILETIME& utc) {
     return text;
 }
 
-void WriteElement(int& depth, const wchar_t* name, const std::wstring& value, std::wstring& file) {
-    CContext(depth, name, file).WriteValue(value);
+void WriteElement(int& depth, InfoFileElement element, const std::wstring& value, std::wstring& file) {
+    CContext(depth, InfoFileName(element), file).WriteValue(value);
 }
 
 void WriteStateChange(int& depth, const CStateChangeInstance& stateChange, std::wstring& file) {
-    CContext section(depth, L"StateChange", file);
-    WriteElement(depth, L"When", TimestampText(stateChange.GetUTCTimestamp()), file);
+    CContext section(depth, InfoFileName(StateChange), file);
+    WriteElement(depth, When, TimestampText(stateChange.GetUTCTimestamp()), file);
     {
-        CContext type(depth, L"Type", file);
+        CContext type(depth, InfoFileName(Type), file);
         const wchar_t* text = StateChangeTypeToText(stateChange.GetStateChangeType());
         if (!text)
             SanityCheckFailed(WriteLocation(__LINE__), L"State change type is not serializable");
         type.WriteValue(text);
     }
-    WriteElement(depth, L"Guid", CGuid(stateChange.GetId()).ToString(), file);
+    WriteElement(depth, StateChangeGuid, CGuid(stateChange.GetId()).ToString(), file);
 }
 
 void WriteDocument(int& depth, const CInternalSavedDocument& document, std::wstring& file) {
-    const auto get = [&document](void (CInternalSavedDocument::*getter)(std::wstring&) const) {
-        std::wstring value;
-        (document.*getter)(value);
-        return value;
-    };
-    CContext section(depth, L"Doc", file);
-    WriteElement(depth, L"Name", get(&CInternalSavedDocument::GetDocName), file);
-    WriteElement(depth, L"OrigPath", get(&CInternalSavedDocument::GetDocOriginalPath), file);
-    WriteElement(depth, L"TempPath", get(&CInternalSavedDocument::GetDocTempPath), file);
-    WriteElement(depth, L"AppName", get(&CInternalSavedDocument::GetAppExeImageName), file);
-    WriteElement(depth, L"AppPath", get(&CInternalSavedDocument::GetAppPath), file);
-    WriteElement(depth, L"Rec", document.GetStatus() == TEMP_DOCUMENT_RECOVERED ? L"True" : L"False", file);
-    WriteElement(depth, L"RestoreScript", get(&CInternalSavedDocument::GetRestoreScriptName), file);
-    WriteElement(depth, L"SaveScript", get(&CInternalSavedDocument::GetSaveScriptName), file);
+    CContext section(depth, InfoFileName(Doc), file);
+    for (const CInfoFileField& field : GetInfoFileFields())
+        WriteElement(depth, field.element, field.get(document), file);
 }
 
 void WriteRoot(const CDocumentStoreInfo& info, std::wstring& file) {
     file += L"<?xml version=\"1.0\" encoding=\"utf-8\"?>\n";
     const CInternalDocumentStore& store = *info.GetInternalDocumentStore();
     int depth = 0;
-    CContext root(depth, L"DocStore", file);
+    CContext root(depth, InfoFileName(DocStore), file);
     CGuid guid; // kept: a store without an identifier is written with a fresh one
     store.GetGuid(guid);
-    WriteElement(depth, L"Guid", guid.ToString(), file);
+    WriteElement(depth, StoreGuid, guid.ToString(), file);
     if (const CStateChangeInstance* stateChange = info.GetStateChangeInstance())
         WriteStateChange(depth, *stateChange, file);
-    CContext documents(depth, L"Docs", file);
+    CContext documents(depth, InfoFileName(Docs), file);
     for (const auto& document : *store.GetSavedDocumentList())
         WriteDocument(depth, *document, file);
 }
@@ -238,7 +229,7 @@ void CDocumentStoreXMLWriter::WriteDocumentStore(CInternalDocumentStore* pStore,
     if (!pStore)
         SanityCheckFailed(QUORLINE_HERE, L"Null pStore argument passed to WriteDocumentStore");
     std::wstring path;
-    RequireSuccess(QUORLINE_HERE, pStore->GetInfoFilePath(path, L".xml"), L"GetInfoFilePath");
+    RequireSuccess(QUORLINE_HERE, pStore->GetInfoFilePath(path, InfoFileExtension), L"GetInfoFilePath");
     CDocumentStoreXMLWriter writer(path);
     CDocumentStoreInfo info(pStateChange, pStore);
     writer.WriteDocumentStore(info);

@@ -2,8 +2,8 @@
 
 #include "Common/RpcHelper.h"
 #include "InternalDocumentStore.h"
-#include "base/Text.h"
 #include "ScriptExecution/DocumentStoreInfo.h"
+#include "ScriptExecution/InfoFileFields.h"
 #include "ScriptExecution/StateChangeInstance.h"
 
 namespace {
@@ -27,13 +27,6 @@ FILETIME ParseTimestamp(const std::wstring& text) {
     return result;
 }
 
-TEMP_DOCUMENT_STATUS ParseRecovered(const std::wstring& text) {
-    if (SameText(text, L"true"))
-        return TEMP_DOCUMENT_RECOVERED;
-    if (SameText(text, L"false"))
-        return TEMP_DOCUMENT_NOT_RECOVERED;
-    throw CXmlParseException(text);
-}
 } // namespace
 
 CDocumentStoreXmlParser::CDocumentStoreXmlParser(CDocumentStoreInfo& info) : m_info(info) {}
@@ -73,31 +66,9 @@ void CDocumentStoreXmlParser::Apply(InfoFileElement element, const std::wstring&
     case Doc:
         m_info.GetInternalDocumentStore()->GetSavedDocumentList()->push_back(std::move(m_document));
         break;
-    case AppName:
-        m_document->SetAppExeImageName(text);
-        break;
-    case AppPath:
-        m_document->SetAppPath(text);
-        break;
-    case Name:
-        m_document->SetDocName(text);
-        break;
-    case TempPath:
-        m_document->SetDocTempPath(text);
-        break;
-    case OrigPath:
-        m_document->SetDocOriginalPath(text);
-        break;
-    case Rec:
-        m_document->SetStatus(ParseRecovered(text));
-        break;
-    case SaveScript:
-        m_document->SetSaveScriptName(text);
-        break;
-    case RestoreScript:
-        m_document->SetRestoreScriptName(text);
-        break;
     default:
-        break;
+        for (const CInfoFileField& field : GetInfoFileFields())
+            if (field.element == element)
+                field.set(*m_document, text);
     }
 }

@@ -7,30 +7,30 @@
 namespace {
 using enum InfoFileElement;
 
+/// Which element may stand in which, and whether it holds text.
 struct Rule {
     InfoFileElement parent;
-    std::wstring_view name;
     InfoFileElement child;
     bool text;
 };
 
 constexpr Rule rules[] = {
-    {Document, L"DocStore", DocStore, false},
-    {DocStore, L"Guid", StoreGuid, true},
-    {DocStore, L"Docs", Docs, false},
-    {DocStore, L"StateChange", StateChange, false},
-    {StateChange, L"Type", Type, true},
-    {StateChange, L"When", When, true},
-    {StateChange, L"Guid", StateChangeGuid, true},
-    {Docs, L"Doc", Doc, false},
-    {Doc, L"Name", Name, true},
-    {Doc, L"OrigPath", OrigPath, true},
-    {Doc, L"TempPath", TempPath, true},
-    {Doc, L"AppName", AppName, true},
-    {Doc, L"AppPath", AppPath, true},
-    {Doc, L"Rec", Rec, true},
-    {Doc, L"SaveScript", SaveScript, true},
-    {Doc, L"RestoreScript", RestoreScript, true},
+    {Document, DocStore, false},
+    {DocStore, StoreGuid, true},
+    {DocStore, Docs, false},
+    {DocStore, StateChange, false},
+    {StateChange, Type, true},
+    {StateChange, When, true},
+    {StateChange, StateChangeGuid, true},
+    {Docs, Doc, false},
+    {Doc, Name, true},
+    {Doc, OrigPath, true},
+    {Doc, TempPath, true},
+    {Doc, AppName, true},
+    {Doc, AppPath, true},
+    {Doc, Rec, true},
+    {Doc, SaveScript, true},
+    {Doc, RestoreScript, true},
 };
 
 InfoFileElement ElementOf(const CExpatParseState<16>& state) {
@@ -54,7 +54,7 @@ std::optional<InfoFileElement> CInfoFileElements::Begin(std::wstring_view name) 
     if (m_ignoredDepth == 0) {
         auto& parent = m_states.back();
         for (const Rule& rule : rules) {
-            if (rule.parent != ElementOf(parent) || rule.name != name)
+            if (rule.parent != ElementOf(parent) || InfoFileName(rule.child) != name)
                 continue;
             const auto child = static_cast<std::size_t>(rule.child);
             if (parent.seen[child]++ > 0 && rule.child != Doc)

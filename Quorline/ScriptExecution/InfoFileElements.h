@@ -7,6 +7,7 @@
 // Knows neither the parser that reads the file nor the records that are filled from it.
 
 #include "Common/ElementState.h"
+#include "ScriptExecution/InfoFileElement.h"
 
 #include <array>
 #include <cstddef>
@@ -14,26 +15,6 @@
 #include <string>
 #include <string_view>
 #include <vector>
-
-enum class InfoFileElement : std::size_t {
-    DocStore,
-    StoreGuid,
-    StateChange,
-    When,
-    Type,
-    StateChangeGuid,
-    Docs,
-    Doc,
-    Name,
-    OrigPath,
-    TempPath,
-    AppName,
-    AppPath,
-    Rec,
-    SaveScript,
-    RestoreScript,
-    Document // what stands around the root
-};
 
 /// An element that has ended.
 struct CInfoFileElement {

@@ -1,41 +1,36 @@
 #include "InfoFileText.h"
 
+#include "ScriptExecution/InfoFileFields.h"
 #include "ScriptExecution/InfoFileValue.h"
+#include "base/Utf8.h"
 
 #include <algorithm>
-#include <array>
+#include <string>
+#include <vector>
 
 namespace {
 constexpr wchar_t ReplacementCharacter = 0xFFFD;
 
-struct CAccessor {
-    void (CInternalSavedDocument::*get)(std::wstring&) const;
-    void (CInternalSavedDocument::*set)(const std::wstring&);
-};
+/// The elements whose values come from scripts and window titles, and the one that is overwritten in place.
+const std::vector<std::string>& ValueElements() {
+    static const std::vector<std::string> elements = [] {
+        std::vector<std::string> names;
+        for (const CInfoFileField& field : GetInfoFileFields())
+            names.push_back(ToUtf8(InfoFileName(field.element)));
+        return names;
+    }();
+    return elements;
+}
 
-const std::array<CAccessor, 7> Texts{{
-    {&CInternalSavedDocument::GetDocName, &CInternalSavedDocument::SetDocName},
-    {&CInternalSavedDocument::GetDocOriginalPath, &CInternalSavedDocument::SetDocOriginalPath},
-    {&CInternalSavedDocument::GetDocTempPath, &CInternalSavedDocument::SetDocTempPath},
-    {&CInternalSavedDocument::GetAppExeImageName, &CInternalSavedDocument::SetAppExeImageName},
-    {&CInternalSavedDocument::GetAppPath, &CInternalSavedDocument::SetAppPath},
-    {&CInternalSavedDocument::GetRestoreScriptName, &CInternalSavedDocument::SetRestoreScriptName},
-    {&CInternalSavedDocument::GetSaveScriptName, &CInternalSavedDocument::SetSaveScriptName},
-}};
-
-// Those whose values come from scripts and window titles, and the one that is overwritten in place.
-constexpr std::array<std::string_view, 8> ValueElements{"Name",    "OrigPath",      "TempPath",   "AppName",
-                                                        "AppPath", "RestoreScript", "SaveScript", "Rec"};
-
-/// Which of the elements above a line opens; their number when it opens none.
+/// Which of them a line opens; their number when it opens none.
 std::size_t OpenedElement(std::string_view line) {
     line.remove_prefix(std::min(line.find_first_not_of('\t'), line.size()));
     if (line.ends_with('\r'))
         line.remove_suffix(1);
     if (!line.starts_with('<') || !line.ends_with('>'))
-        return ValueElements.size();
-    const auto found = std::find(ValueElements.begin(), ValueElements.end(), line.substr(1, line.size() - 2));
-    return static_cast<std::size_t>(found - ValueElements.begin());
+        return ValueElements().size();
+    const auto found = std::ranges::find(ValueElements(), line.substr(1, line.size() - 2));
+    return static_cast<std::size_t>(found - ValueElements().begin());
 }
 
 /// The line break before an element's closing tag, which begins a line and ends it.
@@ -102,20 +97,20 @@ std::string MendValue(std::string_view element, std::string_view value) {
 std::string MendInfoText(std::string_view text) {
     std::string result;
     std::size_t copied = 0;
-    std::array<bool, ValueElements.size()> hasNoEnd{}; // asked for once, so that a hostile file costs no more
+    std::vector<bool> hasNoEnd(ValueElements().size()); // asked for once, so that a hostile file costs no more
     for (std::size_t line = 0; line < text.size();) {
         const std::size_t next = std::min(text.find('\n', line), text.size() - 1) + 1;
         const std::size_t element = OpenedElement(text.substr(line, next - 1 - line));
         line = next;
-        if (element == ValueElements.size() || hasNoEnd[element])
+        if (element == ValueElements().size() || hasNoEnd[element])
             continue;
-        const std::size_t end = FindEnd(text, next, ValueElements[element]);
+        const std::size_t end = FindEnd(text, next, ValueElements()[element]);
         if (end == std::string_view::npos) {
             hasNoEnd[element] = true;
             continue;
         }
         result += text.substr(copied, next - copied);
-        result += MendValue(ValueElements[element], text.substr(next, end - next));
+        result += MendValue(ValueElements()[element], text.substr(next, end - next));
         copied = end;
         line = end + 1;
     }
@@ -153,10 +148,7 @@ std::wstring AsRecorded(const std::wstring& value) {
 std::unique_ptr<CInternalDocumentStore> WritableCopy(const CInternalDocumentStore& store) {
     auto copy = std::make_unique<CInternalDocumentStore>(store);
     for (const auto& record : *copy->GetSavedDocumentList())
-        for (const auto& text : Texts) {
-            std::wstring value;
-            (record.get()->*text.get)(value);
-            (record.get()->*text.set)(MakeWritable(value));
-        }
+        for (const CInfoFileField& field : GetInfoFileFields())
+            field.set(*record, MakeWritable(field.get(*record)));
     return copy;
 }

@@ -1,5 +1,6 @@
 #include "SavedCopyNames.h"
 
+#include "base/PathHelper.h"
 #include "base/UniqueHandle.h"
 #include "InfoFileText.h"
 
@@ -10,11 +11,11 @@ namespace {
 std::set<std::wstring> ListFiles(const std::wstring& directory) {
     std::set<std::wstring> paths;
     WIN32_FIND_DATAW found{};
-    const CUniqueFindHandle search(FindFirstFileW((directory + L"\\*").c_str(), &found));
+    const CUniqueFindHandle search(FindFirstFileW(JoinPath(directory, L"*").c_str(), &found));
     if (search)
         do {
             if ((found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0)
-                paths.insert(directory + L"\\" + found.cFileName);
+                paths.insert(JoinPath(directory, found.cFileName));
         } while (FindNextFileW(search.Get(), &found));
     return paths;
 }

@@ -1,5 +1,7 @@
 #include "StoreCatalog.h"
 
+#include "base/PathHelper.h"
+#include "base/Text.h"
 #include "base/UniqueHandle.h"
 #include "Console.h"
 #include "ExitCode.h"
@@ -17,8 +19,6 @@
 #include <iterator>
 
 namespace {
-const std::wstring InfoName = L"info.xml";
-
 bool IsFile(const std::wstring& path) {
     const DWORD attributes = GetFileAttributesW(path.c_str());
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
@@ -63,7 +63,7 @@ bool CStoreEntry::HasStateChange() const {
 }
 
 std::wstring CStoreEntry::InfoPath() const {
-    return directory + L"\\" + InfoName;
+    return JoinPath(directory, InfoFile);
 }
 
 std::wstring StoresDirectory() {
@@ -76,13 +76,13 @@ std::vector<std::wstring> ListStores() {
     std::vector<std::wstring> names;
     const std::wstring base = StoresDirectory();
     WIN32_FIND_DATAW found{};
-    const CUniqueFindHandle search(FindFirstFileW((base + L"\\*").c_str(), &found));
+    const CUniqueFindHandle search(FindFirstFileW(JoinPath(base, L"*").c_str(), &found));
     if (!search)
         return names;
     do {
         const std::wstring name = found.cFileName;
         if (name != L"." && name != L".." && (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0 &&
-            IsFile(base + L"\\" + name + L"\\" + InfoName))
+            IsFile(JoinPath(JoinPath(base, name), InfoFile)))
             names.push_back(name);
     } while (FindNextFileW(search.Get(), &found));
     return names;
@@ -99,7 +99,7 @@ std::string ReadInfoFile(const std::wstring& path) {
 CStoreEntry ReadStore(const std::wstring& name) {
     CStoreEntry entry;
     entry.name = name;
-    entry.directory = StoresDirectory() + L"\\" + name;
+    entry.directory = JoinPath(StoresDirectory(), name);
     try {
         entry.info = ParseWithMending(ReadInfoFile(entry.InfoPath()));
         FindSavedCopies(entry.directory, entry.Documents());
@@ -141,6 +141,5 @@ std::wstring DescribeException(const std::exception& error) {
     for (wchar_t& c : text)
         if (c == L'\n' || c == L'\r')
             c = L' ';
-    text.erase(text.find_last_not_of(L' ') + 1);
-    return text;
+    return std::wstring(TrimEnd(text, L" "));
 }

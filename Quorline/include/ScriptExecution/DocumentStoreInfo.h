@@ -9,6 +9,11 @@
 class CInternalDocumentStore;
 class CStateChangeInstance;
 
+/// What the file that describes a store is called, in the store's directory.
+inline constexpr wchar_t InfoFileStem[] = L"info";
+inline constexpr wchar_t InfoFileExtension[] = L".xml";
+inline constexpr wchar_t InfoFile[] = L"info.xml";
+
 class QUORLINE_API CDocumentStoreInfo {
 public:
     /// Creates and owns both objects; the form that an info file is read into. The time of the state change is zero,

@@ -18,6 +18,21 @@ enum _STATE_CHANGE_TYPE : unsigned int {
     ForceShutdown = 256
 };
 
+struct CStateChangeName {
+    const wchar_t* name;
+    _STATE_CHANGE_TYPE type;
+};
+/// What the kinds are called where somebody writes them down for this system to read.
+inline constexpr CStateChangeName StateChangeNames[] = {
+    {L"Standby", Standby},
+    {L"StandbyResume", StandbyResume},
+    {L"Hibernate", Hibernate},
+    {L"HibernateResume", HibernateResume},
+    {L"Shutdown", Shutdown},
+    {L"ShutdownResume", ShutdownResume},
+    {L"ForceShutdown", ForceShutdown},
+};
+
 /// What an unknown processor power state maps to.
 inline constexpr auto InvalidStateChangeType = static_cast<_STATE_CHANGE_TYPE>(0xFFFFFFFFU);
 

@@ -1,0 +1,52 @@
+#include "ScriptExecution/InfoFileFields.h"
+
+#include "base/Exceptions.h"
+#include "base/Text.h"
+#include "InternalSavedDocument.h"
+
+namespace {
+using enum InfoFileElement;
+
+template <auto Getter> std::wstring Get(const CInternalSavedDocument& document) {
+    std::wstring text;
+    (document.*Getter)(text);
+    return text;
+}
+
+template <auto Setter> void Set(CInternalSavedDocument& document, const std::wstring& text) {
+    (document.*Setter)(text);
+}
+
+std::wstring GetRecovered(const CInternalSavedDocument& document) {
+    return document.GetStatus() == TEMP_DOCUMENT_RECOVERED ? L"True" : L"False";
+}
+
+void SetRecovered(CInternalSavedDocument& document, const std::wstring& text) {
+    if (SameText(text, L"true"))
+        document.SetStatus(TEMP_DOCUMENT_RECOVERED);
+    else if (SameText(text, L"false"))
+        document.SetStatus(TEMP_DOCUMENT_NOT_RECOVERED);
+    else
+        throw CXmlParseException(text);
+}
+
+template <auto Getter, auto Setter> constexpr CInfoFileField TextField(InfoFileElement element) {
+    return {element, &Get<Getter>, &Set<Setter>};
+}
+
+using CRecord = CInternalSavedDocument;
+constexpr CInfoFileField fields[] = {
+    TextField<&CRecord::GetDocName, &CRecord::SetDocName>(Name),
+    TextField<&CRecord::GetDocOriginalPath, &CRecord::SetDocOriginalPath>(OrigPath),
+    TextField<&CRecord::GetDocTempPath, &CRecord::SetDocTempPath>(TempPath),
+    TextField<&CRecord::GetAppExeImageName, &CRecord::SetAppExeImageName>(AppName),
+    TextField<&CRecord::GetAppPath, &CRecord::SetAppPath>(AppPath),
+    {Rec, &GetRecovered, &SetRecovered},
+    TextField<&CRecord::GetRestoreScriptName, &CRecord::SetRestoreScriptName>(RestoreScript),
+    TextField<&CRecord::GetSaveScriptName, &CRecord::SetSaveScriptName>(SaveScript),
+};
+} // namespace
+
+std::span<const CInfoFileField> GetInfoFileFields() noexcept {
+    return fields;
+}
