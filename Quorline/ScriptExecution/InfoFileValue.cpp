@@ -8,43 +8,42 @@
 namespace {
 constexpr std::size_t LongestPrint = 65'536; // of all directives together: no path and no title is longer
 
-/// The directive with a zero or null for its argument.
-std::wstring PrintZero(const CPrintfDirective& directive) {
-    const wchar_t conversion = directive.GetConversion();
-    switch (conversion) {
-    case L'd':
-    case L'i':
-    case L'o':
-    case L'u':
-    case L'x':
-    case L'X':
-        return directive.PrintInteger(0);
-    case L'e':
-    case L'E':
-    case L'f':
-    case L'g':
-    case L'G':
+/// The directive with a zero or null for its argument, whose conversion no message's insert knows.
+std::wstring PrintZeroOfOther(const CPrintfDirective& directive) {
+    switch (directive.GetConversion()) {
     case L'a':
     case L'A':
         return directive.PrintFloat(0);
-    case L'c':
-    case L'C': {
+    case L'Z': // a counted string; a null one prints like any other null string
+        return directive.PrintString(L"(null)");
+    case L'n':
+    case L'\0': // the value ends before the conversion
+        return {};
+    default:
+        return std::wstring(1, directive.GetConversion());
+    }
+}
+
+/// The directive with a zero or null for its argument.
+std::wstring PrintZero(const CPrintfDirective& directive) {
+    using enum CPrintfDirective::Kind;
+    switch (directive.GetKind()) {
+    case Integer:
+        return directive.PrintInteger(0);
+    case Float:
+        return directive.PrintFloat(0);
+    case Character: {
         std::wstring printed = directive.PrintCharacter(L'\0');
         // The zero would end the document for every XML parser.
         std::erase(printed, L'\0');
         return printed;
     }
-    case L's':
-    case L'S':
-    case L'Z': // a counted string; a null one prints like any other null string
+    case String:
         return directive.PrintString(L"(null)");
-    case L'p':
+    case Pointer:
         return directive.PrintPointer(nullptr);
-    case L'n':
-    case L'\0': // the value ends before the conversion
-        return {};
     default:
-        return std::wstring(1, conversion);
+        return PrintZeroOfOther(directive);
     }
 }
 } // namespace

@@ -110,27 +110,17 @@ std::wstring FormatString(const CPrintfDirective& directive, int number, std::ui
 }
 
 std::wstring FormatDirective(const CPrintfDirective& directive, int number, std::uint64_t slot) {
-    switch (directive.GetConversion()) {
-    case L'd':
-    case L'i':
-    case L'o':
-    case L'u':
-    case L'x':
-    case L'X':
+    using enum CPrintfDirective::Kind;
+    switch (directive.GetKind()) {
+    case Integer:
         return FormatInteger(directive, slot);
-    case L'e':
-    case L'E':
-    case L'f':
-    case L'g':
-    case L'G':
+    case Float:
         return directive.PrintFloat(std::bit_cast<double>(slot));
-    case L'p':
+    case Pointer:
         return directive.PrintPointer(reinterpret_cast<const void*>(static_cast<std::uintptr_t>(slot)));
-    case L'c':
-    case L'C':
+    case Character:
         return FormatCharacter(directive, slot);
-    case L's':
-    case L'S':
+    case String:
         return FormatString(directive, number, slot);
     default:
         ThrowInvalidFormat();

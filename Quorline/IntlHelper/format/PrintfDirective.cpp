@@ -126,6 +126,34 @@ std::wstring CPrintfDirective::PrintInteger(std::uint64_t bits) const {
     return PrintField(prefix, std::max(atLeast, count) - count, digits.Get(), m_zeros && !m_precision);
 }
 
+CPrintfDirective::Kind CPrintfDirective::GetKind() const noexcept {
+    switch (m_conversion) {
+    case L'd':
+    case L'i':
+    case L'o':
+    case L'u':
+    case L'x':
+    case L'X':
+        return Kind::Integer;
+    case L'e':
+    case L'E':
+    case L'f':
+    case L'g':
+    case L'G':
+        return Kind::Float;
+    case L'p':
+        return Kind::Pointer;
+    case L'c':
+    case L'C':
+        return Kind::Character;
+    case L's':
+    case L'S':
+        return Kind::String;
+    default:
+        return Kind::Other;
+    }
+}
+
 std::wstring CPrintfDirective::PrintFloat(double value) const {
     std::optional<std::size_t> precision = m_precision;
     if (precision)

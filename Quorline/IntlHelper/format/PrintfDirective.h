@@ -26,6 +26,9 @@ public:
     std::size_t GetLength() const noexcept { return m_length; }
     /// The conversion's letter, whether there is such a conversion or not; 0 when the text ends before it.
     wchar_t GetConversion() const noexcept { return m_conversion; }
+    /// What the conversion prints; a conversion that one runtime knows and another does not is Other.
+    enum class Kind { Integer, Float, Pointer, Character, String, Other };
+    Kind GetKind() const noexcept;
     /// The size prefixes as written, "" or "h", "I64", "ll"; they live as long as the text.
     std::wstring_view GetSize() const noexcept { return m_size; }
     /// Whether a '*' takes the width or the precision from an argument. It is printed as zero.
