@@ -1,21 +1,20 @@
-// How stores, and the history of stores, hand their contents to the automation objects.
+// How stores, and the history of stores, hand their contents to the automation objects: all that either knows of them.
 
 #include "DocumentStore.h"
 #include "InternalDocumentStore.h"
 #include "SavedDocumentCollection.h"
 #include "ScriptExecution/DocumentStoreHistory.h"
+#include "com/NewObject.h"
 #include "logging/TraceScope.h"
 
 HRESULT CInternalDocumentStore::CreateDocumentStoreCOMObject(IDocumentStore** ppStore) {
     const CTraceScope trace(L"CInternalDocumentStore::CreateDocumentStoreCOMObject");
     if (ppStore == nullptr)
         return E_POINTER;
-    CComObject<CDocumentStore>* object = nullptr;
-    const HRESULT hr = CComObject<CDocumentStore>::CreateInstance(&object);
-    if (FAILED(hr))
+    CComPtr<CComObject<CDocumentStore>> store;
+    if (const HRESULT hr = MakeObject(store); FAILED(hr))
         return hr;
-    CComPtr<IDocumentStore> store(object);
-    object->SetInternalDocumentStore(this);
+    store->SetInternalDocumentStore(this);
     *ppStore = store.Detach();
     return S_OK;
 }

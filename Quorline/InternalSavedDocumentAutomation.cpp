@@ -2,16 +2,15 @@
 
 #include "InternalSavedDocument.h"
 #include "SavedDocument.h"
+#include "com/NewObject.h"
 
 HRESULT CInternalSavedDocument::CreateSavedDocumentCOMObject(ISavedDocument** ppDoc) const {
     if (ppDoc == nullptr)
         return E_POINTER;
-    CComObject<CSavedDocument>* object = nullptr;
-    const HRESULT hr = CComObject<CSavedDocument>::CreateInstance(&object);
-    if (FAILED(hr))
+    CComPtr<CComObject<CSavedDocument>> document;
+    if (const HRESULT hr = MakeObject(document); FAILED(hr))
         return hr;
-    CComPtr<ISavedDocument> document(object);
-    object->Init(*this);
+    document->Init(*this);
     *ppDoc = document.Detach();
     return S_OK;
 }

@@ -1,6 +1,7 @@
 #include "RestoreDocumentScriptOp.h"
 
 #include "TalvinorRestoreScriptArgs.h"
+#include "com/NewObject.h"
 #include "logging/Checks.h"
 
 CRestoreDocumentScriptOp::CRestoreDocumentScriptOp() = default;
@@ -23,12 +24,11 @@ void CRestoreDocumentScriptOp::SetSavedDocument(const CInternalSavedDocument& do
 HRESULT CRestoreDocumentScriptOp::CreateScriptArgsCOMObject(ITalvinorRestoreScriptArgs** ppArgs) {
     if (!ppArgs)
         return E_POINTER;
-    CComObject<CTalvinorRestoreScriptArgs>* object = nullptr;
-    if (const HRESULT hr = CComObject<CTalvinorRestoreScriptArgs>::CreateInstance(&object); FAILED(hr))
+    CComPtr<CComObject<CTalvinorRestoreScriptArgs>> args;
+    if (const HRESULT hr = MakeObject(args); FAILED(hr))
         return hr;
-    CComPtr<ITalvinorRestoreScriptArgs> args(object);
     // kept: arguments without the document are handed out too.
-    object->AddRestoreDocument(m_document);
+    args->AddRestoreDocument(m_document);
     *ppArgs = args.Detach();
     return S_OK;
 }
@@ -40,11 +40,11 @@ long CRestoreDocumentScriptOp::OnComplete() {
 long CRestoreDocumentScriptOp::AddNamedItems() {
     // Before the script: one that fails must not be started again at every resume.
     m_document.SetStatus(TEMP_DOCUMENT_RECOVERED);
-    CComObject<CTalvinorRestoreScriptArgs>* object = nullptr;
-    if (const HRESULT hr = CComObject<CTalvinorRestoreScriptArgs>::CreateInstance(&object); FAILED(hr))
+    CComPtr<CComObject<CTalvinorRestoreScriptArgs>> args;
+    if (const HRESULT hr = MakeObject(args); FAILED(hr))
         return hr;
-    m_scriptArgs = object;
-    const HRESULT hr = object->AddRestoreDocument(m_document);
+    m_scriptArgs = args.p;
+    const HRESULT hr = args->AddRestoreDocument(m_document);
     if (SUCCEEDED(hr))
         m_runner.AddNamedItem(L"TalvinorRestoreScriptArgs", m_scriptArgs.Get());
     return hr;

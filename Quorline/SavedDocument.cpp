@@ -1,5 +1,7 @@
 #include "SavedDocument.h"
 
+#include "com/ComString.h"
+
 OBJECT_ENTRY_AUTO(CLSID_SavedDocument, CSavedDocument)
 
 HRESULT CSavedDocument::CopyText(void (CInternalSavedDocument::*getter)(std::wstring&) const, BSTR* text) const {
@@ -7,7 +9,7 @@ HRESULT CSavedDocument::CopyText(void (CInternalSavedDocument::*getter)(std::wst
         return Error(E_POINTER);
     std::wstring value;
     (m_document.*getter)(value);
-    *text = CComBSTR(static_cast<int>(value.size()), value.c_str()).Detach();
+    *text = CopyToBstr(value).Detach();
     return S_OK;
 }
 

@@ -3,6 +3,7 @@
 #include "base/StackLimit.h"
 #include "com/ComErrorText.h"
 #include "com/ExceptionInfo.h"
+#include "com/PlainReference.h"
 #include "ScriptExecution/TalvinorClientScriptSite.h"
 #include "logging/Checks.h"
 #include "logging/ClassLog.h"
@@ -23,12 +24,11 @@ constexpr GUID vbScriptEngine = {0xB54F3741, 0x5B07, 0x11CF, {0xA4, 0xB0, 0x00, 
 constexpr GUID jScriptEngine = {0xF414C260, 0x6AC0, 0x11CF, {0xB6, 0xD1, 0x00, 0xAA, 0x00, 0xBB, 0xBB, 0x58}};
 } // namespace
 
-CScriptRunner::CScriptRunner() : m_pNamedItems(std::make_unique<CNamedItems>().release()) {}
+CScriptRunner::CScriptRunner() : m_pNamedItems(std::make_shared<CNamedItems>()) {}
 
 CScriptRunner::~CScriptRunner() {
     ClearNamedItems();
-    const std::unique_ptr<CNamedItems> items(m_pNamedItems);
-    CComPtr<IActiveScriptSite>().Attach(m_pSite);
+    GiveBack(static_cast<IActiveScriptSite*>(m_pSite));
 }
 
 void CScriptRunner::AddNamedItem(std::wstring name, IUnknown* object) {
@@ -50,7 +50,7 @@ IUnknown* CScriptRunner::GetNamedItem(std::wstring name) {
 void CScriptRunner::ClearNamedItems() {
     // A null entry, left by a script that asked for an unknown name, holds nothing to release.
     for (auto& [name, object] : *m_pNamedItems)
-        CComPtr<IUnknown>().Attach(std::exchange(object, nullptr));
+        GiveBack(std::exchange(object, nullptr));
     m_pNamedItems->clear();
 }
 

@@ -1,8 +1,8 @@
 #include "Process.h"
 
-#include "NewObject.h"
 #include "ProcessWindows.h"
 #include "SessionError.h"
+#include "com/NewObject.h"
 
 CComPtr<IDispatch> CProcess::Create(std::shared_ptr<CTargetProcess> target) {
     const auto object = NewObject<CProcess>();

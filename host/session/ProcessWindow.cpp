@@ -1,7 +1,7 @@
 #include "ProcessWindow.h"
 
-#include "NewObject.h"
 #include "SessionError.h"
+#include "com/NewObject.h"
 
 #include <array>
 #include <cwchar>

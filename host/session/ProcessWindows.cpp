@@ -1,9 +1,9 @@
 #include "ProcessWindows.h"
 
-#include "NewObject.h"
 #include "ProcessWindow.h"
 #include "SessionError.h"
 #include "VariantEnumerator.h"
+#include "com/NewObject.h"
 
 CComPtr<IProcessWindows> CProcessWindows::Create(const std::shared_ptr<CTargetProcess>& target) {
     const auto object = NewObject<CProcessWindows>();

@@ -1,6 +1,7 @@
 #include "SessionError.h"
 
 #include "base/SystemMessage.h"
+#include "com/ComString.h"
 #include "com/ErrorInfo.h"
 #include "com/PlatformException.h"
 
@@ -51,5 +52,5 @@ HRESULT ReportException(REFIID iid, const wchar_t* member, const std::wstring& o
 }
 
 BSTR ToCaller(const std::wstring& text) {
-    return CComBSTR(static_cast<int>(text.size()), text.data()).Detach();
+    return CopyToBstr(text).Detach();
 }

@@ -1,7 +1,7 @@
 #include "VariantEnumerator.h"
 
-#include "NewObject.h"
 #include "SessionError.h"
+#include "com/NewObject.h"
 
 #include <algorithm>
 

@@ -3,6 +3,7 @@
 #include "common/SignerErrors.h"
 #include "ScriptSignerCore.h"
 #include "ScriptVerifier.h"
+#include "com/ComString.h"
 #include "com/ErrorInfo.h"
 #include "com/PlatformException.h"
 
@@ -41,7 +42,7 @@ STDMETHODIMP CScriptSignerObject::SignText(BSTR extension, BSTR text, BSTR certi
         const ScriptKind kind = ScriptKindOf(View(extension));
         const auto chosen = CSigningCertificate::FromStore(std::wstring(View(certificate)), std::wstring(View(store)));
         const std::wstring result = CScriptSignerCore(chosen).SignText(kind, View(text));
-        *signedText = CComBSTR(static_cast<int>(result.size()), result.c_str()).Detach();
+        *signedText = CopyToBstr(result).Detach();
     });
 }
 

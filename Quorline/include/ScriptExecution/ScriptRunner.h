@@ -18,6 +18,7 @@
 #include <unknwn.h>
 
 #include <map>
+#include <memory>
 #include <string>
 
 class CTalvinorClientScriptSite;
@@ -60,7 +61,7 @@ private:
     bool VerifyScript(const std::wstring& name, CScript::ScriptLanguageEnum language, BSTR text);
     void InitSite();
 
-    CNamedItems* m_pNamedItems;                   // owned; each object holds one reference
+    std::shared_ptr<CNamedItems> m_pNamedItems;   // each object holds one reference
     CTalvinorClientScriptSite* m_pSite = nullptr; // one reference, from the first run on
     std::wstring m_errorSource;
     std::wstring m_errorDescription;
