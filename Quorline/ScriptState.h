@@ -1,6 +1,7 @@
 #pragma once
 
-// A placeholder for what scripts may one day ask of the session they run in. Used on one thread.
+// Stands in the type library and in the registry for scripts and hosts that name it, and answers nothing: what a script
+// may ask of its session, the host's Session object tells. Used on one thread.
 
 #include "com/ScriptDispatch.h"
 #include "resource.h"

@@ -68,7 +68,7 @@ void CAsyncRunner::Start(IAsyncOp* operation) {
     const CTraceScope trace(L"CAsyncRunner::Start");
     LogGlobal(log4cxx::Level::getInfo(), L"Starting script execution");
     if (!operation)
-        // kept: the message names an older class.
+        // kept: log readers know the message with these names, which are none of this class.
         SanityCheckFailed(QUORLINE_HERE, L"Null pOp argument passed to CScriptBackgroundRunner::StartRunScripts");
     auto parameter = std::make_unique<CStartParameter>(CStartParameter{operation, this});
     const std::atomic_ref<HANDLE> threadStarted(m_hThreadStarted);
@@ -127,6 +127,7 @@ DWORD WINAPI CAsyncRunner::RunThread(void* parameter) {
         SanityCheckFailed(QUORLINE_HERE, L"pRunner is null");
     if (!SetEvent(runner->m_hThreadStarted))
         CheckWin32Error(QUORLINE_HERE, GetLastError(), L"SetEvent");
+    // kept: passed through, though nobody else takes it.
     { const std::lock_guard<CCriticalSection> pass(*runner->m_lock); }
 
     const auto deleteWhenFinished = runner->m_deleteWhenFinished;

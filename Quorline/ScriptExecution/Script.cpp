@@ -59,9 +59,9 @@ bool CScript::LoadTextFromFile(const std::wstring& path) try {
     CUniqueDescriptor file(opened);
     struct _stat64i32 status = {};
     const bool known = _fstat64i32(file.Get(), &status) == 0;
+    // kept: the descriptor stays open when the status of an open file cannot be had.
     if (!known)
-        static_cast<void>(
-            file.Detach()); // kept: the descriptor stays open when the status of an open file cannot be had
+        static_cast<void>(file.Detach());
     // The status truncates the size of some files that are too large for it instead of failing.
     if (!known || status.st_size < 0 || _filelengthi64(file.Get()) > std::numeric_limits<int>::max()) {
         Log(log4cxx::Level::getError(), L"Could not load script text from file '{0:%s}' -- bad file size",

@@ -31,6 +31,7 @@ std::size_t FirstDirectoryEnd(const std::wstring& path) {
 
 // kept: registered for other programs of the client; nothing in the library reads the identifier.
 const UINT CPropertyService::m_storageClipboardFormat = RegisterClipboardFormatW(L"Talvinor Storage Format");
+// kept: made with the identifier, and read by nothing.
 const std::wstring CPropertyService::m_unknownName = L"UNKNOWN";
 
 QUORLINE_CLASS_LOG(CPropertyService, L"LogHelp.CPropertyService")

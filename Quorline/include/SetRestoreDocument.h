@@ -1,6 +1,7 @@
 #pragma once
 
-// A placeholder for hosts that would restore a document without an operation of their own.
+// Exported for the hosts that link it, and does nothing: a document is restored by an operation
+// (RestoreDocumentScriptOp.h).
 
 #include "base/Export.h"
 
