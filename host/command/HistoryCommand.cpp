@@ -2,10 +2,12 @@
 #include "Components.h"
 #include "Console.h"
 #include "InternalSavedDocument.h"
+#include "ScriptExecution/InfoFileFields.h"
 #include "JsonText.h"
 #include "StoreCatalog.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 using nlohmann::ordered_json;
@@ -39,16 +41,21 @@ std::vector<CInternalSavedDocument*> DocumentsInOrder(const CStoreEntry& store) 
     return documents;
 }
 
+/// What programs find a record's fields under.
+constexpr std::pair<InfoFileElement, const char*> JsonNames[] = {{InfoFileElement::Name, "name"},
+                                                                 {InfoFileElement::OrigPath, "originalPath"},
+                                                                 {InfoFileElement::TempPath, "savedCopy"},
+                                                                 {InfoFileElement::AppName, "application"},
+                                                                 {InfoFileElement::AppPath, "applicationPath"},
+                                                                 {InfoFileElement::SaveScript, "saveScript"},
+                                                                 {InfoFileElement::RestoreScript, "restoreScript"}};
+
 ordered_json DocumentJson(const CInternalSavedDocument* document) {
-    const auto text = [&](auto get) { return ToUtf8(Text(document, get)); };
-    return {{"name", text(&CInternalSavedDocument::GetDocName)},
-            {"originalPath", text(&CInternalSavedDocument::GetDocOriginalPath)},
-            {"savedCopy", text(&CInternalSavedDocument::GetDocTempPath)},
-            {"application", text(&CInternalSavedDocument::GetAppExeImageName)},
-            {"applicationPath", text(&CInternalSavedDocument::GetAppPath)},
-            {"saveScript", text(&CInternalSavedDocument::GetSaveScriptName)},
-            {"restoreScript", text(&CInternalSavedDocument::GetRestoreScriptName)},
-            {"recovered", IsRecovered(document)}};
+    ordered_json json;
+    for (const auto& [element, name] : JsonNames)
+        json[name] = ToUtf8(std::ranges::find(GetInfoFileFields(), element, &CInfoFileField::element)->get(*document));
+    json["recovered"] = IsRecovered(document);
+    return json;
 }
 
 void PrintStoresJson(const std::vector<CStoreEntry>& stores) {

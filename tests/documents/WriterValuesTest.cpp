@@ -2,8 +2,10 @@
 
 #include "ImportHook.h"
 #include "ScriptExecution/DocumentStoreXMLReader.h"
+#include "ScriptExecution/InfoFileFields.h"
 #include "ScriptExecution/InfoFileValue.h"
 #include "StorePeer.h"
+#include "base/Utf8.h"
 
 #include <climits>
 
@@ -25,6 +27,29 @@ TEST_F(WriterTest, TextOutsideAsciiIsUtf8AndComesBackWhole) {
     ASSERT_EQ(records.size(), 5u);
     for (std::size_t i = 0; i < std::size(names); ++i)
         EXPECT_EQ(Text(*records[i], &CInternalSavedDocument::GetDocName), names[i]);
+}
+
+TEST_F(WriterTest, EveryFieldOfARecordIsWrittenUnderItsNameAndReadBack) {
+    CInternalSavedDocument& record = Add(L"");
+    const auto valueOf = [](const CInfoFileField& field) {
+        return field.element == InfoFileElement::Rec ? std::wstring(L"True")
+                                                     : std::wstring(L"the ") + InfoFileName(field.element);
+    };
+    for (const CInfoFileField& field : GetInfoFileFields())
+        field.set(record, valueOf(field));
+    const std::string file = Write(nullptr);
+    CDocumentStoreInfo info;
+    CDocumentStoreXMLReader(path.wstring()).ReadDocumentStore(info);
+    ASSERT_EQ(info.GetInternalDocumentStore()->GetSavedDocumentList()->size(), 1u);
+    const CInternalSavedDocument& read = *info.GetInternalDocumentStore()->GetSavedDocumentList()->front();
+    std::size_t position = 0;
+    for (const CInfoFileField& field : GetInfoFileFields()) {
+        const std::string tag = "<" + ToUtf8(InfoFileName(field.element)) + ">";
+        EXPECT_EQ(field.get(read), valueOf(field)) << tag;
+        EXPECT_GT(file.find(tag, position), position) << tag; // in this order
+        position = file.find(tag, position);
+        ASSERT_NE(position, std::string::npos) << tag;
+    }
 }
 
 TEST_F(WriterTest, TheEdgesBetweenTheLengthsOfUtf8AreEncoded) {
