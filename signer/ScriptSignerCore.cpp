@@ -11,7 +11,6 @@
 
 namespace {
 
-constexpr std::string_view IndirectDataOid = "1.3.6.1.4.1.311.2.1.4";
 constexpr std::string_view StatementTypeOid = "1.3.6.1.4.1.311.2.1.11";
 constexpr std::string_view IndividualPurposeOid = "1.3.6.1.4.1.311.2.1.21";
 constexpr std::string_view OpusInfoOid = "1.3.6.1.4.1.311.2.1.12";

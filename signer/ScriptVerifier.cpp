@@ -12,7 +12,6 @@
 
 namespace {
 
-constexpr std::string_view IndirectDataOid = "1.3.6.1.4.1.311.2.1.4";
 
 std::wstring DescribeRefusal(const std::wstring& what, const CVerification& verification) {
     return L"Refused " + what + L": " + verification.reason + L". Certificate: " +

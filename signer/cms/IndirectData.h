@@ -6,6 +6,11 @@
 #include "cms/ScriptText.h"
 #include "crypto/Digest.h"
 
+#include <string_view>
+
+/// What the signed data says that its content is.
+inline constexpr std::string_view IndirectDataOid = "1.3.6.1.4.1.311.2.1.4";
+
 struct CIndirectData {
     const CDigestAlgorithm* algorithm;
     CBytes digest;

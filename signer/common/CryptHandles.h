@@ -10,33 +10,17 @@
 #include <bcrypt.h>
 #include <ncrypt.h>
 
-struct CCertificateTraits {
-    using Type = PCCERT_CONTEXT;
-    static Type Null() noexcept { return nullptr; }
-    static bool IsValid(Type value) noexcept { return value != nullptr; }
-    static void Close(Type value) noexcept { CertFreeCertificateContext(value); }
-};
-using CUniqueCertificate = CUnique<CCertificateTraits>;
+using CUniqueCertificate = CUnique<CNullableTraits<PCCERT_CONTEXT, &CertFreeCertificateContext>>;
 
 inline CUniqueCertificate ShareCertificate(PCCERT_CONTEXT certificate) noexcept {
     return CUniqueCertificate(CertDuplicateCertificateContext(certificate));
 }
 
-struct CStoreTraits {
-    using Type = HCERTSTORE;
-    static Type Null() noexcept { return nullptr; }
-    static bool IsValid(Type value) noexcept { return value != nullptr; }
-    static void Close(Type value) noexcept { CertCloseStore(value, 0); }
-};
-using CUniqueStore = CUnique<CStoreTraits>;
-
-struct CChainTraits {
-    using Type = PCCERT_CHAIN_CONTEXT;
-    static Type Null() noexcept { return nullptr; }
-    static bool IsValid(Type value) noexcept { return value != nullptr; }
-    static void Close(Type value) noexcept { CertFreeCertificateChain(value); }
-};
-using CUniqueChain = CUnique<CChainTraits>;
+inline void CloseStore(HCERTSTORE value) noexcept {
+    CertCloseStore(value, 0);
+}
+using CUniqueStore = CUnique<CNullableTraits<HCERTSTORE, &CloseStore>>;
+using CUniqueChain = CUnique<CNullableTraits<PCCERT_CHAIN_CONTEXT, &CertFreeCertificateChain>>;
 
 /// BCrypt and NCrypt hand out pointers, the older interface numbers.
 template <class T, auto CloseFunction> struct CCryptTraits {
