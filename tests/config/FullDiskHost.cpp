@@ -11,18 +11,28 @@
 #include <fstream>
 
 namespace {
-class CNothing : public IAsyncOp {
+/// Keeps the worker's thread, which logs to its very end.
+class CKeepThread : public IAsyncOp {
 public:
-    long Run() override { return 0; }
+    long Run() override {
+        const HANDLE process = GetCurrentProcess();
+        DuplicateHandle(process, GetCurrentThread(), process, m_thread.Put(), 0, FALSE, DUPLICATE_SAME_ACCESS);
+        return 0;
+    }
     long OnComplete() override { return 0; }
+    void AwaitEnd() const { WaitForSingleObject(m_thread.Get(), INFINITE); }
+
+private:
+    CUniqueHandle m_thread;
 };
 
 bool UseTheLibrary() {
     CScript().LoadTextFromFile(L"C:\\no such file"); // writes errors
     CAsyncRunner runner;
-    CNothing operation;
+    CKeepThread operation;
     runner.Start(&operation); // a trace scope, a line, one more scope on a thread of its own
     runner.WaitForFinish();
+    operation.AwaitEnd();
     try {
         runner.Start(nullptr); // a check
     } catch (const CMorvaneException&) {

@@ -29,9 +29,9 @@ public:
         std::ofstream(std::filesystem::path(LogFile()), std::ios::binary) << std::string(Limit - room, 'x');
     }
     ~CFilledLog() {
-        std::filesystem::remove(LogFile());
-        if (std::filesystem::exists(LogFile() + L".aside"))
-            std::filesystem::rename(LogFile() + L".aside", LogFile());
+        std::error_code ignored;
+        std::filesystem::remove(LogFile(), ignored);
+        std::filesystem::rename(LogFile() + L".aside", LogFile(), ignored);
     }
     CFilledLog(const CFilledLog&) = delete;
     CFilledLog& operator=(const CFilledLog&) = delete;

@@ -4,7 +4,7 @@ set -euo pipefail
 cd "$(dirname "$0")/../.."
 
 # What Wine runs in the background is started without the limit.
-scripts/wine-run.sh cmd /c exit </dev/null
+scripts/wine-run.sh cmd /c exit </dev/null || true
 
 # A write beyond the limit fails then, instead of ending the program.
 trap '' XFSZ
