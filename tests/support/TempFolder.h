@@ -11,11 +11,13 @@ class CTempFolder {
 public:
     CTempFolder() {
         static long count = 0;
-        m_path = (std::filesystem::temp_directory_path() / (L"quorline-" + std::to_wstring(GetCurrentProcessId()) +
-                                                            L"-" + std::to_wstring(InterlockedIncrement(&count))))
-                     .wstring();
-        std::filesystem::remove_all(m_path);
-        std::filesystem::create_directories(m_path);
+        const std::wstring process = std::to_wstring(GetCurrentProcessId());
+        // One that an earlier process of this number has left may be in use yet; then the next is taken.
+        do
+            m_path = (std::filesystem::temp_directory_path() /
+                      (L"quorline-" + process + L"-" + std::to_wstring(InterlockedIncrement(&count))))
+                         .wstring();
+        while (!std::filesystem::create_directories(m_path));
     }
     ~CTempFolder() {
         std::error_code ignored;
