@@ -20,12 +20,28 @@ void Pop() noexcept {
         // No memory for a copy of the name, which nobody wants: the context of this thread keeps it.
     }
 }
+
+std::wstring CopyOf(const wchar_t* text) noexcept {
+    try {
+        return text;
+    } catch (...) {
+        return {}; // a function that cannot be named is traced without its name
+    }
+}
 } // namespace
+
+CTraceScope::CTraceScope(const wchar_t* functionName) noexcept : m_functionName(CopyOf(functionName)) {
+    Enter();
+}
 
 CTraceScope::CTraceScope(std::wstring functionName, std::wstring name1, std::wstring value1, std::wstring name2,
                          std::wstring value2) noexcept
     : m_functionName(std::move(functionName)), m_name1(std::move(name1)), m_value1(std::move(value1)),
       m_name2(std::move(name2)), m_value2(std::move(value2)) {
+    Enter();
+}
+
+void CTraceScope::Enter() noexcept {
     if (!IsLoggingConfigured() || IsProcessEnding())
         return;
     const DWORD lastError = GetLastError();

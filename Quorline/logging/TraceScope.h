@@ -12,6 +12,8 @@
 
 class CTraceScope {
 public:
+    /// For a literal, of which no copy may be had either.
+    explicit CTraceScope(const wchar_t* functionName) noexcept;
     explicit CTraceScope(std::wstring functionName, std::wstring name1 = {}, std::wstring value1 = {},
                          std::wstring name2 = {}, std::wstring value2 = {}) noexcept;
     ~CTraceScope();
@@ -20,6 +22,7 @@ public:
     CTraceScope& operator=(const CTraceScope&) = delete;
 
 private:
+    void Enter() noexcept;
     void LogStep(const wchar_t* arrow) const noexcept;
 
     std::wstring m_functionName;

@@ -1,3 +1,4 @@
+#include "FailingMemory.h"
 #include "LogLines.h"
 #include "logging/TraceScope.h"
 
@@ -121,4 +122,13 @@ TEST(TraceScope, TheThreadsLastErrorStays) {
         SetLastError(123);
     }
     EXPECT_EQ(GetLastError(), 123u);
+}
+
+TEST(TraceScope, WithoutMemoryTheFunctionGoesOn) {
+    const CLogLines log;
+    for (int blocks = 0; blocks < 20; ++blocks) {
+        const CFailingMemory memory(blocks);
+        EXPECT_NO_THROW(const CTraceScope trace(L"CSecurityUtils::RevertDesktop")) << blocks;
+    }
+    EXPECT_EQ(log4cxx::NDC::getDepth(), 0);
 }
