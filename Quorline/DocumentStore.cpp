@@ -28,7 +28,7 @@ void CDocumentStore::SetInternalDocumentStore(CInternalDocumentStore* pStore) {
 }
 
 STDMETHODIMP CDocumentStore::GetNew(BSTR bstrDocName, BSTR bstrOriginalDocPath, VARIANT varFileExtension,
-                                    BSTR* bstrRetPath) {
+                                    BSTR* bstrRetPath) try {
     LogGlobal(log4cxx::Level::getDebug(),
               L"CDocumentStore::GetNew called with szDocName = {0:%s}, szOriginalPath = {1:%s}", TextOf(bstrDocName),
               TextOf(bstrOriginalDocPath));
@@ -60,6 +60,10 @@ STDMETHODIMP CDocumentStore::GetNew(BSTR bstrDocName, BSTR bstrOriginalDocPath, 
     }
     LogGlobal(log4cxx::Level::getError(), L"Call to GetNew failed with result code = 0x{0:%x}", hr);
     return Error(hr, store->GetNameRefusal());
+} catch (const CAtlException&) {
+    throw; // kept: an extension that cannot be copied raises
+} catch (...) {
+    return Error(HResultOfException());
 }
 
 STDMETHODIMP CDocumentStore::LogMessage(unsigned short uLevel, BSTR* strMessage) try {

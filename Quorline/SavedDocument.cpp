@@ -2,15 +2,20 @@
 
 #include "com/ComString.h"
 
+#include <new>
+
 OBJECT_ENTRY_AUTO(CLSID_SavedDocument, CSavedDocument)
 
-HRESULT CSavedDocument::CopyText(void (CInternalSavedDocument::*getter)(std::wstring&) const, BSTR* text) const {
+HRESULT CSavedDocument::CopyText(void (CInternalSavedDocument::*getter)(std::wstring&) const, BSTR* text) const try {
     if (text == nullptr)
         return Error(E_POINTER);
     std::wstring value;
     (m_document.*getter)(value);
     *text = CopyToBstr(value).Detach();
     return S_OK;
+} catch (const std::bad_alloc&) {
+    // kept: the failed allocation of the copy itself is raised.
+    return Error(E_OUTOFMEMORY);
 }
 
 STDMETHODIMP CSavedDocument::get_Name(BSTR* pbstrVal) {

@@ -2,6 +2,7 @@
 
 #include "Support.h"
 
+#include "FailingMemory.h"
 #include "ImportHook.h"
 
 #include "DocumentStore.h"
@@ -128,6 +129,29 @@ TEST_F(DocumentStoreTest, AMessageThatThereIsNoMemoryForIsNoFailure) {
     CComBSTR message(std::wstring(200'000, L'{').c_str());
     const CImportHook hook(GetModuleHandleW(nullptr), "_Znwy", &NoLargeBlocks);
     EXPECT_EQ(object->LogMessage(2, &message), S_OK);
+}
+
+TEST_F(DocumentStoreTest, WithoutMemoryIsOutOfMemoryAndRaisesNothing) {
+    int failures = 0;
+    for (int blocks = 0; blocks < 1000; ++blocks) {
+        CInternalDocumentStore fresh; // what a failure leaves in a store makes the next call longer
+        CComPtr<IDocumentStore> target;
+        ASSERT_EQ(fresh.CreateDocumentStoreCOMObject(&target), S_OK);
+        const CComBSTR name((L"Report" + std::to_wstring(blocks)).c_str());
+        const CComBSTR original(L"C:\\Report.doc");
+        CComBSTR reserved;
+        HRESULT hr = S_OK;
+        {
+            const CFailingMemory memory(blocks);
+            EXPECT_NO_THROW(hr = target->GetNew(name, original, missing, &reserved)) << blocks;
+        }
+        EXPECT_EQ(CountOf(target), 1u);
+        if (SUCCEEDED(hr))
+            break;
+        ++failures;
+    }
+    EXPECT_GT(failures, 10);
+    EXPECT_LT(failures, 1000);
 }
 
 TEST_F(DocumentStoreTest, RaisesWhenTheExtensionCannotBeCopied) {

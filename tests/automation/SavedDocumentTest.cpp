@@ -2,6 +2,7 @@
 
 #include "Support.h"
 
+#include "FailingMemory.h"
 #include "SavedDocumentCollection.h"
 #include "ScriptState.h"
 #include "SetRestoreDocument.h"
@@ -43,6 +44,14 @@ TEST_F(SavedDocumentTest, ComesWithOneReferenceForTheCaller) {
     const auto document = MakeDocument(MakeRecord(1));
     EXPECT_EQ(CountOf(document), 1u);
     EXPECT_EQ(MakeRecord(1).CreateSavedDocumentCOMObject(nullptr), E_POINTER);
+}
+
+TEST_F(SavedDocumentTest, WithoutMemoryForATextIsOutOfMemory) {
+    const auto document = MakeDocument(MakeRecord(1));
+    const CFailingMemory memory(0);
+    CComBSTR path;
+    EXPECT_EQ(document->get_TempPath(&path), E_OUTOFMEMORY);
+    EXPECT_FALSE(path);
 }
 
 TEST_F(SavedDocumentTest, AnswersFromACopyOfItsRecord) {
