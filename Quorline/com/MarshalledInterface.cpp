@@ -1,9 +1,10 @@
 #include "com/MarshalledInterface.h"
 
 std::shared_ptr<CMarshalledInterface> CMarshalledInterface::Marshal(REFIID iid, IUnknown* object, HRESULT& hr) {
-    ATL::CComPtr<IStream> stream;
-    hr = CoMarshalInterThreadInterfaceInStream(iid, object, &stream);
-    return SUCCEEDED(hr) ? std::shared_ptr<CMarshalledInterface>(new CMarshalledInterface(stream)) : nullptr;
+    // First, so that nothing can fail any more when the stream holds its reference.
+    std::shared_ptr<CMarshalledInterface> marshalled(new CMarshalledInterface());
+    hr = CoMarshalInterThreadInterfaceInStream(iid, object, &marshalled->m_stream);
+    return SUCCEEDED(hr) ? marshalled : nullptr;
 }
 
 CMarshalledInterface::~CMarshalledInterface() {

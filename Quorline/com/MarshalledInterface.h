@@ -6,7 +6,6 @@
 #include <atlcomcli.h>
 
 #include <memory>
-#include <utility>
 
 class CMarshalledInterface {
 public:
@@ -21,7 +20,7 @@ public:
     HRESULT Unmarshal(REFIID iid, void** object);
 
 private:
-    explicit CMarshalledInterface(ATL::CComPtr<IStream> stream) noexcept : m_stream(std::move(stream)) {}
+    CMarshalledInterface() = default;
 
-    ATL::CComPtr<IStream> m_stream; // null once unmarshalled
+    ATL::CComPtr<IStream> m_stream; // null before it is marshalled and once it is unmarshalled
 };

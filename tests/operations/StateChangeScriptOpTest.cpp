@@ -1,5 +1,6 @@
 #include "StateChangeFixture.h"
 
+#include "FailingMemory.h"
 #include "ScriptExecution/AsyncRunner.h"
 #include "ScriptExecution/StateChangeScript.h"
 #include "base/Exceptions.h"
@@ -211,6 +212,23 @@ TEST_F(StateChangeOpTest, AChangeThatNobodyTookIsGivenBack) {
         EXPECT_EQ(op.SetStateChangeInstance(m_change), S_OK);
         EXPECT_GT(CountOf(m_change), 1u);
     }
+    EXPECT_EQ(CountOf(m_change), 1u);
+}
+
+TEST_F(StateChangeOpTest, AChangeThatThereIsNoMemoryToTakeIsGivenBack) {
+    int failures = 0;
+    for (int blocks = 0; blocks < 20; ++blocks) {
+        CStateChangeScriptOp op;
+        const CFailingMemory memory(blocks);
+        try {
+            op.SetStateChangeInstance(m_change);
+        } catch (const std::bad_alloc&) {
+            ++failures;
+        }
+        if (!CFailingMemory::HasFailed())
+            break;
+    }
+    EXPECT_GT(failures, 0);
     EXPECT_EQ(CountOf(m_change), 1u);
 }
 
