@@ -39,7 +39,8 @@ test: deps ## build for debugging and run every test but the soak tests
 	@$(PACKAGES) dist
 	$(call build_preset,debug)
 	$(call warm_prefix)
-	@ctest --preset debug $(CTEST_FLAGS)
+	@ctest --preset debug $(CTEST_FLAGS); result=$$?; scripts/tallies.sh build/debug/Testing/Temporary/LastTest.log; \
+	exit $$result
 
 demo: deps ## save Notepad's unsaved text before hibernation, and show it
 	@$(PACKAGES) demo
@@ -72,11 +73,10 @@ fuzz: ## look for inputs that break a parser, FUZZ_SECONDS (60) for each
 	@$(PACKAGES) fuzz
 	@tests/fuzz/run.sh build/fuzz $(FUZZ_SECONDS)
 
-soak: deps ## run the long tests
+soak: deps ## run the long tests and the fuzzers, 90 minutes on two processors
+	@$(PACKAGES) fuzz
 	$(call build_preset,release)
-	$(call warm_prefix)
-	@ctest --preset soak
-	@$(MAKE) --no-print-directory fuzz FUZZ_SECONDS=300
+	@scripts/soak.sh build/release
 
 clean: ## remove everything that was built; the cache of dependencies stays
 	@scripts/wine-run.sh --stop

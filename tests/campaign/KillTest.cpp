@@ -8,6 +8,7 @@
 #include "../host/CommandFixture.h"
 #include "RandomRounds.h"
 #include "RunningApp.h"
+#include "Tally.h"
 
 #include <nlohmann/json.hpp>
 
@@ -253,6 +254,8 @@ TEST_F(KillTest, NoMomentOfAKillCostsADocumentOrAStore) {
             Measure(SaveCommand());
         RestoreAndKill();
     }
+    PrintTally("saves killed at a random moment", m_saves.killed);
+    PrintTally("restores killed at a random moment", m_restores.killed);
     std::printf("kills of save                      %5u   (and %u after its end)\n"
                 "kills of restore                   %5u   (and %u after its end)\n"
                 "stores listed                      %5d\n"

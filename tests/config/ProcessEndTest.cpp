@@ -2,6 +2,7 @@
 
 #include "ChildProgram.h"
 #include "ClientKey.h"
+#include "Tally.h"
 
 #include <gtest/gtest.h>
 
@@ -24,6 +25,10 @@ TEST_P(ProcessEndTest, AHostWithThreadsThatLogEnds) {
     const std::wstring host = L"\"" + ProgramFolder() + L"\\BusyHost.exe\" " + GetParam();
     for (int i = 0; i < g_hosts; ++i)
         ASSERT_EQ(RunProgram(host).exitCode, 0u) << "host " << i + 1;
+    std::string name;
+    for (const wchar_t* c = GetParam(); *c; ++c)
+        name += static_cast<char>(*c);
+    PrintTally(("hosts that end while their threads log, " + name).c_str(), static_cast<unsigned>(g_hosts));
 }
 
 INSTANTIATE_TEST_SUITE_P(Hosts, ProcessEndTest, testing::Values(L"log4cxx", L"library", L"runner"));

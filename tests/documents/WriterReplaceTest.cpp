@@ -5,6 +5,7 @@
 #include "ChildTest.h"
 #include "ImportHook.h"
 #include "StartProcess.h"
+#include "Tally.h"
 
 #include <random>
 #include <set>
@@ -286,5 +287,6 @@ TEST_F(WriterReplaceTest, AKillAtAnyMomentLeavesOneWholeRecord) {
     }
     WriteNumbered(path.wstring(), *NumberedStore(1));
     EXPECT_THAT(Files(), ElementsAre(L"info.xml"));
+    PrintTally("writers of a record killed", kills);
     std::printf("%u kills, %u of them before the new record had taken its place, 0 broken records\n", kills, leftovers);
 }

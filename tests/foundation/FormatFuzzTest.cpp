@@ -5,6 +5,7 @@
 #include "IntlHelper/format/StringFormatter.h"
 #include "RandomRounds.h"
 #include "ScriptExecution/InfoFileValue.h"
+#include "Tally.h"
 
 #include <windows.h>
 
@@ -165,6 +166,7 @@ TEST(FormatFuzz, AnyFormatIsPrintedOrRefused) {
         ASSERT_EQ(heap.GetDamaged(), 0) << format << L"\n" << value;
         ASSERT_TRUE(round % 1'000 != 0 || heap.Check()) << format << L"\n" << value;
     }
+    PrintTally("random formats, as messages and as values", rounds.count);
     std::printf("messages printed: %llu, refused: %llu; values printed: %llu\n", printed, refused, rounds.count);
     EXPECT_GT(printed, rounds.count / 4);
     EXPECT_GT(refused, rounds.count / 20);

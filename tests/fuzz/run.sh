@@ -15,6 +15,7 @@ run() { # parser
     local parser=$1 options=()
     mkdir -p "$folder/corpus/$parser" "$folder/findings/$parser"
     [ ! -f "$here/$parser.dict" ] || options+=("-dict=$here/$parser.dict")
+    [ -z "${QUORLINE_SEED:-}" ] || options+=("-seed=$QUORLINE_SEED")
     "$folder/fuzz_$parser" -max_total_time="$seconds" -max_len=4096 -timeout=10 -rss_limit_mb=2048 \
         -print_final_stats=1 -artifact_prefix="$folder/findings/$parser/" "${options[@]}" \
         "$folder/corpus/$parser" "$here/$parser" >"$folder/$parser.log" 2>&1

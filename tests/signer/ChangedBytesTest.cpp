@@ -5,6 +5,7 @@
 #include "cms/SignatureBlock.h"
 #include "ScriptVerifier.h"
 #include "SignedDataEditor.h"
+#include "Tally.h"
 #include "TestAuthority.h"
 
 #include <gtest/gtest.h>
@@ -91,6 +92,10 @@ protected:
             ASSERT_FALSE(Accepted(change(i))) << what << " " << i << ", SIGNER_SEED=" << Seed();
         ASSERT_LT(0u, count);
         const auto taken = std::chrono::duration_cast<CMilliseconds>(std::chrono::steady_clock::now() - start).count();
+        PrintTally(
+            (std::string("changes of ") + what + (GetParam() == ScriptKind::VBScript ? ", VBScript" : ", JScript"))
+                .c_str(),
+            count);
         printf("%-36s %s: %8zu of %8zu refused, seed %zu, %lld ms\n", what,
                GetParam() == ScriptKind::VBScript ? "VBScript" : "JScript ", count, changes, Seed(),
                static_cast<long long>(taken));
