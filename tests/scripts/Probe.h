@@ -29,6 +29,8 @@ public:
             VariantClear(&text);
             return S_OK;
         }
+        if (!info) // a conversion that asks for the object's value
+            return DISP_E_EXCEPTION;
         *info = EXCEPINFO{};
         info->scode = E_ACCESSDENIED;
         info->bstrSource = SysAllocString(L"Probe");
