@@ -7,6 +7,7 @@
 #include "TempFolder.h"
 #include "config/LogSettingsReader.h"
 #include "logging/Log4cxxConfig.h"
+#include "logging/LogFileAppender.h"
 #include "logging/Logging.h"
 #include "logging/LostLines.h"
 
