@@ -12,7 +12,6 @@
 
 namespace {
 
-
 std::wstring DescribeRefusal(const std::wstring& what, const CVerification& verification) {
     return L"Refused " + what + L": " + verification.reason + L". Certificate: " +
            (verification.subject.empty() ? std::wstring(L"none") : verification.subject);
