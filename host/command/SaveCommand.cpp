@@ -1,14 +1,8 @@
-#include "AppsText.h"
 #include "Commands.h"
 #include "Console.h"
 #include "HostLog.h"
-#include "InterruptedSave.h"
 #include "LimitOptions.h"
-#include "SaveProgress.h"
-#include "SaveWork.h"
-#include "StoreCatalog.h"
-#include "WorkerCommand.h"
-#include "WorkerProcess.h"
+#include "SaveInWorker.h"
 
 namespace {
 /// How many of the documents that scripts asked for are not there.
@@ -22,46 +16,14 @@ std::size_t PrintDocuments(const CSaveResult& result) {
     }
     return unwritten;
 }
-
-/// Why a save that its worker did not finish is no more.
-std::wstring DescribeEnd(const CSaveProgress& progress, const CWorkerEnd& end) {
-    const std::wstring what = progress.GetRunning() ? DescribeRun(*progress.GetRunning()) : L"the save";
-    if (progress.GetError())
-        return what + L" did not come to its end: " + progress.GetError()->text;
-    return what + L" did not come to its end: " + end.Describe();
-}
-
-/// Runs the worker until it has ended, or has to be.
-CWorkerEnd RunWorkerFor(const CSaveRequest& request, const CWorkerLimits& limits, CSaveProgress& progress) {
-    CWorkerProcess worker(MakeOrder("save", ToJson(request)));
-    return worker.Run(limits, {[&](const CWorkerEvent& event) { progress.OnEvent(event); },
-                               [&](std::chrono::milliseconds time) { progress.OnTick(time); }});
-}
-
-/// What has become of the save, whatever has become of its worker.
-CSaveResult Save(const CSaveRequest& request, const CWorkerLimits& limits, CSaveProgress& progress,
-                 _STATE_CHANGE_TYPE state) {
-    std::wstring end;
-    try {
-        end = DescribeEnd(progress, RunWorkerFor(request, limits, progress));
-    } catch (const CCommandError& error) {
-        end = error.GetText();
-    }
-    if (progress.GetFinished())
-        return SaveResultFromJson(progress.GetFinished()->result);
-    if (progress.GetError() && !progress.HasBegun())
-        throw CCommandError(static_cast<ExitCode>(progress.GetError()->exitCode), progress.GetError()->text);
-    CSaveResult result = CompleteInterruptedSave(progress, state);
-    result.troubles.insert(result.troubles.begin(), end);
-    return result;
-}
 } // namespace
 
 ExitCode RunSave(const CSaveRequest& request, const CWorkerLimits& limits) {
-    const _STATE_CHANGE_TYPE state = StateChangeFromName(request.state);
     CStatusLine status = CStatusLine::OfConsole();
     CSaveProgress progress(request.state, status);
-    const CSaveResult result = Save(request, limits, progress, state);
+    CSaveRun run{request, limits};
+    run.watch.onTick = [&](std::chrono::milliseconds time) { progress.OnTick(time); };
+    const CSaveResult result = SaveInWorker(run, progress);
     status.Clear();
 
     if (progress.GetRunCount() == 0 && progress.GetFinished())
