@@ -7,8 +7,9 @@
 
 /// What a save is for.
 struct CSaveRequest {
-    std::wstring state;    ///< that the machine is about to enter, by its name
-    std::wstring appsFile; ///< the protected applications
+    std::wstring state;      ///< that the machine is about to enter, by its name
+    std::wstring appsFile;   ///< the protected applications
+    bool checkpoint = false; ///< told to the scripts, as Session.IsCheckpoint
 };
 
 /// Saves in a worker, prints how it goes and what became of it, and returns what the program exits with.

@@ -54,6 +54,8 @@ CSaveResult DoSave(const CSaveRequest& request, IWorkerEvents& events) {
     const ProtectedApps apps = ReadAppsFile(request.appsFile);
     const CHostApartment apartment;
     RequireComponents();
+    // Read by the session object, which the library makes in this process.
+    SetEnvironmentVariableW(L"QUORLINE_CHECKPOINT", request.checkpoint ? L"1" : nullptr);
 
     const CSaveTurn turn([&] { events.Report(CWaitingEvent()); });
     const CComPtr<CHostStateChange> change = CHostStateChange::Announce(state);
@@ -78,11 +80,12 @@ CSaveResult DoSave(const CSaveRequest& request, IWorkerEvents& events) {
 }
 
 json ToJson(const CSaveRequest& request) {
-    return {{"state", request.state}, {"apps", request.appsFile}};
+    return {{"state", request.state}, {"apps", request.appsFile}, {"checkpoint", request.checkpoint}};
 }
 
 CSaveRequest SaveRequestFromJson(const json& value) {
-    return {value.at("state").get<std::wstring>(), value.at("apps").get<std::wstring>()};
+    return {value.at("state").get<std::wstring>(), value.at("apps").get<std::wstring>(),
+            value.at("checkpoint").get<bool>()};
 }
 
 json ToJson(const CSaveResult& result) {

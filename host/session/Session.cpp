@@ -42,3 +42,10 @@ STDMETHODIMP CSession::GetProcess(unsigned long processId, IDispatch** ppProcess
     return Answer(*this, L"GetProcess", ppProcess,
                   [&] { return CProcess::Create(std::make_shared<CTargetProcess>(processId)); });
 }
+
+STDMETHODIMP CSession::get_IsCheckpoint(VARIANT_BOOL* pCheckpoint) {
+    return Answer(*this, L"IsCheckpoint", pCheckpoint, [] {
+        wchar_t value[2] = L"";
+        return GetEnvironmentVariableW(L"QUORLINE_CHECKPOINT", value, 2) == 1 && value[0] == L'1';
+    });
+}

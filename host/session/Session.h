@@ -35,4 +35,5 @@ public:
     /// Never null: a process that has ended, perhaps since it was looked for, has an object that says so and has no
     /// windows, so that a script finds nothing to save.
     STDMETHOD(GetProcess)(unsigned long processId, IDispatch** ppProcess) override;
+    STDMETHOD(get_IsCheckpoint)(VARIANT_BOOL* pCheckpoint) override;
 };

@@ -45,6 +45,18 @@ TEST_F(TheSession, SaysWhoIsLoggedOnWhere) {
     EXPECT_EQ(remote, GetSystemMetrics(SM_REMOTESESSION) != 0 ? VARIANT_TRUE : VARIANT_FALSE);
 }
 
+TEST_F(TheSession, SaysWhetherScriptsRunForACheckpoint) {
+    const std::pair<const wchar_t*, VARIANT_BOOL> cases[] = {
+        {nullptr, VARIANT_FALSE}, {L"1", VARIANT_TRUE}, {L"0", VARIANT_FALSE}, {L"11", VARIANT_FALSE}};
+    for (const auto& [value, expected] : cases) {
+        SetEnvironmentVariableW(L"QUORLINE_CHECKPOINT", value);
+        VARIANT_BOOL checkpoint = 1;
+        EXPECT_EQ(session->get_IsCheckpoint(&checkpoint), S_OK);
+        EXPECT_EQ(checkpoint, expected) << testing::PrintToString(value == nullptr ? L"none" : value);
+    }
+    SetEnvironmentVariableW(L"QUORLINE_CHECKPOINT", nullptr);
+}
+
 TEST_F(TheSession, SaysTheSameToScripts) {
     for (const wchar_t* language : Languages) {
         CScriptEngine engine(language);
