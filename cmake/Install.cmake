@@ -6,7 +6,7 @@ include(GNUInstallDirs)
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/Quorline)
 set(header_dir ${CMAKE_INSTALL_INCLUDEDIR}/quorline)
 
-install(TARGETS quorline quorline-sign RUNTIME COMPONENT runtime)
+install(TARGETS quorline quorline-watch quorline-sign RUNTIME COMPONENT runtime)
 install(FILES $<TARGET_FILE:QuorlineHost> $<TARGET_FILE:QuorlineSigner> ${QUORLINE_RUNTIME_DLLS}
         DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime)
 

@@ -8,6 +8,7 @@
 void AddSave(CCommandLine& line);
 void AddRestore(CCommandLine& line);
 void AddHistory(CCommandLine& line);
+void AddWatch(CCommandLine& line);
 
 /// What the program starts itself as; nobody types it, and no help names it.
 void AddWorker(CCommandLine& line);

@@ -70,10 +70,12 @@ bool StartPatiently(const std::wstring& program, const std::wstring& commandLine
                     PROCESS_INFORMATION& started) {
     constexpr int Tries = 20;
     constexpr DWORD Pause = 50; // milliseconds, since nothing announces that it has come round
+    // A caller without a console would else see one open for each worker.
+    const DWORD window = GetConsoleWindow() == nullptr ? CREATE_NO_WINDOW : 0;
     for (int count = 1;; ++count) {
         std::wstring line = commandLine;
         if (CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, TRUE,
-                           CREATE_SUSPENDED | EXTENDED_STARTUPINFO_PRESENT, nullptr, nullptr, &startup.StartupInfo,
+                           CREATE_SUSPENDED | EXTENDED_STARTUPINFO_PRESENT | window, nullptr, nullptr, &startup.StartupInfo,
                            &started))
             return true;
         if (GetLastError() != ERROR_INTERNAL_ERROR || count == Tries)

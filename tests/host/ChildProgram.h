@@ -140,6 +140,12 @@ public:
     HANDLE Process() const { return m_process.Get(); }
     DWORD Wait() { return WaitForEnd(m_process.Get()); }
 
+    /// Ends it as another process would, and returns when it is gone.
+    void Kill() {
+        TerminateProcess(m_process.Get(), 99);
+        WaitForSingleObject(m_process.Get(), 60'000);
+    }
+
 private:
     CUniqueHandle m_pipe;
     CUniqueHandle m_process;

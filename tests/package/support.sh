@@ -107,24 +107,32 @@ end_notepads() {
     wait_until "Notepad does not end" no_window_shows "$TEXT"
 }
 
-# The road of a user, with the programs in the folder PROGRAM and the samples beside them: scripts are signed and trusted,
-# a Notepad's text is saved, Notepad ends, the text comes back.
-save_and_restore() { # folder for scripts
-    local apps
-    apps=$(windows_path "$1/notepad.json")
+# The samples' scripts for Notepad, signed with a certificate that is trusted here.
+signed_samples() { # folder
     mkdir -p "$1"
-    cp "$PROGRAM"/samples/notepad* "$1/"
+    cp "$ROOT"/samples/notepad* "$1/"
     quorline cert --new-development --out "$(windows_path "$SCRATCH/development.cer")" >/dev/null
     quorline trust "$(windows_path "$SCRATCH/development.cer")" >/dev/null
     quorline sign "$(windows_path "$1/notepad-save.vbs")" "$(windows_path "$1/notepad-restore.vbs")" >/dev/null
+}
 
+# A Notepad with the text, whose file is gone then.
+notepad_with_text() {
     printf '%s' "$TEXT" >"$SCRATCH/harvest.txt"
     "$WINE" notepad "$(windows_path "$SCRATCH/harvest.txt")" >/dev/null 2>&1 &
     wait_until "Notepad does not show its text" window_shows "$TEXT"
+    rm "$SCRATCH/harvest.txt"
+}
+
+# The road of a user, with the programs in the folder PROGRAM: scripts are signed and trusted, a Notepad's text is saved,
+# Notepad ends, the text comes back.
+save_and_restore() { # folder for scripts
+    local apps
+    apps=$(windows_path "$1/notepad.json")
+    signed_samples "$1"
+    notepad_with_text
     quorline save --state hibernate --apps "$apps" || fail "the save failed"
     end_notepads
-    rm "$SCRATCH/harvest.txt"
-
     quorline restore --all --apps "$apps" || fail "the restore failed"
     wait_until "the text did not come back" window_shows "$TEXT"
     end_notepads
