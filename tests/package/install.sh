@@ -11,6 +11,8 @@ package_in() { windows_path "$(echo "$1"/*.msi)"; }
 PACKAGE=$(package_in "$DIST")
 VERSION=$(basename "$DIST"/*.msi | sed 's/Quorline-\(.*\)-x64.msi/\1/')
 SETTINGS='HKLM\Software\Morvane\TalvinorSD'
+RUN='HKLM\Software\Microsoft\Windows\CurrentVersion\Run'
+EVENTS='HKLM\System\CurrentControlSet\Services\EventLog\Application'
 
 msiexec() { timeout 120 "$WINE" msiexec "$@" /qn; }
 installed_products() { "$WINE" uninstaller --list | tr -d '\r' | grep -c '|||Quorline$' || true; }
@@ -32,6 +34,9 @@ expect 1 "$(installed_products)" "installed products"
 expect 0x3 "$(registry_value "$SETTINGS" TalvinorSDLogLevel)" "the level of the log"
 expect "C:\\Program Files\\Quorline\\" "$(registry_value "$SETTINGS" InstallDir)" "InstallDir"
 expect "C:\\ProgramData\\Quorline\\" "$(registry_value "$SETTINGS" DataDir)" "DataDir"
+expect '"C:\Program Files\Quorline\quorline-watch.exe"' "$(registry_value "$RUN" Quorline)" "the start at logon"
+expect 'C:\Program Files\Quorline\quorline-watch.exe' "$(registry_value "$EVENTS\\Quorline" EventMessageFile)" \
+    "the file with the texts of the event log"
 [ -d "$DRIVE/ProgramData/Quorline/Config/Scripts" ] || fail "the data folder is missing"
 expect_class "$SESSION_CLASS" 'C:\Program Files\Quorline\QuorlineHost.dll'
 expect_class "$SIGNER_CLASS" 'C:\Program Files\Quorline\QuorlineSigner.dll'
@@ -58,10 +63,12 @@ rm "$PROGRAM/QuorlineHost.dll" "$PROGRAM/docs/host.md"
 echo 'damaged' >"$PROGRAM/Quorline.dll"
 "$WINE" reg delete "HKLM\\Software\\Classes\\CLSID\\$SESSION_CLASS" /f >/dev/null
 "$WINE" reg delete "$SETTINGS" /v InstallDir /f >/dev/null
+"$WINE" reg delete "$RUN" /v Quorline /f >/dev/null
 msiexec /i "$PACKAGE" REINSTALL=ALL REINSTALLMODE=amus || fail "the repair failed"
 (cd "$PROGRAM" && find . -type f | sort) | diff "$SCRATCH/zipped" - || fail "files are missing after the repair"
 expect_class "$SESSION_CLASS" 'C:\Program Files\Quorline\QuorlineHost.dll'
 expect "C:\\Program Files\\Quorline\\" "$(registry_value "$SETTINGS" InstallDir)" "InstallDir"
+expect '"C:\Program Files\Quorline\quorline-watch.exe"' "$(registry_value "$RUN" Quorline)" "the start at logon"
 expect 0x3 "$(registry_value "$SETTINGS" TalvinorSDLogLevel)" "the level of the log"
 [ "$(stat -c %s "$PROGRAM/Quorline.dll")" -gt 100000 ] || fail "the damaged DLL was not replaced"
 quorline history >/dev/null || fail "the command does not run after the repair"

@@ -31,7 +31,7 @@ save_and_restore "$folder/scripts"
 step "unregistered, nothing of it is left"
 regsvr /u
 # The sources of the event log are made by whoever logs first.
-for source in Talvinor TalvinorSession; do
+for source in Quorline Talvinor TalvinorSession; do
     "$WINE" reg delete "HKLM\\System\\CurrentControlSet\\Services\\Eventlog\\Application\\$source" /f >/dev/null 2>&1 || true
 done
 snapshot after
