@@ -24,6 +24,7 @@ LEVELS = [
     ["signer/cms"],
     ["signer"],
     ["signer/com", "host/command"],
+    ["host/watch"],
 ]
 # Files that name each other all the same: the store writes its own info file, whose writer describes a store; a runner
 # has the site that an engine reports to, and the site tells the runner.
@@ -45,7 +46,7 @@ def included_files(file, known):
     """What a file includes of ours: beside it, or below one of the folders that the build gives the compiler."""
     for number, line in enumerate(open(file, encoding="utf-8"), 1):
         if match := re.match(r'#include "([^"]+)"', line):
-            for folder in (os.path.dirname(file), "Quorline", "Quorline/include", "signer", "host/session", "host"):
+            for folder in (os.path.dirname(file), "Quorline", "Quorline/include", "signer", "host/session", "host/command", "host"):
                 if (target := os.path.normpath(os.path.join(folder, match[1]))) in known:
                     yield number, target
                     break

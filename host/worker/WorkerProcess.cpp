@@ -75,8 +75,8 @@ bool StartPatiently(const std::wstring& program, const std::wstring& commandLine
     for (int count = 1;; ++count) {
         std::wstring line = commandLine;
         if (CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, TRUE,
-                           CREATE_SUSPENDED | EXTENDED_STARTUPINFO_PRESENT | window, nullptr, nullptr, &startup.StartupInfo,
-                           &started))
+                           CREATE_SUSPENDED | EXTENDED_STARTUPINFO_PRESENT | window, nullptr, nullptr,
+                           &startup.StartupInfo, &started))
             return true;
         if (GetLastError() != ERROR_INTERNAL_ERROR || count == Tries)
             return false;

@@ -79,6 +79,7 @@ public:
     STDMETHODIMP get_ComputerName(BSTR*) override { return E_NOTIMPL; }
     STDMETHODIMP get_SessionId(long*) override { return E_NOTIMPL; }
     STDMETHODIMP get_IsRemote(VARIANT_BOOL*) override { return E_NOTIMPL; }
+    STDMETHODIMP get_IsCheckpoint(VARIANT_BOOL*) override { return E_NOTIMPL; }
     STDMETHODIMP GetProcess(unsigned long processId, IDispatch** process) override {
         asked.push_back(processId);
         *process = nullptr;
