@@ -17,8 +17,8 @@ LEVELS = [
     ["Quorline/config", "Quorline/Common", "Quorline/security", "Quorline/IntlHelper"],
     ["Quorline/protection"],
     ["Quorline"],
-    ["signer/common", "host/session", "host/worker"],
-    ["signer/asn1"],
+    ["signer/common", "host/session", "host/common"],
+    ["signer/asn1", "host/worker"],
     ["signer/crypto"],
     ["signer/certificates"],
     ["signer/cms"],
@@ -46,7 +46,7 @@ def included_files(file, known):
     """What a file includes of ours: beside it, or below one of the folders that the build gives the compiler."""
     for number, line in enumerate(open(file, encoding="utf-8"), 1):
         if match := re.match(r'#include "([^"]+)"', line):
-            for folder in (os.path.dirname(file), "Quorline", "Quorline/include", "signer", "host/session", "host/command", "host"):
+            for folder in (os.path.dirname(file), "Quorline", "Quorline/include", "signer", "host/session", "host/common", "host/command", "host"):
                 if (target := os.path.normpath(os.path.join(folder, match[1]))) in known:
                     yield number, target
                     break
