@@ -1,6 +1,7 @@
 #include "certificates/SigningCertificate.h"
 
 #include "certificates/CertificateStore.h"
+#include "base/Text.h"
 #include "common/FileBytes.h"
 #include "common/SignerErrors.h"
 #include "crypto/SigningKey.h"
@@ -42,8 +43,7 @@ std::wstring NormalThumbprint(const std::wstring& text) {
 bool IsNamed(PCCERT_CONTEXT certificate, const std::wstring& name, const std::wstring& thumbprint) {
     if (!thumbprint.empty())
         return ThumbprintOf(certificate) == thumbprint;
-    return name.empty() || _wcsicmp(SubjectOf(certificate).c_str(), name.c_str()) == 0 ||
-           _wcsicmp(CommonName(certificate).c_str(), name.c_str()) == 0;
+    return name.empty() || SameText(SubjectOf(certificate), name) || SameText(CommonName(certificate), name);
 }
 
 bool IsNewer(PCCERT_CONTEXT left, PCCERT_CONTEXT right) {

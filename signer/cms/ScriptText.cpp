@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <optional>
 
 ScriptKind ScriptKindOf(std::wstring_view name) {
     const std::size_t dot = name.find_last_of(L"./\\");
@@ -26,6 +27,13 @@ std::wstring_view WithoutMark(std::wstring_view text) noexcept {
     return HasMark(text) ? text.substr(1) : text;
 }
 
+namespace {
+/// Nothing for bytes that are no UTF-8.
+std::optional<std::wstring> Decode(CBytesView bytes) {
+    return DecodeUtf8({reinterpret_cast<const char*>(bytes.data()), bytes.size()}, BadUtf8::Refuse);
+}
+} // namespace
+
 std::wstring FindEncodingTrouble(CBytesView bytes) {
     const auto begins = [&](std::initializer_list<BYTE> mark) {
         return bytes.size() >= mark.size() && std::equal(mark.begin(), mark.end(), bytes.begin());
@@ -34,9 +42,7 @@ std::wstring FindEncodingTrouble(CBytesView bytes) {
         return L"it is saved as UTF-16; save it as UTF-8 without a byte-order mark";
     if (begins({0xEF, 0xBB, 0xBF}))
         return L"it begins with a byte-order mark; save it as UTF-8 without one";
-    if (!bytes.empty() &&
-        MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, reinterpret_cast<const char*>(bytes.data()),
-                            static_cast<int>(bytes.size()), nullptr, 0) == 0)
+    if (!Decode(bytes))
         return L"it is not UTF-8; save it as UTF-8 without a byte-order mark";
     return {};
 }
@@ -53,7 +59,7 @@ CScriptFile::CScriptFile(const std::wstring& path)
         std::memcpy(m_text.data(), m_bytes.data(), m_bytes.size());
         return;
     }
-    auto text = DecodeUtf8({reinterpret_cast<const char*>(m_bytes.data()), m_bytes.size()}, BadUtf8::Refuse);
+    auto text = Decode(m_bytes);
     if (!text)
         refuse(L"is neither UTF-8 nor UTF-16LE with a byte-order mark; save it in one of these encodings");
     m_text = std::move(*text);
