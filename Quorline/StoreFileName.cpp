@@ -93,9 +93,16 @@ Presence FindName(const std::wstring& fullPath) {
     return error == ERROR_ACCESS_DENIED || error == ERROR_SHARING_VIOLATION ? Presence::Unknown : Presence::Missing;
 }
 
-/// Whether a file can be made under a name that nothing speaks against.
-bool TakesFiles(const std::wstring& directory) {
-    const std::wstring path = JoinPath(directory, CGuid().ToString());
+/// Nobody's name, as long as this one and with its end.
+std::wstring NameLike(std::wstring_view name) {
+    std::wstring unique = CGuid().ToString();
+    const std::size_t end = name.size() > unique.size() ? unique.size() : std::min(name.rfind(L'.'), name.size());
+    return unique.append(name.substr(end));
+}
+
+/// Whether a file can be made under a name that nobody has.
+bool TakesFile(const std::wstring& directory, const std::wstring& name) {
+    const std::wstring path = JoinPath(directory, name);
     return static_cast<bool>(CUniqueHandle(
         CreateFileW(path.c_str(), GENERIC_WRITE | DELETE, 0, nullptr, CREATE_NEW, FILE_FLAG_DELETE_ON_CLOSE, nullptr)));
 }
@@ -144,8 +151,14 @@ NameProbe ProbeName(const std::wstring& directory, const std::wstring& path, DWO
     const Presence presence = device || error == ERROR_INVALID_NAME ? Presence::Missing : FindName(fullPath);
     if (presence == Presence::There)
         return NameProbe::Taken;
-    if (presence == Presence::Unknown)
-        return TakesFiles(directory) ? NameProbe::Taken : NameProbe::Hopeless;
+    if (presence == Presence::Unknown) {
+        // Where its like is taken, something must be there. A name that can never be made must not count as taken: the
+        // counter would find no end.
+        if (TakesFile(directory, NameLike(name)))
+            return NameProbe::Taken;
+        if (!TakesFile(directory, CGuid().ToString()))
+            return NameProbe::Hopeless;
+    }
     // Systems tell of this in several ways, even as a file that exists: one of the name that was cut.
     const bool tells =
         exists || error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND || error == ERROR_INVALID_NAME;

@@ -8,6 +8,7 @@
 
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::StartsWith;
 
 namespace {
 int g_probes = 0;
@@ -232,6 +233,19 @@ TEST_F(FileNameTest, ADirectoryThatShowsNothingEndsTheSearchWhenItTakesNoFile) {
     EXPECT_EQ(Reserve(store, L"Report.doc"), L"Report(3).doc");
     g_lookUp = 0;
     EXPECT_THAT(Files(store), ElementsAre(L"info.xml"));
+}
+
+TEST_F(FileNameTest, ANameThatCanNeverBeMadeIsNotTakenForOneThatCannotBeSeen) {
+    g_lookUp = ERROR_ACCESS_DENIED;
+    for (const std::wstring& name :
+         {std::wstring(300, L'n'), std::wstring(300, L'n') + L".doc", std::wstring(L"a?b")}) {
+        CInternalDocumentStore store;
+        std::wstring path;
+        g_probes = 0;
+        EXPECT_EQ(store.GetNewDocumentPath(name.c_str(), nullptr, L"", path), E_FAIL) << name;
+        EXPECT_LE(g_probes, 6) << name;
+        EXPECT_THAT(store.GetNameRefusal(), StartsWith(L"The document name \"")) << name;
+    }
 }
 
 TEST_F(FileNameTest, FilesThatAreThereAreCountedPastWhateverTheProbeSays) {
