@@ -6,7 +6,7 @@ PACKAGES := scripts/install-packages.sh
 DEPS := build/deps
 WINE := scripts/wine-run.sh
 
-.PHONY: help build dist test demo lint coverage bench fuzz soak deps clean
+.PHONY: help build dist test demo lint coverage bench fuzz ubsan soak deps clean
 .DEFAULT_GOAL := build
 
 help: ## list the targets
@@ -60,6 +60,11 @@ coverage: deps ## print the library's line coverage; fails under 90 %
 	@# Windows programs name the build folder by Wine's drive; one at a time, since they write the same counters.
 	@GCOV_PREFIX=Z: ctest --preset coverage -j1
 	@scripts/coverage.py build/coverage Quorline 90
+
+ubsan: deps ## run every test but the soak tests where what the language leaves undefined ends the program
+	$(call build_preset,ubsan)
+	$(call warm_prefix)
+	@ctest --preset ubsan
 
 bench: deps ## build and run the benchmarks
 	$(call build_preset,release)
