@@ -1,7 +1,7 @@
 #include "SilentServer.h"
 
-#include "ScratchFolder.h"
 #include "ScriptSigner.h"
+#include "TempFolder.h"
 #include "TestAuthority.h"
 
 #include <atlbase.h>
@@ -140,7 +140,7 @@ TEST_F(ScriptSignerObject, VerifiesTextsAndFilesFromOutside) {
     EXPECT_EQ(VARIANT_FALSE, VerifyText(L".vbs", L"y" + good));
     EXPECT_EQ(VARIANT_FALSE, VerifyText(L".vbs", L""));
 
-    const CScratchFolder folder;
+    const CTempFolder folder;
     VARIANT_BOOL verified = VARIANT_FALSE;
     const CComBSTR path(folder.Write(L"a.vbs", std::string(good.begin(), good.end())).c_str());
     EXPECT_EQ(S_OK, m_signer->VerifyFile(path, VARIANT_FALSE, &verified));
@@ -196,7 +196,7 @@ TEST_F(ScriptSignerObject, SignsTextsAndFilesWithACertificateOfTheStoreItIsGiven
     EXPECT_EQ(S_OK, m_signer->SignText(CComBSTR(L".js"), CComBSTR(L"var x;\n"), publisher, store, &text));
     EXPECT_EQ(VARIANT_TRUE, VerifyText(L".js", text.m_str));
 
-    const CScratchFolder folder;
+    const CTempFolder folder;
     const CComBSTR path(folder.Write(L"a.vbs", "x = 1\n").c_str());
     EXPECT_EQ(S_OK, m_signer->SignFile(path, publisher, store));
     VARIANT_BOOL verified = VARIANT_FALSE;

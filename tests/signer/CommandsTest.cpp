@@ -1,8 +1,8 @@
 #include "cms/SignatureBlock.h"
 #include "common/SignerErrors.h"
-#include "ScratchFolder.h"
 #include "ScriptVerifier.h"
 #include "SignerCommands.h"
+#include "TempFolder.h"
 #include "TestAuthority.h"
 
 #include <gtest/gtest.h>
@@ -53,7 +53,7 @@ TEST(Commands, ACertificateOfTheStoreIsFoundByItsThumbprint) {
 }
 
 TEST(Commands, AMissingPasswordIsToldByTheNameOfItsVariable) {
-    const CScratchFolder folder;
+    const CTempFolder folder;
     const std::wstring path = folder.Write(L"no.pfx", "no");
     EXPECT_EQ(L"cannot read '" + path + L"': it is no .pfx file, or it has a password; set QUORLINE_PFX_PASSWORD to it",
               ErrorOf([&] { FindSigningCertificate(path, L""); }));
@@ -64,7 +64,7 @@ TEST(Commands, AMissingPasswordIsToldByTheNameOfItsVariable) {
 }
 
 TEST(Commands, AFileWithoutCertificatesIsNamed) {
-    const CScratchFolder folder;
+    const CTempFolder folder;
     const std::wstring der = folder.Write(L"no.cer", "no");
     const std::wstring pem = folder.Write(L"no.pem", "-----BEGIN CERTIFICATE-----\nAAAA");
     for (const std::wstring& path : {der, pem})
@@ -77,7 +77,7 @@ TEST(Commands, TrustStoresRootsAndPublishersWhereTheyBelong) {
     CCertificateRequest server = CodeSigningRequest(L"CN=Server");
     server.usages = {szOID_PKIX_KP_SERVER_AUTH};
     const CUniqueCertificate useless = Authority().Issue(server);
-    const CScratchFolder folder;
+    const CTempFolder folder;
 
     for (const std::wstring& path : {folder.Write(L"root.cer", Text(EncodedBytes(root.Get()))),
                                      folder.Write(L"both.pem", "# two\n" + Pem(leaf.Get()) + Pem(useless.Get()))})
@@ -92,7 +92,7 @@ TEST(Commands, TrustStoresRootsAndPublishersWhereTheyBelong) {
 }
 
 TEST(Commands, ADevelopmentCertificateIsForCodeSigningOnlyAndTrustedByNobody) {
-    const CScratchFolder folder;
+    const CTempFolder folder;
     const std::wstring path = folder.Path(L"dev.cer");
     const CUniqueCertificate made = WriteDevelopmentCertificate(path);
     const std::string bytes = folder.Read(L"dev.cer");

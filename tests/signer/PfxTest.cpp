@@ -2,8 +2,8 @@
 
 #include "cms/SignatureBlock.h"
 #include "common/SignerErrors.h"
-#include "ScratchFolder.h"
 #include "ScriptSignerCore.h"
+#include "TempFolder.h"
 #include "TestAuthority.h"
 
 #include <gtest/gtest.h>
@@ -83,7 +83,7 @@ std::wstring ThumbprintOrError(const std::wstring& path) {
 }
 
 TEST(Pfx, TheCertificateThatTheKeyBelongsToSignsAndTheOneAboveItTravelsAlong) {
-    const CScratchFolder folder;
+    const CTempFolder folder;
     CCertificateRequest authority = AuthorityRequest(L"CN=Middle");
     // So that nothing but the key speaks for the other one.
     authority.usages = {szOID_PKIX_KP_CODE_SIGNING};
@@ -102,7 +102,7 @@ TEST(Pfx, TheCertificateThatTheKeyBelongsToSignsAndTheOneAboveItTravelsAlong) {
 }
 
 TEST(Pfx, WithoutACertificateForCodeSigningThatTheKeyBelongsToItIsRefused) {
-    const CScratchFolder folder;
+    const CTempFolder folder;
     CCertificateRequest request = CodeSigningRequest(L"CN=Server");
     request.usages = {szOID_PKIX_KP_SERVER_AUTH};
     const std::wstring path = folder.Write(L"a.pfx", Pfx({Authority().Issue(request).Get()}));
@@ -184,7 +184,7 @@ private:
 };
 
 TEST(Pfx, TheUsersOwnKeysStayAsTheyAre) {
-    const CScratchFolder folder;
+    const CTempFolder folder;
     const std::wstring path = folder.Write(L"a.pfx", Pfx({Authority().Publisher()}));
     const CDefaultContainer container;
     const std::vector<CBytes> keys = CDefaultContainer::Keys();
@@ -200,7 +200,7 @@ TEST(Pfx, TheUsersOwnKeysStayAsTheyAre) {
 }
 
 TEST(Pfx, WithoutADefaultContainerThereIsNoneAfterwards) {
-    const CScratchFolder folder;
+    const CTempFolder folder;
     const std::wstring path = folder.Write(L"a.pfx", Pfx({Authority().Publisher()}));
     const std::map<std::wstring, CBytes> values = UserValues();
     EXPECT_LT(10u, values.size());

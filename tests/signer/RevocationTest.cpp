@@ -1,9 +1,8 @@
 // Proves what revocation lists do to a verification, and what servers do that do not hand them out.
 
-#include "LogCapture.h"
-#include "ScratchFolder.h"
 #include "ScriptVerifier.h"
 #include "SilentServer.h"
+#include "TempFolder.h"
 #include "TestAuthority.h"
 
 #include <gtest/gtest.h>
@@ -51,7 +50,7 @@ std::wstring ReasonAgainst(PCCERT_CONTEXT certificate) {
 }
 
 TEST(Revocation, ACertificateOnAReachableListIsRefused) {
-    const CScratchFolder folder;
+    const CTempFolder folder;
     CCertificateRequest request = CodeSigningRequest(L"CN=Revoked");
     request.revocationListUrl = UrlOf(folder.Path(L"revoked.crl"));
     const CUniqueCertificate revoked = Authority().Issue(request);
@@ -60,7 +59,7 @@ TEST(Revocation, ACertificateOnAReachableListIsRefused) {
 }
 
 TEST(Revocation, ACertificateThatTheListDoesNotNameIsAccepted) {
-    const CScratchFolder folder;
+    const CTempFolder folder;
     CCertificateRequest request = CodeSigningRequest(L"CN=Innocent");
     request.revocationListUrl = UrlOf(folder.Path(L"others.crl"));
     const CUniqueCertificate innocent = Authority().Issue(request);
@@ -69,7 +68,7 @@ TEST(Revocation, ACertificateThatTheListDoesNotNameIsAccepted) {
 }
 
 TEST(Revocation, AListThatCannotBeReachedDoesNotCount) {
-    const CScratchFolder folder;
+    const CTempFolder folder;
     CCertificateRequest request = CodeSigningRequest(L"CN=Offline");
     request.revocationListUrl = UrlOf(folder.Path(L"missing.crl"));
     EXPECT_EQ(L"accepted", ReasonAgainst(Authority().Issue(request).Get()));
@@ -120,7 +119,7 @@ DWORD RunBeside(const std::wstring& name, const std::wstring& arguments, DWORD m
 TEST(Revocation, AProgramEndsThoughItsQuestionIsStillOpen) {
     CSilentServer server;
     CUniqueCertificate certificate;
-    const CScratchFolder folder;
+    const CTempFolder folder;
     const std::wstring text = SignedWithListAt(server.Url(), certificate);
     const CStoredCertificate trusted(L"TrustedPublisher", certificate.Get());
     const std::wstring path = folder.Write(L"a.vbs", std::string(text.begin(), text.end()));
@@ -129,7 +128,7 @@ TEST(Revocation, AProgramEndsThoughItsQuestionIsStillOpen) {
 }
 
 TEST(Revocation, OfAListThatIsFoundAgainTheNextVerificationKnows) {
-    CScratchFolder folder;
+    CTempFolder folder;
     CCertificateRequest request = CodeSigningRequest(L"CN=Found Again");
     request.revocationListUrl = UrlOf(folder.Path(L"later.crl"));
     const CUniqueCertificate revoked = Authority().Issue(request);

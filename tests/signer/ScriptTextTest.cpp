@@ -1,7 +1,7 @@
 #include "cms/ScriptText.h"
 #include "common/SignerErrors.h"
 
-#include "ScratchFolder.h"
+#include "TempFolder.h"
 
 #include <gtest/gtest.h>
 
@@ -17,7 +17,7 @@ TEST(ScriptText, TheKindComesFromTheExtension) {
 }
 
 TEST(ScriptText, FilesAreReadInTheirEncoding) {
-    const CScratchFolder folder;
+    const CTempFolder folder;
     const struct {
         std::string bytes;
         std::wstring text;
@@ -38,7 +38,7 @@ TEST(ScriptText, FilesAreReadInTheirEncoding) {
 }
 
 TEST(ScriptText, MoreTextIsWrittenInTheEncodingOfTheFile) {
-    const CScratchFolder folder;
+    const CTempFolder folder;
     const CBytes utf8 = CScriptFile(folder.Write(L"a.vbs", "\xEF\xBB\xBF\xC3\xA4y")).Replace(2, L"z");
     EXPECT_EQ("\xEF\xBB\xBF\xC3\xA4z", std::string(utf8.begin(), utf8.end()));
     const CBytes utf16 = CScriptFile(folder.Write(L"b.vbs", {"\xFF\xFE\xE4\0y\0", 6})).Replace(2, L"z");
@@ -46,7 +46,7 @@ TEST(ScriptText, MoreTextIsWrittenInTheEncodingOfTheFile) {
 }
 
 TEST(ScriptText, OtherEncodingsAreNamedAsTheError) {
-    const CScratchFolder folder;
+    const CTempFolder folder;
     for (const std::string& bytes : {std::string("\xE4"), std::string("\xFE\xFF\0x", 4), std::string("\xFF\xFEx", 3)}) {
         try {
             const CScriptFile file(folder.Write(L"a.vbs", bytes));
@@ -58,7 +58,7 @@ TEST(ScriptText, OtherEncodingsAreNamedAsTheError) {
 }
 
 TEST(ScriptText, AMissingFileIsAnError) {
-    const CScratchFolder folder;
+    const CTempFolder folder;
     try {
         const CScriptFile file(folder.Path(L"missing.vbs"));
         ADD_FAILURE() << "accepted";

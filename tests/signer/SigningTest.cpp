@@ -1,7 +1,7 @@
 #include "cms/SignatureBlock.h"
 #include "common/SignerErrors.h"
-#include "ScratchFolder.h"
 #include "ScriptSignerCore.h"
+#include "TempFolder.h"
 #include "TestAuthority.h"
 
 #include <gtest/gtest.h>
@@ -45,7 +45,7 @@ TEST(Signing, AFileKeepsItsBytesAndGetsABlockInItsEncoding) {
         {L"a.js", std::string("\xFF\xFEx\0", 4), wideBlock},
     };
     for (const auto& [name, bytes, expected] : cases) {
-        const CScratchFolder folder;
+        const CTempFolder folder;
         const std::wstring path = folder.Write(name, bytes);
         ASSERT_EQ(L"", ErrorOfSigning(Authority().Publisher(), path));
         EXPECT_EQ(bytes + expected, folder.Read(name).substr(0, bytes.size() + expected.size()));
@@ -57,7 +57,7 @@ TEST(Signing, AFileKeepsItsBytesAndGetsABlockInItsEncoding) {
 TEST(Signing, AgainReplacesTheBlock) {
     const CUniqueCertificate second = Authority().Issue(CodeSigningRequest(L"CN=Second"));
     const CStoredCertificate trusted(L"TrustedPublisher", second.Get());
-    const CScratchFolder folder;
+    const CTempFolder folder;
     const std::wstring path = folder.Write(L"a.js", "var x = 1;\r\n");
     ASSERT_EQ(L"", ErrorOfSigning(Authority().Publisher(), path));
     const std::string once = folder.Read(L"a.js");
@@ -70,7 +70,7 @@ TEST(Signing, AgainReplacesTheBlock) {
 
 TEST(Signing, LeavesTheFileAloneWhenTheResultWouldNotBeAccepted) {
     const CUniqueCertificate stranger = Authority().Issue(CodeSigningRequest(L"CN=Stranger"));
-    const CScratchFolder folder;
+    const CTempFolder folder;
     const std::wstring path = folder.Write(L"a.vbs", "x = 1\r\n");
     EXPECT_EQ(L"'" + path +
                   L"' was left unsigned, since this machine would not accept the result: its publisher is not one of "
@@ -81,7 +81,7 @@ TEST(Signing, LeavesTheFileAloneWhenTheResultWouldNotBeAccepted) {
 }
 
 TEST(Signing, RefusesWhatCannotBeSigned) {
-    const CScratchFolder folder;
+    const CTempFolder folder;
     const std::string signedText = [&] {
         ErrorOfSigning(Authority().Publisher(), folder.Write(L"good.vbs", "x = 1\r\n"));
         return folder.Read(L"good.vbs");
@@ -115,7 +115,7 @@ TEST(Signing, RefusesWhatCannotBeSigned) {
 }
 
 TEST(Signing, AReadOnlyFileStaysAsItIs) {
-    const CScratchFolder folder;
+    const CTempFolder folder;
     const std::wstring path = folder.Write(L"a.vbs", "x = 1\r\n");
     SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_READONLY);
     EXPECT_TRUE(ErrorOfSigning(Authority().Publisher(), path).starts_with(L"cannot replace '"));

@@ -1,4 +1,3 @@
-#include "LogCapture.h"
 #include "ScriptVerifier.h"
 #include "SignedDataEditor.h"
 #include "TestAuthority.h"

@@ -1,7 +1,7 @@
 #include "cms/SignatureBlock.h"
-#include "LogCapture.h"
-#include "ScratchFolder.h"
+#include "LogLines.h"
 #include "ScriptVerifier.h"
+#include "TempFolder.h"
 #include "TestAuthority.h"
 
 #include <gtest/gtest.h>
@@ -76,7 +76,7 @@ TEST(ScriptVerifier, AMarkInFrontOfAVBScriptIsRefusedThoughTheSignatureStillHold
     const std::wstring refused =
         L"it begins with a byte-order mark, after which VBScript runs nothing: save it as UTF-8 "
         L"without the mark and sign it again";
-    const CScratchFolder folder;
+    const CTempFolder folder;
     const std::wstring good = SignWith(Authority().Publisher(), Script);
     EXPECT_EQ(refused, ReasonAgainst(L"\xFEFF" + good));
     EXPECT_EQ(refused, ReasonAgainst(L"\xFEFF" + SignWith(Authority().Publisher(), L"")));
@@ -87,7 +87,7 @@ TEST(ScriptVerifier, AMarkInFrontOfAVBScriptIsRefusedThoughTheSignatureStillHold
 }
 
 TEST(ScriptVerifier, TextAndFilesOfEveryEncodingVerifyAlike) {
-    const CScratchFolder folder;
+    const CTempFolder folder;
     for (const std::wstring& text : {std::wstring(Script), std::wstring(L"a\nb\n")}) {
         const std::wstring whole = SignWith(Authority().Publisher(), text, ScriptKind::JScript);
         EXPECT_EQ(L"accepted", ReasonAgainst(L"\xFEFF" + whole, ScriptKind::JScript));
@@ -118,11 +118,11 @@ TEST(ScriptVerifier, LineFeedsThatVersionControlMadeOfTheBlockDoNotMatter) {
 }
 
 TEST(ScriptVerifier, AFileInAnotherEncodingIsRefusedNotAnError) {
-    const CScratchFolder folder;
-    const CLogCapture log("ScriptSigner.Verify");
+    const CTempFolder folder;
+    const CLogLines log;
     const CVerification verification = CScriptVerifier().VerifyFile(folder.Write(L"a.vbs", "x = \"\xE4\"\r\n"));
     EXPECT_FALSE(verification.accepted);
-    EXPECT_EQ(1u, log.Lines().size());
+    EXPECT_EQ(1u, log.Of(L"ScriptSigner.Verify").size());
 }
 
 TEST(ScriptVerifier, RefusesWhatIsNotSignedAndWhatWasAddedOrCut) {
@@ -294,16 +294,16 @@ TEST(ScriptVerifier, ACertificateSignedWithSha1CountsOnlyWhereAsked) {
 
 TEST(ScriptVerifier, EachRefusalIsOneLineInTheLog) {
     const CUniqueCertificate stranger = Authority().Issue(CodeSigningRequest(L"CN=Stranger, O=Elsewhere"));
-    const CLogCapture log("ScriptSigner.Verify");
+    const CLogLines log;
     Verify(SignWith(Authority().Publisher(), Script));
-    EXPECT_TRUE(log.Lines().empty());
+    EXPECT_TRUE(log.Of(L"ScriptSigner.Verify").empty());
     Verify(Script);
     Verify(SignWith(stranger.Get(), Script));
     const std::vector<std::wstring> expected{
         L"WARN Refused a script: it is not signed. Certificate: none",
         L"WARN Refused a script: its publisher is not one of this machine's trusted publishers. Certificate: "
         L"CN=Stranger, O=Elsewhere"};
-    EXPECT_EQ(expected, log.Lines());
+    EXPECT_EQ(expected, log.Of(L"ScriptSigner.Verify"));
 }
 
 TEST(ScriptVerifier, ASubjectCannotForgeALineOfTheLog) {

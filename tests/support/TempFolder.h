@@ -5,6 +5,8 @@
 #include <windows.h>
 
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
 
 class CTempFolder {
@@ -28,6 +30,22 @@ public:
 
     /// Without a trailing backslash.
     const std::wstring& Path() const { return m_path; }
+    /// Of a file in it, which need not exist.
+    std::wstring Path(const std::wstring& name) const { return m_path + L"\\" + name; }
+
+    /// Returns the file's path.
+    std::wstring Write(const std::wstring& name, const std::string& bytes) const {
+        std::ofstream(std::filesystem::path(Path(name)), std::ios::binary | std::ios::trunc) << bytes;
+        return Path(name);
+    }
+    std::string Read(const std::wstring& name) const {
+        std::ifstream file(std::filesystem::path(Path(name)), std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    }
+    std::size_t Count() const {
+        return static_cast<std::size_t>(
+            std::distance(std::filesystem::directory_iterator(m_path), std::filesystem::directory_iterator()));
+    }
 
 private:
     std::wstring m_path;
