@@ -3,6 +3,7 @@
 // SIGNER_SEED repeats a run.
 
 #include "cms/SignatureBlock.h"
+#include "DerWriter.h"
 #include "ScriptVerifier.h"
 #include "SignedDataEditor.h"
 #include "Tally.h"
@@ -23,10 +24,6 @@ using CMilliseconds = std::chrono::milliseconds;
 /// A byte can become 255 others.
 constexpr std::size_t Others = 255;
 
-CTestAuthority& Authority() {
-    return CTestAuthority::Instance();
-}
-
 /// How many changes there are to each that is run. No divisor of 255, so that every place meets different values.
 struct CStride {
     std::size_t normal, soak;
@@ -41,10 +38,6 @@ std::size_t Seed() {
         return given != nullptr ? std::strtoul(given, nullptr, 10) : GetTickCount() % 100'000;
     }();
     return seed;
-}
-
-CBytes Text(BYTE tag, std::string_view text) {
-    return DerElement(tag, {CBytesView(reinterpret_cast<const BYTE*>(text.data()), text.size())});
 }
 
 /// A trusted publisher whose certificate has an extension of most kinds that the platform decodes.

@@ -1,3 +1,5 @@
+// Proves that no bytes at all are taken for a signature, and that refusing and signing leave nothing behind.
+
 #include "cms/SignatureBlock.h"
 #include "common/CryptHandles.h"
 #include "ProcessUse.h"
@@ -14,10 +16,6 @@
 namespace {
 
 constexpr wchar_t Script[] = L"x = 1\r\n";
-
-CTestAuthority& Authority() {
-    return CTestAuthority::Instance();
-}
 
 int Rounds(int normal, int soak) {
     return std::getenv("SIGNER_SOAK") != nullptr ? soak : normal;

@@ -1,3 +1,5 @@
+// Proves in which encodings scripts are read and given more text: ScriptText.
+
 #include "cms/ScriptText.h"
 #include "common/SignerErrors.h"
 

@@ -1,3 +1,5 @@
+// Proves that a block is written in one way and read in no other: SignatureBlock.
+
 #include "cms/SignatureBlock.h"
 #include "common/SignerErrors.h"
 

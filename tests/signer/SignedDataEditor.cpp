@@ -2,6 +2,7 @@
 
 #include "certificates/CertificateStore.h"
 #include "crypto/SigningKey.h"
+#include "DerWriter.h"
 
 namespace {
 
@@ -53,7 +54,7 @@ void CSignedDataParts::AddCertificate(const CBytes& encoded) {
 
 void CSignedDataParts::AddAttribute(const char* oid, const CBytes& value) {
     std::vector<CBytes> elements = ElementsOf(unsignedAttributes);
-    elements.push_back(DerSequence({DerOid(oid), DerElement(DerTag::Set, {value})}));
+    elements.push_back(Attribute(oid, value));
     unsignedAttributes = DerSetOf(std::move(elements), DerTag::Context(1));
 }
 

@@ -14,6 +14,11 @@ constexpr wchar_t ChildVariable[] = L"QUORLINE_SIGNER_TEST_ROOT";
 constexpr wchar_t RootName[] = L"CN=Quorline Test Root";
 constexpr wchar_t OldRootName[] = L"CN=Quorline Test Old Root";
 constexpr wchar_t PolicyKey[] = L"Software\\Morvane\\ScriptSigner";
+constexpr wchar_t StoresKey[] = L"Software\\Microsoft\\SystemCertificates\\";
+
+DWORD PlaceOf(HKEY where) {
+    return where == HKEY_LOCAL_MACHINE ? CERT_SYSTEM_STORE_LOCAL_MACHINE : CERT_SYSTEM_STORE_CURRENT_USER;
+}
 
 std::wstring KeyName(const wchar_t* part, DWORD process) {
     return L"QuorlineSignerTest-" + std::to_wstring(process) + L"-" + part;
@@ -152,19 +157,31 @@ CUniqueCertificate CTestAuthority::IssueRoot(const std::wstring& subject) const 
     return BuildCertificate(AuthorityRequest(subject), m_rootKey.Get());
 }
 
-CStoredCertificate::CStoredCertificate(const wchar_t* store, PCCERT_CONTEXT certificate)
-    : m_store(store), m_certificate(ShareCertificate(certificate)) {
-    AddToStore(OpenSystemStore(CERT_SYSTEM_STORE_LOCAL_MACHINE, store, StoreAccess::Write).Get(), certificate);
+CStoredCertificate::CStoredCertificate(const wchar_t* store, PCCERT_CONTEXT certificate, HKEY where)
+    : m_where(where), m_store(store), m_certificate(ShareCertificate(certificate)) {
+    AddToStore(OpenSystemStore(PlaceOf(where), store, StoreAccess::Write).Get(), certificate);
 }
 
 CStoredCertificate::~CStoredCertificate() {
-    RemoveFromStore(HKEY_LOCAL_MACHINE, m_store, m_certificate.Get());
+    RemoveFromStore(m_where, m_store, m_certificate.Get());
+}
+
+CScratchStore::CScratchStore(HKEY where) : m_where(where) {}
+
+CScratchStore::~CScratchStore() {
+    RegDeleteTreeW(m_where, (std::wstring(StoresKey) + Name()).c_str());
+}
+
+std::wstring CScratchStore::Name() {
+    return L"QuorlineTest" + std::to_wstring(GetCurrentProcessId());
+}
+
+void CScratchStore::Add(PCCERT_CONTEXT certificate) {
+    AddToStore(OpenSystemStore(PlaceOf(m_where), Name().c_str(), StoreAccess::Write).Get(), certificate);
 }
 
 void RemoveFromStore(HKEY where, const std::wstring& store, PCCERT_CONTEXT certificate) {
-    RegDeleteTreeW(
-        where, (L"Software\\Microsoft\\SystemCertificates\\" + store + L"\\Certificates\\" + ThumbprintOf(certificate))
-                   .c_str());
+    RegDeleteTreeW(where, (std::wstring(StoresKey) + store + L"\\Certificates\\" + ThumbprintOf(certificate)).c_str());
 }
 
 CPolicyValue::CPolicyValue(const wchar_t* name, DWORD value) : m_name(name) {

@@ -57,17 +57,38 @@ private:
     std::unique_ptr<class CStoredCertificate> m_trust;
 };
 
-/// A certificate in one of the machine's stores, for a scope.
+inline CTestAuthority& Authority() {
+    return CTestAuthority::Instance();
+}
+
+/// A certificate in one of the machine's or the user's stores, for a scope.
 class CStoredCertificate {
 public:
-    CStoredCertificate(const wchar_t* store, PCCERT_CONTEXT certificate);
+    CStoredCertificate(const wchar_t* store, PCCERT_CONTEXT certificate, HKEY where = HKEY_LOCAL_MACHINE);
     CStoredCertificate(const CStoredCertificate&) = delete;
     CStoredCertificate& operator=(const CStoredCertificate&) = delete;
     ~CStoredCertificate();
 
 private:
+    HKEY m_where;
     std::wstring m_store;
     CUniqueCertificate m_certificate;
+};
+
+/// A store of the machine or the user that only this program uses, for a scope.
+class CScratchStore {
+public:
+    explicit CScratchStore(HKEY where = HKEY_CURRENT_USER);
+    CScratchStore(const CScratchStore&) = delete;
+    CScratchStore& operator=(const CScratchStore&) = delete;
+    ~CScratchStore();
+
+    /// The same for the machine's and the user's.
+    static std::wstring Name();
+    void Add(PCCERT_CONTEXT certificate);
+
+private:
+    HKEY m_where;
 };
 
 /// Takes a certificate off the record of a system store: HKEY_LOCAL_MACHINE or HKEY_CURRENT_USER. Directly in the

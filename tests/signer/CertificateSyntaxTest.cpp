@@ -1,8 +1,10 @@
-// Proves that certificates which are put into a signature block to hurt whoever decodes them are refused first.
+// Proves that certificates which are put into a signature block to hurt whoever decodes them are refused first:
+// CertificateSyntax, ExtensionSyntax, NameSyntax, DerSyntax.
 
 #include "asn1/CertificateSyntax.h"
 #include "asn1/DerSyntax.h"
 #include "common/SignerErrors.h"
+#include "DerWriter.h"
 #include "ScriptVerifier.h"
 #include "SignedDataEditor.h"
 #include "TestAuthority.h"
@@ -15,21 +17,6 @@
 namespace {
 
 constexpr wchar_t Script[] = L"x = 1\r\n";
-
-CTestAuthority& Authority() {
-    return CTestAuthority::Instance();
-}
-
-CBytes Bytes(std::initializer_list<int> values) {
-    CBytes bytes;
-    for (const int value : values)
-        bytes.push_back(static_cast<BYTE>(value));
-    return bytes;
-}
-
-CBytes Text(BYTE tag, std::string_view text) {
-    return DerElement(tag, {CBytesView(reinterpret_cast<const BYTE*>(text.data()), text.size())});
-}
 
 CCertificateParts PublisherParts() {
     return CCertificateParts(EncodedBytes(Authority().Publisher()));
@@ -76,7 +63,7 @@ CSignedDataParts SignedBeside(const CBytes& certificate) {
     return parts;
 }
 
-TEST(HostileCertificate, AKeyUsageThatClaimsBitsWhichItHasNotIsRefusedBeforeItIsDecoded) {
+TEST(CertificateSyntax, AKeyUsageThatClaimsBitsWhichItHasNotIsRefusedBeforeItIsDecoded) {
     const std::wstring refused = L"the signature block does not hold a well-formed signature";
     const auto with = [](const CBytes& usage) { return WithExtension(szOID_KEY_USAGE, usage); };
     const CBytes good = Bytes({0x03, 0x02, 0x07, 0x80});
@@ -208,7 +195,7 @@ std::vector<CExtensionValues> ExtensionValues() {
     return values;
 }
 
-TEST(HostileCertificate, EachExtensionTakesWhatIsRightForItAndNothingElse) {
+TEST(CertificateSyntax, EachExtensionTakesWhatIsRightForItAndNothingElse) {
     for (const CExtensionValues& extension : ExtensionValues()) {
         for (const CBytes& value : extension.good)
             EXPECT_TRUE(IsWellFormed(WithExtension(extension.oid, value).Join(Authority().RootKey())))
@@ -227,14 +214,14 @@ TEST(HostileCertificate, EachExtensionTakesWhatIsRightForItAndNothingElse) {
     }
 }
 
-TEST(HostileCertificate, OneExtensionTwiceIsRefused) {
+TEST(CertificateSyntax, OneExtensionTwiceIsRefused) {
     CCertificateParts parts = PublisherParts();
     parts.extensions.push_back(parts.extensions.front());
     EXPECT_FALSE(IsWellFormed(parts.Join(Authority().RootKey())));
     EXPECT_TRUE(IsWellFormed(PublisherParts().Join(Authority().RootKey())));
 }
 
-TEST(HostileCertificate, EachFieldTakesWhatIsRightForItAndNothingElse) {
+TEST(CertificateSyntax, EachFieldTakesWhatIsRightForItAndNothingElse) {
     using Parts = CCertificateParts;
     const auto validity = [](const CBytes& until) {
         return DerSequence({Text(DerTag::UtcTime, "260228235958Z"), until});
@@ -314,7 +301,7 @@ TEST(HostileCertificate, EachFieldTakesWhatIsRightForItAndNothingElse) {
     }
 }
 
-TEST(HostileCertificate, NestingIsFollowedSixteenLevelsDeep) {
+TEST(CertificateSyntax, NestingIsFollowedSixteenLevelsDeep) {
     const auto nested = [](int levels) {
         CBytes bytes = DerNull();
         for (; levels > 0; --levels)
@@ -329,7 +316,7 @@ TEST(HostileCertificate, NestingIsFollowedSixteenLevelsDeep) {
 
 /// Whatever the value of an extension becomes, the verification comes to its end; so does the chain above a name that
 /// is constrained. Most of it is refused here; what is not must be safe with the platform.
-TEST(HostileCertificate, ChangedExtensionsOfAnAuthorityAndItsSubjectEndNothing) {
+TEST(CertificateSyntax, ChangedExtensionsOfAnAuthorityAndItsSubjectEndNothing) {
     const char* const given = std::getenv("SIGNER_SEED");
     const auto seed = given != nullptr ? std::strtoul(given, nullptr, 10) : GetTickCount();
     std::mt19937 random(seed);

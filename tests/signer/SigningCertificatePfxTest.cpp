@@ -1,4 +1,5 @@
-// Proves which certificate of a .pfx file signs, and that nothing of the file's key or of the user's keys is touched.
+// Proves which certificate of a .pfx file signs, and that nothing of the file's key or of the user's keys is touched:
+// SigningCertificate.
 
 #include "cms/SignatureBlock.h"
 #include "common/SignerErrors.h"
@@ -13,10 +14,6 @@
 #include <map>
 
 namespace {
-
-CTestAuthority& Authority() {
-    return CTestAuthority::Instance();
-}
 
 /// A number from the older interface's form, least significant byte first.
 CBytes Integer(CBytesView bytes) {

@@ -1,4 +1,4 @@
-// Proves what revocation lists do to a verification, and what servers do that do not hand them out.
+// Proves what revocation lists do to a verification, and what servers do that do not hand them out: RevocationLookup.
 
 #include "ScriptVerifier.h"
 #include "SilentServer.h"
@@ -18,10 +18,6 @@ double SecondsOf(const std::function<void()>& action) {
     const auto start = std::chrono::steady_clock::now();
     action();
     return CSeconds(std::chrono::steady_clock::now() - start).count();
-}
-
-CTestAuthority& Authority() {
-    return CTestAuthority::Instance();
 }
 
 /// A list of the test root that names one certificate.

@@ -1,3 +1,5 @@
+// Proves the work behind the signing commands, on the stores of machine and user: SignerCommands.
+
 #include "cms/SignatureBlock.h"
 #include "common/SignerErrors.h"
 #include "ScriptVerifier.h"
@@ -10,10 +12,6 @@
 #include <algorithm>
 
 namespace {
-
-CTestAuthority& Authority() {
-    return CTestAuthority::Instance();
-}
 
 bool MachineHolds(const wchar_t* store, PCCERT_CONTEXT certificate) {
     return StoreHolds(OpenSystemStore(CERT_SYSTEM_STORE_LOCAL_MACHINE, store).Get(), certificate);
@@ -33,6 +31,15 @@ std::string Pem(PCCERT_CONTEXT certificate) {
     return pem + "-----END CERTIFICATE-----\n";
 }
 
+/// In the environment, for a scope.
+class CPfxPassword {
+public:
+    explicit CPfxPassword(const std::wstring& password) { _wputenv((L"QUORLINE_PFX_PASSWORD=" + password).c_str()); }
+    CPfxPassword(const CPfxPassword&) = delete;
+    CPfxPassword& operator=(const CPfxPassword&) = delete;
+    ~CPfxPassword() { _wputenv(L"QUORLINE_PFX_PASSWORD="); }
+};
+
 /// What the call throws, or nothing.
 template <class Call> std::wstring ErrorOf(Call call) {
     try {
@@ -43,27 +50,26 @@ template <class Call> std::wstring ErrorOf(Call call) {
     }
 }
 
-TEST(Commands, ACertificateOfTheStoreIsFoundByItsThumbprint) {
-    AddToStore(OpenSystemStore(CERT_SYSTEM_STORE_CURRENT_USER, L"My", StoreAccess::Write).Get(),
-               Authority().Publisher());
+TEST(SignerCommands, ACertificateOfTheStoreIsFoundByItsThumbprint) {
     const std::wstring thumbprint = ThumbprintOf(Authority().Publisher());
-    EXPECT_EQ(thumbprint, ThumbprintOf(FindSigningCertificate(L"", thumbprint).Get()));
-    RemoveFromStore(HKEY_CURRENT_USER, L"My", Authority().Publisher());
+    {
+        const CStoredCertificate own(L"My", Authority().Publisher(), HKEY_CURRENT_USER);
+        EXPECT_EQ(thumbprint, ThumbprintOf(FindSigningCertificate(L"", thumbprint).Get()));
+    }
     EXPECT_NE(L"", ErrorOf([&] { FindSigningCertificate(L"", thumbprint); }));
 }
 
-TEST(Commands, AMissingPasswordIsToldByTheNameOfItsVariable) {
+TEST(SignerCommands, AMissingPasswordIsToldByTheNameOfItsVariable) {
     const CTempFolder folder;
     const std::wstring path = folder.Write(L"no.pfx", "no");
     EXPECT_EQ(L"cannot read '" + path + L"': it is no .pfx file, or it has a password; set QUORLINE_PFX_PASSWORD to it",
               ErrorOf([&] { FindSigningCertificate(path, L""); }));
-    _wputenv(L"QUORLINE_PFX_PASSWORD=given");
+    const CPfxPassword given(L"given");
     EXPECT_EQ(L"cannot read '" + path + L"': it is no .pfx file, or its password is another",
               ErrorOf([&] { FindSigningCertificate(path, L""); }));
-    _wputenv(L"QUORLINE_PFX_PASSWORD=");
 }
 
-TEST(Commands, AFileWithoutCertificatesIsNamed) {
+TEST(SignerCommands, AFileWithoutCertificatesIsNamed) {
     const CTempFolder folder;
     const std::wstring der = folder.Write(L"no.cer", "no");
     const std::wstring pem = folder.Write(L"no.pem", "-----BEGIN CERTIFICATE-----\nAAAA");
@@ -71,12 +77,30 @@ TEST(Commands, AFileWithoutCertificatesIsNamed) {
         EXPECT_EQ(L"'" + path + L"' is no certificate", ErrorOf([&] { ReadCertificates(path); }));
 }
 
-TEST(Commands, TrustStoresRootsAndPublishersWhereTheyBelong) {
-    const CUniqueCertificate root = Authority().IssueRoot(L"CN=Quorline Test Root");
+/// Takes a certificate out of a store at the end.
+class CTakenOut {
+public:
+    CTakenOut(HKEY where, const wchar_t* store, PCCERT_CONTEXT certificate)
+        : m_where(where), m_store(store), m_certificate(ShareCertificate(certificate)) {}
+    CTakenOut(const CTakenOut&) = delete;
+    CTakenOut& operator=(const CTakenOut&) = delete;
+    ~CTakenOut() { RemoveFromStore(m_where, m_store, m_certificate.Get()); }
+
+private:
+    HKEY m_where;
+    std::wstring m_store;
+    CUniqueCertificate m_certificate;
+};
+
+TEST(SignerCommands, TrustStoresRootsAndPublishersWhereTheyBelong) {
+    // Not called as the test root: a chain could end in the one or the other.
+    const CUniqueCertificate root = Authority().IssueRoot(L"CN=Quorline Other Test Root");
     const CUniqueCertificate leaf = Authority().Issue(CodeSigningRequest(L"CN=Leaf"), root.Get());
     CCertificateRequest server = CodeSigningRequest(L"CN=Server");
     server.usages = {szOID_PKIX_KP_SERVER_AUTH};
     const CUniqueCertificate useless = Authority().Issue(server);
+    const CTakenOut rootTakenOut(HKEY_LOCAL_MACHINE, L"Root", root.Get());
+    const CTakenOut leafTakenOut(HKEY_LOCAL_MACHINE, L"TrustedPublisher", leaf.Get());
     const CTempFolder folder;
 
     for (const std::wstring& path : {folder.Write(L"root.cer", Text(EncodedBytes(root.Get()))),
@@ -91,10 +115,30 @@ TEST(Commands, TrustStoresRootsAndPublishersWhereTheyBelong) {
     EXPECT_FALSE(MachineHolds(L"Root", useless.Get()));
 }
 
-TEST(Commands, ADevelopmentCertificateIsForCodeSigningOnlyAndTrustedByNobody) {
+/// Deletes the key of a development certificate at the end.
+class CDeletedKey {
+public:
+    explicit CDeletedKey(PCCERT_CONTEXT certificate) : m_certificate(ShareCertificate(certificate)) {}
+    CDeletedKey(const CDeletedKey&) = delete;
+    CDeletedKey& operator=(const CDeletedKey&) = delete;
+    ~CDeletedKey() {
+        DWORD size = 0;
+        CertGetCertificateContextProperty(m_certificate.Get(), CERT_KEY_PROV_INFO_PROP_ID, nullptr, &size);
+        CBytes info(size);
+        if (CertGetCertificateContextProperty(m_certificate.Get(), CERT_KEY_PROV_INFO_PROP_ID, info.data(), &size))
+            DeleteRsaKey(reinterpret_cast<const CRYPT_KEY_PROV_INFO*>(info.data())->pwszContainerName);
+    }
+
+private:
+    CUniqueCertificate m_certificate;
+};
+
+TEST(SignerCommands, ADevelopmentCertificateIsForCodeSigningOnlyAndTrustedByNobody) {
     const CTempFolder folder;
     const std::wstring path = folder.Path(L"dev.cer");
     const CUniqueCertificate made = WriteDevelopmentCertificate(path);
+    const CDeletedKey deletedKey(made.Get());
+    const CTakenOut takenOut(HKEY_CURRENT_USER, L"My", made.Get());
     const std::string bytes = folder.Read(L"dev.cer");
     const CUniqueCertificate certificate(CertCreateCertificateContext(
         X509_ASN_ENCODING, reinterpret_cast<const BYTE*>(bytes.data()), static_cast<DWORD>(bytes.size())));
@@ -110,14 +154,6 @@ TEST(Commands, ADevelopmentCertificateIsForCodeSigningOnlyAndTrustedByNobody) {
     const std::wstring text = CScriptSignerCore(found).SignText(ScriptKind::VBScript, L"x");
     EXPECT_EQ(L"the certificate leads to a root that this machine does not trust",
               CScriptVerifier().VerifyText(ScriptKind::VBScript, text).reason);
-
-    // Nothing of it stays behind.
-    DWORD size = 0;
-    CertGetCertificateContextProperty(found.Get(), CERT_KEY_PROV_INFO_PROP_ID, nullptr, &size);
-    std::vector<BYTE> info(size);
-    CertGetCertificateContextProperty(found.Get(), CERT_KEY_PROV_INFO_PROP_ID, info.data(), &size);
-    DeleteRsaKey(reinterpret_cast<const CRYPT_KEY_PROV_INFO*>(info.data())->pwszContainerName);
-    RemoveFromStore(HKEY_CURRENT_USER, L"My", certificate.Get());
 }
 
 } // namespace

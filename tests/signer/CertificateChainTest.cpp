@@ -1,4 +1,4 @@
-// Proves what is asked of each certificate between a script's signer and a trusted root.
+// Proves what is asked of each certificate between a script's signer and a trusted root: CertificateChain.
 
 #include "ScriptVerifier.h"
 #include "SignedDataEditor.h"
@@ -9,10 +9,6 @@
 namespace {
 
 constexpr wchar_t Script[] = L"x = 1\r\n";
-
-CTestAuthority& Authority() {
-    return CTestAuthority::Instance();
-}
 
 /// What is said of a script signed by the leaf, with these certificates above it in the block.
 std::wstring ReasonAgainst(PCCERT_CONTEXT leaf, std::initializer_list<PCCERT_CONTEXT> above) {

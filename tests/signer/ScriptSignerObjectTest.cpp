@@ -1,3 +1,5 @@
+// Proves the COM class as script hosts use it, and its registration: ScriptSignerObject, SignerModule.
+
 #include "SilentServer.h"
 
 #include "ScriptSigner.h"
@@ -14,10 +16,6 @@
 namespace {
 
 constexpr wchar_t ServerKey[] = L"CLSID\\{7E48C5CF-72F6-4C84-9F43-B04B87B31243}\\InprocServer32";
-
-CTestAuthority& Authority() {
-    return CTestAuthority::Instance();
-}
 
 std::wstring DllPath() {
     wchar_t path[MAX_PATH];
@@ -187,10 +185,9 @@ TEST_F(ScriptSignerObject, FailedCallsLeaveErrorInformation) {
 
 TEST_F(ScriptSignerObject, SignsTextsAndFilesWithACertificateOfTheStoreItIsGiven) {
     ASSERT_NO_FATAL_FAILURE(SetUpSigner());
-    const std::wstring storeName = L"QuorlineComTest" + std::to_wstring(GetCurrentProcessId());
-    AddToStore(OpenSystemStore(CERT_SYSTEM_STORE_CURRENT_USER, storeName.c_str(), StoreAccess::Write).Get(),
-               Authority().Publisher());
-    const CComBSTR store(storeName.c_str());
+    CScratchStore scratch;
+    scratch.Add(Authority().Publisher());
+    const CComBSTR store(CScratchStore::Name().c_str());
     const CComBSTR publisher(L"Publisher");
     CComBSTR text;
     EXPECT_EQ(S_OK, m_signer->SignText(CComBSTR(L".js"), CComBSTR(L"var x;\n"), publisher, store, &text));
@@ -202,7 +199,6 @@ TEST_F(ScriptSignerObject, SignsTextsAndFilesWithACertificateOfTheStoreItIsGiven
     VARIANT_BOOL verified = VARIANT_FALSE;
     EXPECT_EQ(S_OK, m_signer->VerifyFile(path, VARIANT_FALSE, &verified));
     EXPECT_EQ(VARIANT_TRUE, verified);
-    RegDeleteTreeW(HKEY_CURRENT_USER, (L"Software\\Microsoft\\SystemCertificates\\" + storeName).c_str());
 }
 
 TEST_F(ScriptSignerObject, IsReachedByNameThroughIDispatch) {

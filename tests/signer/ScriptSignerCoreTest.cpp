@@ -1,3 +1,5 @@
+// Proves what signing does to texts and files: ScriptSignerCore.
+
 #include "cms/SignatureBlock.h"
 #include "common/SignerErrors.h"
 #include "ScriptSignerCore.h"
@@ -7,10 +9,6 @@
 #include <gtest/gtest.h>
 
 namespace {
-
-CTestAuthority& Authority() {
-    return CTestAuthority::Instance();
-}
 
 CSigningCertificate Signing(PCCERT_CONTEXT certificate) {
     return {CUniqueStore(), ShareCertificate(certificate)};
@@ -27,7 +25,7 @@ std::wstring ErrorOfSigning(PCCERT_CONTEXT certificate, const std::wstring& path
     }
 }
 
-TEST(Signing, AFileKeepsItsBytesAndGetsABlockInItsEncoding) {
+TEST(ScriptSignerCore, AFileKeepsItsBytesAndGetsABlockInItsEncoding) {
     const std::string block = "\r\n'' SIG '' Begin signature block\r\n";
     const std::string jBlock = "\r\n// SIG // Begin signature block\r\n";
     std::string wideBlock;
@@ -54,7 +52,7 @@ TEST(Signing, AFileKeepsItsBytesAndGetsABlockInItsEncoding) {
     }
 }
 
-TEST(Signing, AgainReplacesTheBlock) {
+TEST(ScriptSignerCore, AgainReplacesTheBlock) {
     const CUniqueCertificate second = Authority().Issue(CodeSigningRequest(L"CN=Second"));
     const CStoredCertificate trusted(L"TrustedPublisher", second.Get());
     const CTempFolder folder;
@@ -68,7 +66,7 @@ TEST(Signing, AgainReplacesTheBlock) {
     EXPECT_EQ(L"CN=Second", CScriptVerifier().VerifyFile(path).subject);
 }
 
-TEST(Signing, LeavesTheFileAloneWhenTheResultWouldNotBeAccepted) {
+TEST(ScriptSignerCore, LeavesTheFileAloneWhenTheResultWouldNotBeAccepted) {
     const CUniqueCertificate stranger = Authority().Issue(CodeSigningRequest(L"CN=Stranger"));
     const CTempFolder folder;
     const std::wstring path = folder.Write(L"a.vbs", "x = 1\r\n");
@@ -80,7 +78,7 @@ TEST(Signing, LeavesTheFileAloneWhenTheResultWouldNotBeAccepted) {
     EXPECT_EQ(1u, folder.Count());
 }
 
-TEST(Signing, RefusesWhatCannotBeSigned) {
+TEST(ScriptSignerCore, RefusesWhatCannotBeSigned) {
     const CTempFolder folder;
     const std::string signedText = [&] {
         ErrorOfSigning(Authority().Publisher(), folder.Write(L"good.vbs", "x = 1\r\n"));
@@ -114,17 +112,30 @@ TEST(Signing, RefusesWhatCannotBeSigned) {
     EXPECT_NE(L"", ErrorOfSigning(Authority().Publisher(), folder.Path(L"missing.vbs")));
 }
 
-TEST(Signing, AReadOnlyFileStaysAsItIs) {
+/// A file that cannot be written, for a scope.
+class CReadOnly {
+public:
+    explicit CReadOnly(const std::wstring& path) : m_path(path) {
+        SetFileAttributesW(m_path.c_str(), FILE_ATTRIBUTE_READONLY);
+    }
+    CReadOnly(const CReadOnly&) = delete;
+    CReadOnly& operator=(const CReadOnly&) = delete;
+    ~CReadOnly() { SetFileAttributesW(m_path.c_str(), FILE_ATTRIBUTE_NORMAL); }
+
+private:
+    std::wstring m_path;
+};
+
+TEST(ScriptSignerCore, AReadOnlyFileStaysAsItIs) {
     const CTempFolder folder;
     const std::wstring path = folder.Write(L"a.vbs", "x = 1\r\n");
-    SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_READONLY);
+    const CReadOnly readOnly(path);
     EXPECT_TRUE(ErrorOfSigning(Authority().Publisher(), path).starts_with(L"cannot replace '"));
     EXPECT_EQ("x = 1\r\n", folder.Read(L"a.vbs"));
     EXPECT_EQ(1u, folder.Count());
-    SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL);
 }
 
-TEST(Signing, TheCertificatesUpToTheRootTravelWithTheScript) {
+TEST(ScriptSignerCore, TheCertificatesUpToTheRootTravelWithTheScript) {
     const CUniqueCertificate middle = Authority().IssueAuthority(L"CN=Middle");
     const CUniqueCertificate leaf = Authority().Issue(CodeSigningRequest(L"CN=Under Middle"), middle.Get());
     const CBytes signature = SignatureOf(SignWith(leaf.Get(), L"x", ScriptKind::VBScript, {middle.Get()}));
@@ -135,14 +146,14 @@ TEST(Signing, TheCertificatesUpToTheRootTravelWithTheScript) {
                     SameBytes(certificate, EncodedBytes(middle.Get())));
 }
 
-TEST(Signing, ACertificateWithoutItsKeyCannotSign) {
+TEST(ScriptSignerCore, ACertificateWithoutItsKeyCannotSign) {
     const CUniqueCertificate bare(CertCreateCertificateContext(
         X509_ASN_ENCODING, Authority().Publisher()->pbCertEncoded, Authority().Publisher()->cbCertEncoded));
     const CSigningCertificate signing = Signing(bare.Get());
     EXPECT_THROW(CScriptSignerCore{signing}, CSignerError);
 }
 
-TEST(Signing, ASerialNumberIsPositiveAndOfFullLength) {
+TEST(ScriptSignerCore, ASerialNumberIsPositiveAndOfFullLength) {
     for (int i = 0; i < 64; ++i) {
         const CUniqueCertificate certificate = Authority().IssueRoot(L"CN=Number");
         const CBytesView serial = ParseCertificate(EncodedBytes(certificate.Get())).serial;
@@ -150,86 +161,6 @@ TEST(Signing, ASerialNumberIsPositiveAndOfFullLength) {
         EXPECT_LE(0x40, serial[0]);
         EXPECT_GT(0x80, serial[0]);
     }
-}
-
-/// A store of the current user for one test, with certificates whose keys are at hand.
-class SigningCertificate : public testing::Test {
-protected:
-    ~SigningCertificate() override { RegDeleteTreeW(HKEY_CURRENT_USER, (RegistryPath + Name).c_str()); }
-    void Add(const CUniqueCertificate& certificate) {
-        AddToStore(OpenSystemStore(CERT_SYSTEM_STORE_CURRENT_USER, Name.c_str(), StoreAccess::Write).Get(),
-                   certificate.Get());
-    }
-    std::wstring Find(const std::wstring& name) {
-        try {
-            return ThumbprintOf(CSigningCertificate::FromStore(name, Name).Get());
-        } catch (const CSignerError& error) {
-            return error.Text();
-        }
-    }
-
-    const std::wstring RegistryPath = L"Software\\Microsoft\\SystemCertificates\\";
-    const std::wstring Name = L"QuorlineTest" + std::to_wstring(GetCurrentProcessId());
-};
-
-TEST_F(SigningCertificate, IsFoundByThumbprintAndByName) {
-    const CUniqueCertificate one = Authority().Issue(CodeSigningRequest(L"CN=One, O=Elsewhere"));
-    const CUniqueCertificate two = Authority().Issue(CodeSigningRequest(L"CN=Two"));
-    Add(one);
-    Add(two);
-    const std::wstring thumbprint = ThumbprintOf(one.Get());
-    std::wstring pasted = L"\x200E";
-    for (std::size_t i = 0; i < thumbprint.size(); i += 2)
-        pasted += thumbprint.substr(i, 2) + L" ";
-    std::wstring lower = thumbprint;
-    for (wchar_t& character : lower)
-        character = static_cast<wchar_t>(towlower(character));
-    for (const std::wstring& name : {thumbprint, pasted, lower, std::wstring(L"one"), SubjectOf(one.Get())})
-        EXPECT_EQ(thumbprint, Find(name)) << testing::PrintToString(name);
-    EXPECT_EQ(L"no certificate for code signing with a private key is called 'Three' in the store '" + Name + L"'",
-              Find(L"Three"));
-    EXPECT_TRUE(Find(L"").starts_with(L"several certificates can sign; name one by its thumbprint: "));
-}
-
-TEST_F(SigningCertificate, InTheUsersAndTheMachinesStoreItIsStillOne) {
-    class CMachinesStore {
-    public:
-        explicit CMachinesStore(const std::wstring& name) : m_name(name) {}
-        CMachinesStore(const CMachinesStore&) = delete;
-        CMachinesStore& operator=(const CMachinesStore&) = delete;
-        ~CMachinesStore() {
-            RegDeleteTreeW(HKEY_LOCAL_MACHINE, (L"Software\\Microsoft\\SystemCertificates\\" + m_name).c_str());
-        }
-        void Add(PCCERT_CONTEXT certificate) {
-            AddToStore(OpenSystemStore(CERT_SYSTEM_STORE_LOCAL_MACHINE, m_name.c_str(), StoreAccess::Write).Get(),
-                       certificate);
-        }
-
-    private:
-        std::wstring m_name;
-    } machine(Name);
-    const CUniqueCertificate one = Authority().Issue(CodeSigningRequest(L"CN=One"));
-    // The user's store shows the machine's as well: added to it second, the certificate would stay where it is.
-    Add(one);
-    machine.Add(one.Get());
-    EXPECT_EQ(ThumbprintOf(one.Get()), Find(L""));
-    EXPECT_EQ(ThumbprintOf(one.Get()), Find(L"One"));
-    EXPECT_EQ(ThumbprintOf(one.Get()), Find(ThumbprintOf(one.Get())));
-}
-
-TEST_F(SigningCertificate, IsChosenByItselfWhenThereIsOneAndTheNewestOfSeveralForOneSubject) {
-    EXPECT_EQ(L"no certificate for code signing with a private key is in the store '" + Name + L"'", Find(L""));
-    CCertificateRequest older = CodeSigningRequest(L"CN=One");
-    older.notBefore = HoursFromNow(-500);
-    const CUniqueCertificate old = Authority().Issue(older);
-    const CUniqueCertificate renewed = Authority().Issue(CodeSigningRequest(L"CN=One"));
-    CCertificateRequest server = CodeSigningRequest(L"CN=Server");
-    server.usages = {szOID_PKIX_KP_SERVER_AUTH};
-    Add(renewed);
-    Add(old);
-    Add(Authority().Issue(server));
-    EXPECT_EQ(ThumbprintOf(renewed.Get()), Find(L""));
-    EXPECT_EQ(ThumbprintOf(old.Get()), Find(ThumbprintOf(old.Get())));
 }
 
 } // namespace
