@@ -1,151 +1,212 @@
 #include "Commands.h"
-#include "Components.h"
 #include "Console.h"
-#include "InternalSavedDocument.h"
-#include "OperationThread.h"
-#include "RecoveryMarks.h"
-#include "RestoreOperation.h"
+#include "JsonText.h"
+#include "LimitOptions.h"
 #include "RestoreScripts.h"
-#include "SavedCopy.h"
-#include "StoreCatalog.h"
-#include "base/Text.h"
-
-#include <map>
+#include "RestoreSelection.h"
+#include "RestoreWork.h"
+#include "StatusLine.h"
+#include "TimeText.h"
+#include "WorkerCommand.h"
+#include "WorkerProcess.h"
 
 namespace {
-std::wstring SavedCopyOf(const CInternalSavedDocument& document) {
-    std::wstring path;
-    document.GetDocTempPath(path);
-    return path;
-}
+using nlohmann::ordered_json;
 
-struct CSelected {
-    CStoreEntry* store;
-    CInternalSavedDocument* document;
-    std::size_t index; ///< of the document in its store
-};
-
-bool IsStoreNamed(const CStoreEntry& store, const std::wstring& target) {
-    return SameText(store.name, target) || SameText(store.directory, target);
-}
-
-bool IsDocumentNamed(const CInternalSavedDocument& document, const std::wstring& target) {
-    const std::wstring copy = SavedCopyOf(document);
-    std::wstring name;
-    document.GetDocName(name);
-    return SameText(copy, target) || SameText(copy.substr(copy.find_last_of(L'\\') + 1), target) ||
-           SameText(name, target);
-}
-
-/// Without a document's own name only those are taken that no script was started for yet.
-std::vector<CSelected> Select(std::vector<CStoreEntry>& stores, const CRestoreRequest& request) {
-    std::vector<CSelected> selected;
-    bool known = request.all;
-    for (auto& store : stores) {
-        const bool whole = request.all || IsStoreNamed(store, request.target);
-        known = known || whole;
-        const auto documents = store.Documents();
-        for (std::size_t i = 0; i < documents.size(); ++i) {
-            const bool named = !request.all && IsDocumentNamed(*documents[i], request.target);
-            known = known || named;
-            if (named || (whole && documents[i]->GetStatus() != TEMP_DOCUMENT_RECOVERED))
-                selected.push_back({&store, documents[i], i});
-        }
-    }
-    if (!known)
-        throw CCommandError(ExitCode::BadInput, L"there is no store and no document '" + request.target + L"'.");
-    return selected;
-}
-
-/// How a document fared: restored when there is no trouble, and missing when there was nothing to restore.
+/// How one document fared.
 struct COutcome {
+    const char* kind = "restored"; ///< or "failed" or "missing"
     std::wstring trouble;
-    bool missing = false;
 };
 
-COutcome Restore(const CSelected& selected, const CRestoreScripts& scripts, CRecoveryMarks& marks) {
-    using Kind = CSavedCopyAnswer::Kind;
-    const CSavedCopyAnswer copy = ExamineSavedCopy(selected.store->directory, SavedCopyOf(*selected.document));
-    if (copy.kind != Kind::Usable)
-        return {copy.kind == Kind::Missing ? copy.reason : L"the saved copy is left alone: " + copy.reason,
-                copy.kind == Kind::Missing};
-    const CDocumentScript* app = scripts.Find(*selected.document);
-    if (app == nullptr)
-        return {L"no application in the applications file has its restore script"};
-    CInternalSavedDocument document = *selected.document;
-    document.SetScript(*app);
+/// Restores the selected documents one after another, in one worker after another: a script that takes too long, or
+/// that breaks its worker down, costs no other document its turn.
+class CRestoreRun {
+public:
+    CRestoreRun(const CRestoreRequest& request, const CWorkerLimits& limits,
+                const std::vector<CSelectedDocument>& documents)
+        : m_request(request), m_limits(limits), m_end(Clock::now() + limits.all), m_documents(documents) {}
 
-    const TEMP_DOCUMENT_STATUS before = selected.document->GetStatus();
-    CRestoreOperation op([&] { marks.Set(selected.index, TEMP_DOCUMENT_RECOVERED); });
-    op.SetSavedDocument(document);
-    RunOnWorker(op);
-    try {
-        // A script that was refused or had no engine has seen nothing of its document, which stays on offer.
-        marks.Set(selected.index, op.HasStarted() ? TEMP_DOCUMENT_RECOVERED : before);
-        return {op.GetFailure()};
-    } catch (const CCommandError& error) {
-        return {op.GetFailure() + L"; its mark could not be set right: " + error.GetText()};
+    /// Throws CCommandError when nothing could be run.
+    std::vector<COutcome> Run() {
+        while (m_outcomes.size() < m_documents.size())
+            RunWorker();
+        return m_outcomes;
+    }
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    void RunWorker();
+    void OnEvent(const CWorkerEvent& event);
+    void OnTick(std::chrono::milliseconds time);
+    void OnDocument(const CScriptStartedEvent& event);
+    void GiveUp(const std::wstring& why, bool all);
+    void Add(const COutcome& outcome);
+
+    const CRestoreRequest& m_request;
+    CWorkerLimits m_limits;
+    Clock::time_point m_end;
+    const std::vector<CSelectedDocument>& m_documents;
+    CStatusLine m_status = CStatusLine::OfConsole();
+    std::vector<COutcome> m_outcomes;
+    std::size_t m_first = 0; ///< of the present worker's documents
+    std::optional<CScriptStartedEvent> m_running;
+    std::optional<CWorkerErrorEvent> m_error;
+};
+
+void CRestoreRun::RunWorker() {
+    CRestoreOrder order{m_request.appsFile, m_request.script, {}};
+    m_first = m_outcomes.size();
+    for (std::size_t i = m_first; i < m_documents.size(); ++i)
+        order.documents.push_back({m_documents[i].store->name, m_documents[i].index});
+    CWorkerProcess worker(MakeOrder("restore", ToJson(order)));
+    if (m_limits.all.count() != 0)
+        m_limits.all =
+            std::max(std::chrono::ceil<std::chrono::milliseconds>(m_end - Clock::now()), std::chrono::milliseconds(1));
+    const CWorkerEnd end = worker.Run(m_limits, {[this](const CWorkerEvent& event) { OnEvent(event); },
+                                                 [this](std::chrono::milliseconds time) { OnTick(time); }});
+    m_status.Clear();
+    if (m_error && m_outcomes.empty() && !m_running)
+        throw CCommandError(static_cast<ExitCode>(m_error->exitCode), m_error->text);
+    if (m_error)
+        GiveUp(m_error->text, true);
+    else if (end.kind != CWorkerEnd::Kind::Finished)
+        GiveUp(end.Describe(), end.kind != CWorkerEnd::Kind::StepLimit && end.kind != CWorkerEnd::Kind::Died);
+    else if (m_outcomes.size() < m_documents.size())
+        GiveUp(L"its worker left it out", true);
+}
+
+void CRestoreRun::OnEvent(const CWorkerEvent& event) {
+    m_status.Clear();
+    if (const auto* started = std::get_if<CScriptStartedEvent>(&event)) {
+        OnDocument(*started);
+    } else if (const auto* message = std::get_if<CMessageEvent>(&event)) {
+        if (message->logger == L"Quorline.Scripts" && (message->level == L"WARN" || message->level == L"ERROR"))
+            PrintLine(L"message    " + message->level + L" " + message->text);
+    } else if (const auto* ended = std::get_if<CScriptEndedEvent>(&event)) {
+        Add({!ended->failed ? "restored" : ended->missing ? "missing" : "failed", ended->trouble});
+    } else if (const auto* error = std::get_if<CWorkerErrorEvent>(&event)) {
+        m_error = *error;
     }
 }
 
-void PrintSummary(std::size_t count, const std::vector<std::wstring>& failed,
-                  const std::vector<std::wstring>& missing) {
-    if (count == 0)
-        PrintLine(L"nothing to restore");
-    else
-        PrintLine(L"done       " + std::to_wstring(count - failed.size() - missing.size()) + L" of " +
-                  std::to_wstring(count) + L" documents restored");
-    for (const auto& copy : failed)
-        PrintLine(L"not restored  " + copy);
-    for (const auto& copy : missing)
-        PrintLine(L"missing       " + copy);
+void CRestoreRun::OnTick(std::chrono::milliseconds time) {
+    if (m_running)
+        m_status.Show(L"running    '" + m_running->script + L"', for " + DescribeSeconds(time));
 }
-} // namespace
 
-ExitCode RunRestore(const CRestoreRequest& request) {
-    if (!request.all && request.target.empty())
-        throw CCommandError(ExitCode::BadInput, L"name a store or a document, or give --all.");
-    if (request.appsFile.empty() && request.script.empty())
-        throw CCommandError(ExitCode::BadInput, L"name the applications file with --apps, or a script with --with.");
-    const CRestoreScripts scripts(request);
-    const CHostApartment apartment;
-    RequireComponents();
+void CRestoreRun::OnDocument(const CScriptStartedEvent& event) {
+    m_running = event;
+    PrintLine(L"restoring  " + std::to_wstring(m_first + event.document + 1) + L" of " +
+              std::to_wstring(m_documents.size()) + L": " + event.path);
+}
 
+/// What the worker leaves undone: the document whose turn it was or would have been, or all that are left.
+void CRestoreRun::GiveUp(const std::wstring& why, bool all) {
+    const std::wstring what = m_running ? L"'" + m_running->script + L"'" : L"the restore";
+    Add({"failed", what + L" did not come to its end: " + why});
+    while (all && m_outcomes.size() < m_documents.size())
+        m_outcomes.push_back({"failed", L"its turn did not come"});
+}
+
+void CRestoreRun::Add(const COutcome& outcome) {
+    m_running.reset();
+    m_outcomes.push_back(outcome);
+    if (!outcome.trouble.empty())
+        PrintLine((outcome.kind == std::string_view("missing") ? L"missing    " : L"failed     ") + outcome.trouble);
+}
+
+std::vector<CStoreEntry> ReadStores() {
     std::vector<CStoreEntry> stores;
     for (const auto& name : ListStores())
         stores.push_back(ReadStore(name));
     for (const auto& store : stores)
         if (!store.info)
             PrintError(L"the info file of the store '" + store.name + L"' cannot be read: " + store.problem);
+    return stores;
+}
 
-    const auto selected = Select(stores, request);
-    std::map<CStoreEntry*, CRecoveryMarks> marks;
-    std::vector<std::wstring> failed;
-    std::vector<std::wstring> missing;
-    for (std::size_t i = 0; i < selected.size(); ++i) {
-        const std::wstring copy = SavedCopyOf(*selected[i].document);
-        PrintLine(L"restoring  " + std::to_wstring(i + 1) + L" of " + std::to_wstring(selected.size()) + L": " + copy);
-        CRecoveryMarks& storesMarks = marks.try_emplace(selected[i].store, *selected[i].store).first->second;
-        const COutcome outcome = Restore(selected[i], scripts, storesMarks);
-        if (outcome.trouble.empty())
-            continue;
-        PrintLine((outcome.missing ? L"missing    " : L"failed     ") + outcome.trouble);
-        (outcome.missing ? missing : failed).push_back(copy);
-    }
-    PrintSummary(selected.size(), failed, missing);
-    return failed.empty() && missing.empty() ? ExitCode::Done : ExitCode::Failed;
+std::size_t Count(const std::vector<COutcome>& outcomes, std::string_view kind) {
+    return static_cast<std::size_t>(
+        std::count_if(outcomes.begin(), outcomes.end(), [&](const auto& outcome) { return outcome.kind == kind; }));
+}
+
+void PrintSummary(const CRestoreSelection& selection, const std::vector<COutcome>& outcomes) {
+    if (outcomes.empty())
+        PrintLine(L"nothing to restore");
+    else
+        PrintLine(L"done       " + std::to_wstring(Count(outcomes, "restored")) + L" of " +
+                  std::to_wstring(outcomes.size()) + L" documents restored");
+    const auto list = [&](std::string_view kind, const wchar_t* word) {
+        for (std::size_t i = 0; i < outcomes.size(); ++i)
+            if (outcomes[i].kind == kind)
+                PrintLine(word + selection.documents[i].SavedCopy());
+    };
+    list("failed", L"not restored  ");
+    list("missing", L"missing       ");
+    for (const auto& older : selection.older)
+        PrintLine(L"older         " + older.SavedCopy());
+}
+
+void PrintData(const std::vector<CStoreEntry>& stores, const CRestoreSelection& selection,
+               const std::vector<COutcome>& outcomes) {
+    ordered_json documents = ordered_json::array();
+    const auto add = [&](const CSelectedDocument& document, const char* kind, const std::wstring& trouble) {
+        documents.push_back({{"store", ToUtf8(document.store->name)},
+                             {"savedCopy", ToUtf8(document.SavedCopy())},
+                             {"outcome", kind},
+                             {"trouble", ToUtf8(trouble)}});
+    };
+    for (std::size_t i = 0; i < outcomes.size(); ++i)
+        add(selection.documents[i], outcomes[i].kind, outcomes[i].trouble);
+    for (const auto& older : selection.older)
+        add(older, "older", L"");
+    ordered_json unreadable = ordered_json::array();
+    for (const auto& store : stores)
+        if (!store.info)
+            unreadable.push_back({{"store", ToUtf8(store.name)}, {"problem", ToUtf8(store.problem)}});
+    PrintJson({{"documents", std::move(documents)}, {"unreadable", std::move(unreadable)}});
+}
+} // namespace
+
+ExitCode RunRestore(const CRestoreRequest& request, const CWorkerLimits& limits) {
+    if (!request.all && !request.latest && request.target.empty())
+        throw CCommandError(ExitCode::BadInput, L"name a store or a document, or give --all or --latest.");
+    if (request.appsFile.empty() && request.script.empty())
+        throw CCommandError(ExitCode::BadInput, L"name the applications file with --apps, or a script with --with.");
+    const CRestoreScripts scripts(request.appsFile,
+                                  request.script); // what is wrong with them is told before anything is done
+
+    auto stores = ReadStores();
+    const CRestoreSelection selection = SelectDocuments(stores, request);
+    const auto outcomes = CRestoreRun(request, limits, selection.documents).Run();
+    if (request.json)
+        PrintData(stores, selection, outcomes);
+    else
+        PrintSummary(selection, outcomes);
+    return Count(outcomes, "restored") == outcomes.size() ? ExitCode::Done : ExitCode::Failed;
 }
 
 void AddRestore(CCommandLine& line) {
     const auto request = std::make_shared<CRestoreRequest>();
-    CLI::App& command = line.Add({"restore",
-                                  "Run the restore scripts of saved documents",
-                                  {"restore --all --apps apps.json", "restore Letter --with restore.js"},
-                                  {ExitCode::Done, ExitCode::Failed, ExitCode::NotRegistered}},
-                                 [request](const CCommonOptions&) { return RunRestore(*request); });
+    const auto limits = std::make_shared<CWorkerLimits>();
+    CLI::App& command =
+        line.Add({"restore",
+                  "Run the restore scripts of saved documents",
+                  {"restore --all --apps apps.json", "restore Letter --with restore.js"},
+                  {ExitCode::Done, ExitCode::Failed, ExitCode::NotRegistered},
+                  R"({"documents": [{"store", "savedCopy", "outcome": "restored", "failed", "missing" or "older",)"
+                  R"( "trouble"}], "unreadable": [{"store", "problem"}]})"},
+                 [=](const CCommonOptions& options) {
+                     request->json = options.json;
+                     return RunRestore(*request, *limits);
+                 });
     auto* all = command.add_flag("--all", request->all, "Every document that was not recovered yet");
+    command.add_flag("--latest", request->latest, "Of each document nothing but its newest copy");
     AddText(command, "target", request->target, "A store, or one document (again, if it was restored before)")
         ->excludes(all);
     AddText(command, "--apps", request->appsFile, "JSON file that lists the protected applications");
     AddText(command, "--with", request->script, "Run this restore script for each document, whatever its record says");
+    AddLimits(command, *limits);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ExitCode.h"
+#include "WorkerProcess.h"
 
 #include <string>
 
@@ -11,7 +12,9 @@ struct CRestoreRequest {
     std::wstring target;
     std::wstring appsFile; ///< may be empty when there is a script
     std::wstring script;   ///< a file to run for each document, whatever its record says; or empty
+    bool latest = false;   ///< of each document nothing but its newest copy; of all when there is no target
+    bool json = false;     ///< what became of it is printed as data
 };
 
-/// Restores, prints what became of it and returns what the program exits with.
-ExitCode RunRestore(const CRestoreRequest& request);
+/// Restores in a worker, prints how it goes and what became of it, and returns what the program exits with.
+ExitCode RunRestore(const CRestoreRequest& request, const CWorkerLimits& limits);

@@ -4,13 +4,13 @@
 #include "base/Text.h"
 #include "base/UpperCase.h"
 
-CRestoreScripts::CRestoreScripts(const CRestoreRequest& request) {
-    if (!request.appsFile.empty())
-        m_apps = ReadAppsFile(request.appsFile);
-    if (request.script.empty())
+CRestoreScripts::CRestoreScripts(const std::wstring& appsFile, const std::wstring& script) {
+    if (!appsFile.empty())
+        m_apps = ReadAppsFile(appsFile);
+    if (script.empty())
         return;
     m_override = std::make_unique<CDocumentScript>();
-    m_override->SetRestoreScript(ReadScriptFile(request.script));
+    m_override->SetRestoreScript(ReadScriptFile(script));
 }
 
 const CDocumentScript* CRestoreScripts::Find(const CInternalSavedDocument& document) const {

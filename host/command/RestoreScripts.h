@@ -4,14 +4,14 @@
 
 #include "AppsFile.h"
 #include "InternalSavedDocument.h"
-#include "RestoreRequest.h"
 
 #include <memory>
 
 class CRestoreScripts {
 public:
-    /// Reads the files that the request names. Throws CCommandError.
-    explicit CRestoreScripts(const CRestoreRequest& request);
+    /// Reads the applications file, and the script that is to be run whatever records say; either may be empty. Throws
+    /// CCommandError.
+    CRestoreScripts(const std::wstring& appsFile, const std::wstring& script);
 
     /// The script given on the command line. Otherwise the application whose restore script the record names; of
     /// several whose scripts have one name, the one that the saving program belongs to. A host that was killed leaves

@@ -3,6 +3,7 @@
 #include "Commands.h"
 #include "Console.h"
 #include "EventPipe.h"
+#include "RestoreWork.h"
 #include "SaveWork.h"
 #include "StoreCatalog.h"
 
@@ -52,6 +53,10 @@ json DoOperation(const json& request, IWorkerEvents& events) {
     const std::string operation = request.at("operation");
     if (operation == "save")
         return ToJson(DoSave(SaveRequestFromJson(request), events));
+    if (operation == "restore") {
+        DoRestore(RestoreOrderFromJson(request), events);
+        return nullptr;
+    }
     throw CCommandError(ExitCode::BadInput, L"a worker knows no operation '" + FromUtf8(operation) + L"'.");
 }
 

@@ -3,6 +3,7 @@
 #include "CommandFixture.h"
 
 #include "ImportHook.h"
+#include "NoEvents.h"
 #include "RunningApp.h"
 #include "SaveWork.h"
 
@@ -97,11 +98,6 @@ TEST_F(RecordTest, TwoApplicationsThatMatchOneProcessEachKeepTheirOwnDocumentsAn
 }
 
 namespace {
-class CNoEvents final : public IWorkerEvents {
-public:
-    void Report(const CWorkerEvent&) noexcept override {}
-};
-
 int g_processLists = 0;
 BOOL WINAPI CountedEnumProcesses(DWORD* ids, DWORD size, DWORD* returned) {
     ++g_processLists;

@@ -2,9 +2,10 @@
 
 #include "CommandFixture.h"
 
-#include "RestoreRequest.h"
 #include "ImportHook.h"
+#include "NoEvents.h"
 #include "RegistryValue.h"
+#include "RestoreWork.h"
 #include "StoreFile.h"
 
 #include <nlohmann/json.hpp>
@@ -24,6 +25,15 @@ protected:
 
     CProgramResult RestoreAll(const std::wstring& script = L"restore.js") {
         return RunQuorline(L"restore --all --with " + Quoted(script));
+    }
+
+    /// Every document of a store, in this process.
+    void RestoreHere(const CStoreEntry& store, const std::wstring& script) {
+        CRestoreOrder order{L"", Path(script), {}};
+        for (std::size_t i = 0; i < store.Documents().size(); ++i)
+            order.documents.push_back({store.name, i});
+        CNoEvents nobody;
+        DoRestore(order, nobody);
     }
 
     /// Names of the documents whose restore script ran to its end.
@@ -167,9 +177,7 @@ TEST_F(RestoreTest, ADocumentIsMarkedAfterItsScriptsSignatureWasChecked) {
         static const HMODULE signer = LoadLibraryW(L"QuorlineSigner.dll");
         ASSERT_NE(signer, nullptr);
         const CImportHook hook(signer, "CertGetCertificateChain", &ObservedChain);
-        testing::internal::CaptureStdout();
-        EXPECT_EQ(RunRestore({true, L"", L"", Path(L"restore.js")}), ExitCode::Done);
-        testing::internal::GetCapturedStdout();
+        RestoreHere(store, L"restore.js");
     }
     ASSERT_FALSE(g_markedAtCheck.empty());
     EXPECT_FALSE(g_markedAtCheck.front()) << "a kill during the check would take the document off the offer";
@@ -252,12 +260,10 @@ TEST_F(RestoreTest, FourTimesTheDocumentsAskForFourTimesAsMuchOfTheDisk) {
         for (int i = 0; i < count; ++i)
             documents.push_back({std::to_wstring(i) + L".txt"});
         const CStoreEntry store = MakeStore(m_documents, std::to_wstring(count), documents);
-        testing::internal::CaptureStdout();
         g_bytes = 0;
         g_opens = 0;
-        EXPECT_EQ(RunRestore({true, L"", L"", Path(L"nothing.js")}), ExitCode::Done);
+        RestoreHere(store, L"nothing.js");
         const std::pair counts(g_bytes, g_opens);
-        testing::internal::GetCapturedStdout();
         EXPECT_THAT(RecoveredOnDisk(store), testing::Each(true));
         std::filesystem::remove_all(store.directory);
         return counts;
