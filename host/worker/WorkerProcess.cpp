@@ -74,9 +74,8 @@ bool StartPatiently(const std::wstring& program, const std::wstring& commandLine
     const DWORD window = GetConsoleWindow() == nullptr ? CREATE_NO_WINDOW : 0;
     for (int count = 1;; ++count) {
         std::wstring line = commandLine;
-        if (CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, TRUE,
-                           CREATE_SUSPENDED | EXTENDED_STARTUPINFO_PRESENT | window, nullptr, nullptr,
-                           &startup.StartupInfo, &started))
+        if (CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, TRUE, EXTENDED_STARTUPINFO_PRESENT | window,
+                           nullptr, nullptr, &startup.StartupInfo, &started))
             return true;
         if (GetLastError() != ERROR_INTERNAL_ERROR || count == Tries)
             return false;
@@ -145,14 +144,14 @@ CWorkerProcess::CWorkerProcess(const nlohmann::json& request, const std::wstring
         ThrowStartFailure(GetLastError());
     m_process.Reset(started.hProcess);
     m_id = started.dwProcessId;
-    const CUniqueHandle thread(started.hThread);
-    // Suspended until then, so that it can do nothing that would outlive this process. Where it may not be in a job of
-    // its own, the pipe of its request ends it all the same.
+    CloseHandle(started.hThread);
+    // It does nothing before its request comes, so that nothing it does can outlive this process. It is not suspended:
+    // had this process ended just now, nobody would wake it, while the dead pipe ends it. So it does where the worker
+    // may not be in a job of its own.
     if (m_job)
         AssignProcessToJobObject(m_job.Get(), m_process.Get());
     m_begin = m_step = Clock::now();
     m_nextTick = m_begin + TickInterval;
-    ResumeThread(thread.Get());
     WriteRequest(m_requestPipe.Get(), request);
 }
 

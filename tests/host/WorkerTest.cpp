@@ -3,10 +3,12 @@
 
 #include "CommandFixture.h"
 
+#include "ImportHook.h"
 #include "LogFile.h"
 #include "Processes.h"
 #include "RunningApp.h"
 #include "SaveTurn.h"
+#include "WorkerProcess.h"
 
 #include <nlohmann/json.hpp>
 
@@ -219,4 +221,39 @@ TEST_F(WorkerTest, AVetoOfTheScriptsOwnNamesIt) {
     EXPECT_THAT(result.out, HasSubstr("vetoed     by " + Run() + ", which called VetoTransition\r\n"));
     PutAppSavedBy("Err.Raise 1000\n");
     EXPECT_THAT(RunProgram(SaveCommand()).out, Not(HasSubstr("VetoTransition"))) << "a failure's veto is the library's";
+}
+
+namespace {
+// How the worker is started.
+DWORD g_creationFlags = 0;
+// Past the import, which is observed.
+const auto g_createProcess = reinterpret_cast<decltype(CreateProcessW)*>(
+    reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "CreateProcessW")));
+BOOL WINAPI ObservedCreateProcess(LPCWSTR program, LPWSTR commandLine, LPSECURITY_ATTRIBUTES process,
+                                  LPSECURITY_ATTRIBUTES thread, BOOL inherit, DWORD flags, LPVOID environment,
+                                  LPCWSTR directory, LPSTARTUPINFOW startup, LPPROCESS_INFORMATION started) {
+    g_creationFlags = flags;
+    return g_createProcess(program, commandLine, process, thread, inherit, flags, environment, directory, startup,
+                           started);
+}
+} // namespace
+
+TEST_F(WorkerTest, AWorkerWhoseStarterIsGoneBeforeItsRequestEndsByItself) {
+    const CImportHook hook(GetModuleHandleW(nullptr), "CreateProcessW", &ObservedCreateProcess);
+    CWorkerProcess(json::object(), ProgramFolder() + L"\\quorline.exe").Run({}, {});
+    EXPECT_EQ(g_creationFlags & CREATE_SUSPENDED, 0u) << "nobody would wake it";
+
+    SECURITY_ATTRIBUTES inherited{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
+    CUniqueHandle end;
+    CUniqueHandle pipe;
+    ASSERT_TRUE(CreatePipe(end.Put(), pipe.Put(), &inherited, 0));
+    pipe.Reset();
+    STARTUPINFOW startup{};
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdInput = end.Get();
+    PROCESS_INFORMATION started{};
+    ASSERT_TRUE(StartProcess(nullptr, QuorlineCommand(L"worker 0"), nullptr, true, startup, started));
+    const CUniqueHandle process(started.hProcess);
+    const CUniqueHandle thread(started.hThread);
+    EXPECT_EQ(WaitForSingleObject(process.Get(), 60'000), WAIT_OBJECT_0);
 }
