@@ -74,6 +74,10 @@ bool CScriptRunner::GetErrorInfo(std::wstring& source, std::wstring& description
     return true;
 }
 
+unsigned long CScriptRunner::GetErrorNumber() const {
+    return m_pSite != nullptr ? m_pSite->GetErrorNumber() : 0;
+}
+
 const GUID& CScriptRunner::GetScriptEngine(CScript::ScriptLanguageEnum language) {
     switch (language) {
     case CScript::LangVBScript:

@@ -59,6 +59,7 @@ STDMETHODIMP CTalvinorClientScriptSite::OnScriptError(IActiveScriptError* error)
     LONG character = 0;
     const HRESULT located = error->GetSourcePosition(&context, &line, &character);
 
+    m_errorNumber = info.scode != 0 ? static_cast<unsigned long>(info.scode) : info.wCode;
     std::wstring source = TextOf(info.bstrSource);
     std::wstring description = TextOf(info.bstrDescription);
     m_pRunner->SetErrorInfo(source, description, line, character);

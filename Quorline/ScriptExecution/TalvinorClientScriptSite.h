@@ -27,6 +27,8 @@ public:
     END_COM_MAP()
 
     void SetScriptRunner(CScriptRunner* runner) noexcept { m_pRunner = runner; }
+    /// Of the last error that an engine reported; 0 before.
+    unsigned long GetErrorNumber() const noexcept { return m_errorNumber; }
 
     STDMETHODIMP GetLCID(LCID* locale) override;
     STDMETHODIMP GetItemInfo(LPCOLESTR name, DWORD mask, IUnknown** item, ITypeInfo** typeInfo) override;
@@ -42,6 +44,7 @@ protected:
 
 private:
     CScriptRunner* m_pRunner = nullptr; // not owned, not counted
+    unsigned long m_errorNumber = 0;
 
     static log4cxx::LoggerPtr SDGetLogger();
     static void Log(log4cxx::LevelPtr level, std::wstring format, ...);

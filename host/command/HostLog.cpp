@@ -1,5 +1,8 @@
 #include "HostLog.h"
 
+#include "Console.h"
+
+#include <log4cxx/fileappender.h>
 #include <log4cxx/logger.h>
 
 void LogHostError(const std::wstring& text) noexcept {
@@ -10,4 +13,16 @@ void LogHostError(const std::wstring& text) noexcept {
     } catch (...) {
         return;
     }
+}
+
+std::wstring LogFilePath() {
+    for (const auto& appender : log4cxx::Logger::getRootLogger()->getAllAppenders())
+        if (const auto file = std::dynamic_pointer_cast<log4cxx::FileAppender>(appender))
+            return FromUtf8(file->getFile());
+    return {};
+}
+
+std::wstring PointToLog() {
+    const std::wstring path = LogFilePath();
+    return path.empty() ? std::wstring() : L"; the log says more: " + path;
 }

@@ -1,6 +1,7 @@
 #include "RestoreOperation.h"
 
 #include "ExitCode.h"
+#include "HostLog.h"
 #include "ScriptSigner.h"
 #include "SystemText.h"
 
@@ -30,14 +31,17 @@ long CRestoreOperation::Run() {
     CScriptError error;
     const bool hasError = m_runner.GetErrorInfo(error.source, error.description, error.line, error.character);
     error.script = m_scripts->front()->GetScriptName();
+    error.number = error.line != 0 ? m_runner.GetErrorNumber() : 0;
     // The engine gives every error of a script its line; what the runner reports without one kept it from starting. A
     // result that fails comes from before the start too: from then on nothing fails but the script.
     m_started = SUCCEEDED(result) && !(hasError && error.line == 0 && error.source == L"Script Verification");
-    if (hasError)
+    if (hasError) {
+        error.Explain(*m_scripts->front());
         m_failure = error.Describe();
-    else if (FAILED(result) && m_failure.empty())
+        m_error = error;
+    } else if (FAILED(result) && m_failure.empty())
         m_failure = L"'" + error.script + L"' could not be started: " +
-                    DescribeCode(static_cast<unsigned long>(result)) + L"; the log says more";
+                    DescribeCode(static_cast<unsigned long>(result)) + PointToLog();
     return result;
 }
 

@@ -7,6 +7,7 @@
 #include "ScriptError.h"
 
 #include <functional>
+#include <optional>
 #include <string>
 
 class CRestoreOperation : public CRestoreDocumentScriptOp {
@@ -24,9 +25,12 @@ public:
 
     /// Empty when the script ran to its end.
     const std::wstring& GetFailure() const { return m_failure; }
+    /// What the engine, or the runner, said of it; empty when it said nothing.
+    const std::optional<CScriptError>& GetError() const { return m_error; }
 
 private:
     std::function<void()> m_onStarting;
     bool m_started = false;
     std::wstring m_failure;
+    std::optional<CScriptError> m_error;
 };

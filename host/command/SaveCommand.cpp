@@ -1,6 +1,7 @@
 #include "Commands.h"
 #include "Console.h"
 #include "HostLog.h"
+#include "JsonText.h"
 #include "LimitOptions.h"
 #include "SaveInWorker.h"
 
@@ -16,6 +17,20 @@ std::size_t PrintDocuments(const CSaveResult& result) {
     }
     return unwritten;
 }
+
+void PrintResultData(const CSaveResult& result, const std::wstring& state) {
+    nlohmann::ordered_json documents = nlohmann::ordered_json::array();
+    for (const auto& [path, written] : result.documents)
+        documents.push_back({{"path", ToUtf8(path)}, {"written", written}});
+    nlohmann::ordered_json troubles = nlohmann::ordered_json::array();
+    for (const auto& trouble : result.troubles)
+        troubles.push_back(ToUtf8(trouble));
+    PrintJson({{"state", ToUtf8(state)},
+               {"store", ToUtf8(result.directory)},
+               {"documents", documents},
+               {"troubles", troubles},
+               {"vetoed", result.vetoed || !result.troubles.empty()}});
+}
 } // namespace
 
 ExitCode RunSave(const CSaveRequest& request, const CWorkerLimits& limits) {
@@ -27,12 +42,14 @@ ExitCode RunSave(const CSaveRequest& request, const CWorkerLimits& limits) {
     status.Clear();
 
     if (progress.GetRunCount() == 0 && progress.GetFinished())
-        PrintLine(L"protected  nothing: no protected application is running");
+        PrintLine(L"protected  nothing: " + result.idle);
     const std::size_t unwritten = PrintDocuments(result);
     for (const auto& trouble : result.troubles) {
         LogHostError(L"The state change is vetoed: " + trouble);
         PrintLine(L"failed     " + trouble);
     }
+    if (request.json)
+        PrintResultData(result, request.state);
     if (unwritten != 0)
         PrintError(L"warning: " + std::to_wstring(unwritten) + L" of " + std::to_wstring(result.documents.size()) +
                    L" documents were never written by the script that asked for them; look for \"not saved\"");
@@ -52,8 +69,12 @@ void AddSave(CCommandLine& line) {
         line.Add({"save",
                   "Run the save scripts of the running protected applications",
                   {"save --state hibernate --apps apps.json"},
-                  {ExitCode::Done, ExitCode::Failed, ExitCode::Vetoed, ExitCode::NotRegistered, ExitCode::Unwritten}},
-                 [=](const CCommonOptions&) { return RunSave(*request, *limits); });
+                  {ExitCode::Done, ExitCode::Failed, ExitCode::Vetoed, ExitCode::NotRegistered, ExitCode::Unwritten},
+                  R"({"state", "store", "documents": [{"path", "written"}], "troubles": [], "vetoed"})"},
+                 [=](const CCommonOptions& options) {
+                     request->json = options.json;
+                     return RunSave(*request, *limits);
+                 });
     AddText(command, "--state", request->state, "The state the machine is about to enter, such as hibernate")
         ->required();
     AddText(command, "--apps", request->appsFile, "JSON file that lists the protected applications")->required();

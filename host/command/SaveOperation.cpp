@@ -34,6 +34,10 @@ std::optional<CScriptError> CSaveOperation::TakeScriptError() {
     error.script = text(script);
     error.source = text(source);
     error.description = text(description);
+    error.number = error.line != 0 ? m_runner.GetErrorNumber() : 0;
+    for (const CScript* candidate : *m_scripts)
+        if (candidate != nullptr && candidate->GetScriptName() == error.script)
+            error.Explain(*candidate);
     return error;
 }
 
@@ -41,5 +45,6 @@ std::optional<CScriptErrorData> CSaveOperation::GetCurrentError() {
     CScriptErrorData error;
     if (!m_runner.GetErrorInfo(error.source, error.description, error.line, error.character))
         return std::nullopt;
+    error.number = error.line != 0 ? m_runner.GetErrorNumber() : 0;
     return error;
 }

@@ -1,24 +1,15 @@
 #include "SaveRecorder.h"
 
-#include "base/UniqueHandle.h"
 #include "InfoFileText.h"
 #include "InternalDocumentStore.h"
 #include "ScriptExecution/DocumentStoreXMLWriter.h"
+#include "ProcessPath.h"
 #include "SaveTurn.h"
 #include "ScriptExecution/StateChangeInstance.h"
 #include "StoreCatalog.h"
 #include "base/Exceptions.h"
 
 namespace {
-/// Full path of a process's executable; empty when the process is gone or may not be looked into.
-std::wstring PathOfProcess(DWORD processId) {
-    const CUniqueHandle process(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, processId));
-    std::wstring path(32768, L'\0');
-    DWORD length = static_cast<DWORD>(path.size());
-    path.resize(process && QueryFullProcessImageNameW(process.Get(), 0, path.data(), &length) ? length : 0);
-    return path;
-}
-
 void WriteRecord(const CInternalDocumentStore& store, CStateChangeInstance* change) {
     CDocumentStoreXMLWriter::WriteDocumentStore(WritableCopy(store).get(), change);
 }
@@ -29,6 +20,7 @@ void CSaveRecorder::OnScriptStarting(const CDocumentScript& app, unsigned long p
     m_firstDocument = store.GetSavedDocumentList()->size();
     m_store = &store;
     m_thread = GetCurrentThreadId();
+    m_processId = processId;
     m_wasVetoed = m_change.IsVetoed();
     m_run = L"'" + app.GetScriptName() + L"', process " + std::to_wstring(processId);
     try {

@@ -33,6 +33,9 @@ public:
     /// The last script and its process when it did not come to its end, else empty.
     const std::wstring& GetFailedRun() const { return m_failedRun; }
 
+    /// That the last script ran for; 0 before the first one.
+    unsigned long GetProcessId() const { return m_processId; }
+
     /// The store's directory; empty when no document was asked for.
     const std::wstring& GetDirectory() const { return m_directory; }
     /// The paths that documents were to be saved to, in the order of their reservation.
@@ -52,6 +55,7 @@ private:
     std::size_t m_firstDocument = 0; ///< index in the store of the running script's first document
     std::size_t m_reported = 0;      ///< how many documents of the store have been told of
     bool m_wasVetoed = false;        ///< before the running script
+    unsigned long m_processId = 0;
     std::wstring m_run;
     std::wstring m_failedRun;
     std::wstring m_directory;

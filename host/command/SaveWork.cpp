@@ -2,6 +2,7 @@
 
 #include "AppsFile.h"
 #include "Components.h"
+#include "HostLog.h"
 #include "HostStateChange.h"
 #include "JsonWide.h"
 #include "LogRelay.h"
@@ -37,15 +38,33 @@ std::wstring RunToEnd(CSaveOperation& op, const ProtectedApps& apps, IStateChang
 std::vector<std::wstring> CollectTroubles(CSaveOperation& op, const std::wstring& failure,
                                           const CSaveRecorder& recorder) {
     std::vector<std::wstring> troubles;
-    if (const auto error = op.TakeScriptError())
+    if (auto error = op.TakeScriptError()) {
+        error->processId = recorder.GetProcessId();
         troubles.push_back(error->Describe());
+    }
     if (!failure.empty())
         troubles.push_back((recorder.GetFailedRun().empty() ? L"the save" : recorder.GetFailedRun()) +
-                           L" did not come to its end: " + failure + L"; the log says more");
+                           L" did not come to its end: " + failure + PointToLog());
     if (!recorder.GetProblem().empty())
         troubles.push_back(L"the record of the store '" + recorder.GetDirectory() + L"' could not be completed: " +
                            recorder.GetProblem());
     return troubles;
+}
+
+/// Why no script has run.
+std::wstring DescribeIdleness(const ProtectedApps& apps, _STATE_CHANGE_TYPE state, const std::wstring& stateName) {
+    std::size_t running = 0;
+    bool wanted = false;
+    for (const auto& app : apps) {
+        const std::size_t processes = app->GetProtectedProcIDs().size();
+        running += processes;
+        wanted = wanted || (processes != 0 && app->ShouldRunForStateChange(state));
+    }
+    if (running == 0)
+        return L"no protected application is running";
+    const std::wstring count = std::to_wstring(running) + (running == 1 ? L" is running, but " : L" are running, but ");
+    return count + (wanted ? L"scripts run before standby, hibernate and shutdown alone"
+                           : L"none is protected for " + stateName);
 }
 } // namespace
 
@@ -56,7 +75,13 @@ CSaveResult DoSave(const CSaveRequest& request, IWorkerEvents& events) {
     RequireComponents();
     // Read by the session object, which the library makes in this process.
     SetEnvironmentVariableW(L"QUORLINE_CHECKPOINT", request.checkpoint ? L"1" : nullptr);
+    CSaveResult result = SaveApps(apps, state, events);
+    if (!result.hasRun)
+        result.idle = DescribeIdleness(apps, state, request.state);
+    return result;
+}
 
+CSaveResult SaveApps(const ProtectedApps& apps, _STATE_CHANGE_TYPE state, IWorkerEvents& events) {
     const CSaveTurn turn([&] { events.Report(CWaitingEvent()); });
     const CComPtr<CHostStateChange> change = CHostStateChange::Announce(state);
     events.Report(CBegunEvent{change->GetTime()});
@@ -76,6 +101,7 @@ CSaveResult DoSave(const CSaveRequest& request, IWorkerEvents& events) {
         result.documents.push_back({path, GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES});
     result.troubles = CollectTroubles(op, failure, recorder);
     result.vetoed = change->IsVetoed();
+    result.hasRun = recorder.GetProcessId() != 0;
     return result;
 }
 
@@ -92,10 +118,8 @@ json ToJson(const CSaveResult& result) {
     json documents = json::array();
     for (const auto& document : result.documents)
         documents.push_back({{"path", document.path}, {"written", document.written}});
-    return {{"directory", result.directory},
-            {"documents", documents},
-            {"troubles", result.troubles},
-            {"vetoed", result.vetoed}};
+    return {{"directory", result.directory}, {"documents", documents}, {"troubles", result.troubles},
+            {"hasRun", result.hasRun},       {"idle", result.idle},    {"vetoed", result.vetoed}};
 }
 
 CSaveResult SaveResultFromJson(const json& value) {
@@ -104,6 +128,8 @@ CSaveResult SaveResultFromJson(const json& value) {
     for (const auto& document : value.at("documents"))
         result.documents.push_back({document.at("path").get<std::wstring>(), document.at("written").get<bool>()});
     value.at("troubles").get_to(result.troubles);
+    value.at("hasRun").get_to(result.hasRun);
+    value.at("idle").get_to(result.idle);
     value.at("vetoed").get_to(result.vetoed);
     return result;
 }

@@ -12,7 +12,7 @@ CStatusLine CStatusLine::OfConsole() {
     const HANDLE output = GetStdHandle(STD_OUTPUT_HANDLE);
     DWORD mode = 0;
     CONSOLE_SCREEN_BUFFER_INFO screen{};
-    const bool terminal = GetConsoleMode(output, &mode) && GetConsoleScreenBufferInfo(output, &screen);
+    const bool terminal = PrintsLines() && GetConsoleMode(output, &mode) && GetConsoleScreenBufferInfo(output, &screen);
     // One less: a full line would take the cursor to the next.
     return {terminal && screen.dwSize.X > 1 ? static_cast<std::size_t>(screen.dwSize.X - 1) : 0,
             [](std::string_view text) {

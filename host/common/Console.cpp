@@ -21,6 +21,10 @@ void SetConsole(CConsoleSettings settings) {
     Settings() = std::move(settings);
 }
 
+bool PrintsLines() {
+    return Settings().lines;
+}
+
 void PrintLine(std::wstring_view text) {
     if (Settings().lines)
         Write(stdout, ToUtf8(ShowControls(text)));

@@ -15,6 +15,9 @@ struct CConsoleSettings {
 /// For the whole program, before anything is printed.
 void SetConsole(CConsoleSettings settings);
 
+/// Whether PrintLine prints.
+bool PrintsLines();
+
 /// One line on standard output, or on standard error for trouble; flushed, so that progress is seen as it happens.
 /// Names and paths come from others: characters in the text that would break the line or turn it round are shown as
 /// escapes.

@@ -223,6 +223,43 @@ TEST_F(WorkerTest, AVetoOfTheScriptsOwnNamesIt) {
     EXPECT_THAT(RunProgram(SaveCommand()).out, Not(HasSubstr("VetoTransition"))) << "a failure's veto is the library's";
 }
 
+TEST_F(WorkerTest, AnErrorWithoutWordsIsToldByItsNumberProcessAndLine) {
+    PutAppSavedBy("x = 1\ny = x / 0\n");
+    const CProgramResult result = RunProgram(SaveCommand());
+    EXPECT_EQ(result.exitCode, 3u) << result.out << result.err;
+    EXPECT_THAT(result.out, HasSubstr("failed     'save.vbs', line 2, character "));
+    EXPECT_THAT(result.out, HasSubstr("the engine gave no description"));
+    EXPECT_THAT(result.out, HasSubstr("; Division by zero (error 11); process " + std::to_string(m_running->Id()) +
+                                      "; the line is: y = x / 0\r\n"));
+}
+
+TEST_F(WorkerTest, ARefusedScriptIsToldWithTheSignersReason) {
+    PutAppSavedBy("x = 1\n");
+    Put(L"save.vbs", "x = 1\n");
+    EXPECT_THAT(
+        RunProgram(SaveCommand()).out,
+        HasSubstr("failed     'save.vbs': Could not verify script (Script Verification): it is not signed\r\n"));
+}
+
+TEST_F(WorkerTest, WhyNothingRanIsTold) {
+    PutAppSavedBy("x = 1\n");
+    EXPECT_THAT(RunProgram(SaveCommand(L"", L"standby")).out,
+                HasSubstr("protected  nothing: 1 is running, but none is protected for standby\r\n"));
+}
+
+TEST_F(WorkerTest, AsDataASaveHasItsDocumentsAndItsTroubles) {
+    PutAppSavedBy(SaveTwo + Hang(Path(L"hanging")));
+    const CProgramResult result = RunProgram(SaveCommand(L"--script-timeout 1 --json"));
+    EXPECT_EQ(result.exitCode, 3u) << result.err;
+    const json data = json::parse(result.out);
+    EXPECT_EQ(data["state"], "hibernate");
+    EXPECT_EQ(data["vetoed"], true);
+    ASSERT_EQ(data["documents"].size(), 2u) << data;
+    EXPECT_EQ(data["documents"][0]["written"], true);
+    EXPECT_EQ(data["documents"][1]["written"], false);
+    EXPECT_THAT(std::string(data["troubles"].at(0)), HasSubstr(Run()));
+}
+
 namespace {
 // How the worker is started.
 DWORD g_creationFlags = 0;

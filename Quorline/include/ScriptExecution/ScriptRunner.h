@@ -50,6 +50,9 @@ public:
     /// False, with the arguments untouched, when there is no error.
     bool GetErrorInfo(std::wstring& source, std::wstring& description, unsigned long& line, long& character);
 
+    /// The number of the last error that an engine reported, mostly an HRESULT; 0 when there was none.
+    unsigned long GetErrorNumber() const;
+
     /// Stays true over further runs until ClearError.
     bool HasError() { return m_hasError; }
     void ClearError() { m_hasError = false; }
