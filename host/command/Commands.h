@@ -7,6 +7,7 @@
 
 void AddSave(CCommandLine& line);
 void AddRestore(CCommandLine& line);
+void AddTry(CCommandLine& line);
 void AddHistory(CCommandLine& line);
 void AddWatch(CCommandLine& line);
 

@@ -43,11 +43,13 @@ void CSaveProgress::Take(const CScriptStartedEvent& event) {
 
 void CSaveProgress::Take(const CMessageEvent& event) {
     // The errors of others are told with the script that met them.
-    if (event.logger == L"Quorline.Scripts" && (event.level == L"WARN" || event.level == L"ERROR"))
+    if (m_everything || (event.logger == L"Quorline.Scripts" && (event.level == L"WARN" || event.level == L"ERROR")))
         PrintLine(L"message    " + event.level + L" " + event.text);
 }
 
 void CSaveProgress::Take(const CDocumentReservedEvent& event) {
+    if (m_everything)
+        PrintLine(L"reserved   " + event.path);
     if (m_running)
         m_documents.push_back({event, *m_running});
 }
@@ -56,6 +58,7 @@ void CSaveProgress::Take(const CScriptEndedEvent& event) {
     if (!m_running)
         return;
     const auto run = std::exchange(m_running, std::nullopt);
+    m_scriptError = event.error;
     PrintLine(L"ran        " + DescribeRun(*run) + L", " +
               DescribeSeconds(std::chrono::duration_cast<milliseconds>(steady_clock::now() - m_runBegin)));
     if (event.vetoed)

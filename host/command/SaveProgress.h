@@ -22,6 +22,9 @@ public:
     /// The state by the name that it was asked for.
     CSaveProgress(std::wstring state, CStatusLine& status) : m_state(std::move(state)), m_status(status) {}
 
+    /// Has every line of the log that comes printed, and every reservation.
+    void ShowEverything() { m_everything = true; }
+
     void OnEvent(const CWorkerEvent& event);
     void OnTick(std::chrono::milliseconds stepTime);
 
@@ -30,6 +33,8 @@ public:
     /// When it was: 100 ns since 1601, UTC.
     std::uint64_t GetChanged() const { return m_changed; }
     std::size_t GetRunCount() const { return m_runCount; }
+    /// Of the last script that ended, if it failed and an engine said why.
+    const std::optional<CScriptErrorData>& GetScriptError() const { return m_scriptError; }
     /// The script that has started and not ended.
     const std::optional<CScriptStartedEvent>& GetRunning() const { return m_running; }
     const std::vector<CReservedDocument>& GetDocuments() const { return m_documents; }
@@ -51,6 +56,8 @@ private:
     CStatusLine& m_status;
     std::uint64_t m_changed = 0;
     std::size_t m_runCount = 0;
+    bool m_everything = false;
+    std::optional<CScriptErrorData> m_scriptError;
     std::chrono::steady_clock::time_point m_runBegin;
     std::optional<CScriptStartedEvent> m_running;
     std::vector<CReservedDocument> m_documents;

@@ -11,6 +11,7 @@
 #include "ScriptExecution/DocumentStoreXMLReader.h"
 #include "ScriptExecution/DocumentStoreXMLWriter.h"
 #include "SavedCopyNames.h"
+#include "ScratchFolder.h"
 #include "SystemText.h"
 #include "base/Exceptions.h"
 
@@ -82,7 +83,7 @@ std::vector<std::wstring> ListStores() {
     do {
         const std::wstring name = found.cFileName;
         if (name != L"." && name != L".." && (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0 &&
-            IsFile(JoinPath(JoinPath(base, name), InfoFile)))
+            IsFile(JoinPath(JoinPath(base, name), InfoFile)) && !IsScratch(JoinPath(base, name)))
             names.push_back(name);
     } while (FindNextFileW(search.Get(), &found));
     return names;

@@ -6,6 +6,7 @@
 #include "RestoreWork.h"
 #include "SaveWork.h"
 #include "StoreCatalog.h"
+#include "TryWork.h"
 
 #include <log4cxx/logger.h>
 
@@ -53,6 +54,8 @@ json DoOperation(const json& request, IWorkerEvents& events) {
     const std::string operation = request.at("operation");
     if (operation == "save")
         return ToJson(DoSave(SaveRequestFromJson(request), events));
+    if (operation == "try")
+        return ToJson(DoTry(TryOrderFromJson(request), events));
     if (operation == "restore") {
         DoRestore(RestoreOrderFromJson(request), events);
         return nullptr;

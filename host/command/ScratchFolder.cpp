@@ -1,0 +1,54 @@
+#include "ScratchFolder.h"
+
+#include "ExitCode.h"
+#include "SystemText.h"
+
+#include <filesystem>
+
+namespace {
+constexpr const wchar_t* MarkName = L"quorline-try";
+
+void Remove(const std::filesystem::path& folder) noexcept {
+    std::error_code
+        ignored; // what an application still holds open goes with a later trial, or with the user's own hand
+    std::filesystem::remove_all(folder, ignored);
+}
+} // namespace
+
+CScratchFolder::CScratchFolder() {
+    wchar_t temp[MAX_PATH + 1] = L"";
+    GetTempPathW(static_cast<DWORD>(std::size(temp)), temp);
+    LARGE_INTEGER counter{};
+    QueryPerformanceCounter(&counter);
+    m_path = std::wstring(temp) + L"quorline-try-" + std::to_wstring(GetCurrentProcessId()) + L"-" +
+             std::to_wstring(counter.QuadPart);
+    if (!CreateDirectoryW(m_path.c_str(), nullptr))
+        throw CCommandError(ExitCode::Failed,
+                            L"the folder '" + m_path + L"' could not be made: " + DescribeCode(GetLastError()));
+}
+
+CScratchFolder::~CScratchFolder() {
+    if (!m_kept)
+        Remove(m_path);
+}
+
+void CScratchMark::Put(const std::wstring& storeDirectory) {
+    if (!m_file)
+        m_file.Reset(CreateFileW((storeDirectory + L"\\" + MarkName).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
+                                 0, nullptr));
+}
+
+bool IsScratch(const std::wstring& storeDirectory) {
+    return GetFileAttributesW((storeDirectory + L"\\" + MarkName).c_str()) != INVALID_FILE_ATTRIBUTES;
+}
+
+void RemoveScratchStores(const std::wstring& storesDirectory) {
+    std::error_code ignored;
+    const auto isUnused = [](const std::filesystem::path& folder) {
+        return static_cast<bool>(CUniqueHandle(
+            CreateFileW((folder / MarkName).c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr)));
+    };
+    for (const auto& entry : std::filesystem::directory_iterator(storesDirectory, ignored))
+        if (entry.is_directory(ignored) && isUnused(entry.path()))
+            Remove(entry.path());
+}
