@@ -32,6 +32,22 @@ constexpr CScriptNumber Numbers[] = {{5, L"Invalid procedure call or argument"},
 /// Where the languages number their errors.
 constexpr unsigned long LanguageErrors = 0x800A0000;
 
+/// The number that a script knows for an error: a dispatch's own ones have one of the languages', too.
+unsigned long ToLanguageError(unsigned long number) {
+    switch (static_cast<HRESULT>(number)) {
+    case DISP_E_OVERFLOW:
+        return LanguageErrors + 6;
+    case DISP_E_BADINDEX:
+        return LanguageErrors + 9;
+    case DISP_E_DIVBYZERO:
+        return LanguageErrors + 11;
+    case DISP_E_TYPEMISMATCH:
+        return LanguageErrors + 13;
+    default:
+        return number;
+    }
+}
+
 std::wstring ReasonOf(const CScript& script) {
     try {
         const ScriptKind kind =
@@ -59,6 +75,7 @@ std::wstring LineOf(const std::wstring& text, unsigned long line) {
 }
 
 std::wstring DescribeScriptNumber(unsigned long number) {
+    number = ToLanguageError(number);
     if ((number & 0xFFFF0000) == LanguageErrors)
         for (const auto& [known, text] : Numbers)
             if (known == (number & 0xFFFF))
