@@ -117,6 +117,7 @@ CDocumentStoreXMLWriter::CContext::CContext(int& depth, const wchar_t* name, std
     m_file.append(L"<").append(m_name).append(L">\n");
 }
 
+// NOLINTNEXTLINE(bugprone-exception-escape): it says that it may.
 CDocumentStoreXMLWriter::CContext::~CContext() noexcept(false) {
     if (std::uncaught_exceptions() > m_exceptions)
         return;

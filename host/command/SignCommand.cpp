@@ -28,7 +28,8 @@ ExitCode RunSign(const CSignRequest& request, bool asJson) {
         try {
             // The signature would hold, and the script would not run.
             if (const std::wstring trouble = FindEncodingTrouble(ReadFileBytes(script)); !trouble.empty())
-                throw CSignerError(E_INVALIDARG, L"'" + script + L"' was left unsigned: " + trouble);
+                throw CSignerError(E_INVALIDARG,
+                                   std::wstring(L"'").append(script).append(L"' was left unsigned: ").append(trouble));
             signer.SignFile(script);
             PrintLine(script + signedBy);
             entry["subject"] = ToUtf8(subject);

@@ -9,7 +9,7 @@
 #include <cstdio>
 
 CStatusLine CStatusLine::OfConsole() {
-    const HANDLE output = GetStdHandle(STD_OUTPUT_HANDLE);
+    HANDLE output = GetStdHandle(STD_OUTPUT_HANDLE);
     DWORD mode = 0;
     CONSOLE_SCREEN_BUFFER_INFO screen{};
     const bool terminal = PrintsLines() && GetConsoleMode(output, &mode) && GetConsoleScreenBufferInfo(output, &screen);

@@ -54,7 +54,7 @@ unsigned long FindProcess(const std::wstring& name) {
 
 /// The document's copy that a restore script may do with what it likes.
 std::wstring CopyDocument(const std::wstring& document, const CScratchFolder& folder) {
-    const std::wstring copy = folder.Path() + L"\\" + std::filesystem::path(document).filename().wstring();
+    std::wstring copy = folder.Path() + L"\\" + std::filesystem::path(document).filename().wstring();
     if (!CopyFileW(document.c_str(), copy.c_str(), TRUE))
         throw CCommandError(ExitCode::BadInput, L"the document '" + document + L"' cannot be read.");
     return copy;

@@ -65,7 +65,7 @@ json DoOperation(const json& request, IWorkerEvents& events) {
 
 /// The process ends when the other end of the request's pipe does.
 ExitCode RunWorker(std::uintptr_t events) {
-    const HANDLE pipe = GetStdHandle(STD_INPUT_HANDLE);
+    HANDLE pipe = GetStdHandle(STD_INPUT_HANDLE);
     SetHandleInformation(pipe, HANDLE_FLAG_INHERIT, 0);
     CEventWriter writer(reinterpret_cast<HANDLE>(events));
     EndSilentlyOnCrash();

@@ -34,8 +34,9 @@ double Covered(int x, int y, int size) {
     const double inner = size * 0.24;
     int inside = 0;
     for (int sample = 0; sample < 16; ++sample) {
+        const int row = sample / 4;
         const double px = x + (sample % 4 + 0.5) / 4 - centre;
-        const double py = y + (sample / 4 + 0.5) / 4 - centre;
+        const double py = y + (row + 0.5) / 4 - centre;
         const double square = px * px + py * py;
         const bool ring = square <= outer * outer && square >= inner * inner;
         const double across = px - py;

@@ -31,7 +31,7 @@ private:
 
     void Tell(DWORD what) const;
 
-    const HWND m_window;
+    HWND m_window;
     const UINT m_message;
     CUniqueIcon m_icon;
     std::wstring m_text;

@@ -49,13 +49,13 @@ bool CRestoreWindow::Open(const std::wstring& text, std::vector<CSavedDocument> 
 }
 
 void CRestoreWindow::Close() {
-    if (const HWND window = std::exchange(m_window, nullptr))
+    if (HWND window = std::exchange(m_window, nullptr))
         DestroyWindow(window);
 }
 
 void CRestoreWindow::Fill(const std::wstring& text) const {
     SetDlgItemTextW(m_window, IDC_TEXT, text.c_str());
-    const HWND list = ListOf(m_window);
+    HWND list = ListOf(m_window);
     ListView_SetExtendedListViewStyle(list, LVS_EX_CHECKBOXES | LVS_EX_FULLROWSELECT);
     RECT area{};
     GetClientRect(list, &area);

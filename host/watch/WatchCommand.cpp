@@ -77,7 +77,7 @@ CWatchOptions OptionsFrom(const CWatchRequest& request) {
 }
 
 ExitCode StopWatching() {
-    const HWND window = FindWindowW(CWatchWindow::ClassName, nullptr);
+    HWND window = FindWindowW(CWatchWindow::ClassName, nullptr);
     if (window == nullptr) {
         PrintLine(L"nobody watches this session");
         return ExitCode::Done;

@@ -68,10 +68,11 @@ void EnsureEventSource() {
 void ReportWatchEvent(DWORD event, const std::vector<std::wstring>& inserts) noexcept {
     try {
         std::vector<const wchar_t*> texts;
+        texts.reserve(inserts.size());
         for (const auto& insert : inserts)
             texts.push_back(insert.c_str());
         Log(event, TextOf(event, texts));
-        const HANDLE source = RegisterEventSourceW(nullptr, Source);
+        HANDLE source = RegisterEventSourceW(nullptr, Source);
         if (source == nullptr)
             return;
         ReportEventW(source, TypeOf(event), 0, event, nullptr, static_cast<WORD>(texts.size()), 0, texts.data(),

@@ -46,7 +46,7 @@ void CWatchWindow::UnblockEnd() {
 void CWatchWindow::Run() {
     MSG message{};
     while (GetMessageW(&message, nullptr, 0, 0) > 0) {
-        if (const HWND dialog = GetActiveWindow(); dialog != nullptr && IsDialogMessageW(dialog, &message) != FALSE)
+        if (HWND dialog = GetActiveWindow(); dialog != nullptr && IsDialogMessageW(dialog, &message) != FALSE)
             continue;
         TranslateMessage(&message);
         DispatchMessageW(&message);

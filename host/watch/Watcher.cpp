@@ -105,7 +105,7 @@ CSaveOrder CWatcher::Order(const std::wstring& state) const {
 CSaveOutcome CWatcher::Save(const CSaveOrder& order, Busy busy,
                             const std::function<void(const std::wstring&)>& onScript) {
     const Busy before = std::exchange(m_busy, busy);
-    const CSaveOutcome outcome = m_saver.Save(order, {onScript, &CWatchWindow::DispatchMessages});
+    CSaveOutcome outcome = m_saver.Save(order, {onScript, &CWatchWindow::DispatchMessages});
     m_busy = before;
     return outcome;
 }

@@ -120,6 +120,6 @@ TEST_F(TryTest, AsDataTheErrorHasItsParts) {
     PutSigned(L"failing.vbs", "x = 1\ny = x / 0\n");
     const json data = json::parse(Try(L"failing.vbs", L"--json").out);
     EXPECT_EQ(data["error"]["line"], 2);
-    EXPECT_EQ(data["error"]["number"], 0x800A000Bu);
+    EXPECT_EQ(data["error"]["number"], 0x80020012u);
     EXPECT_EQ(data["troubles"].size(), 1u);
 }
