@@ -3,7 +3,7 @@
 // What the campaigns of a whole host start from: registered components and a trusted certificate (by CommandFixture.h),
 // signed scripts, a running application that they save for, and a documents folder.
 
-#include "../host/CommandFixture.h"
+#include "CommandFixture.h"
 #include "CampaignHost.h"
 #include "RunningApp.h"
 

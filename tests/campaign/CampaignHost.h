@@ -11,7 +11,7 @@
 
 #include "ScriptExecution/DocumentScript.h"
 
-#include "../operations/HostDoubles.h"
+#include "HostDoubles.h"
 
 #include <windows.h>
 

@@ -2,7 +2,7 @@
 // texts without measure, objects kept for later, documents without end. Each ends in a script error or a success, and
 // what it held is given back.
 
-#include "../scripts/Probe.h"
+#include "Probe.h"
 #include "ComApartment.h"
 #include "CountTable.h"
 #include "DocumentsFolder.h"

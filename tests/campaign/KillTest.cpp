@@ -5,7 +5,7 @@
 // - no restore script is started twice, unless somebody asks for it by name;
 // - stores that were complete before are the same, byte for byte.
 
-#include "../host/CommandFixture.h"
+#include "CommandFixture.h"
 #include "RandomRounds.h"
 #include "RunningApp.h"
 #include "Tally.h"

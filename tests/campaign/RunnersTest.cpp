@@ -1,7 +1,7 @@
 // Many runners at once, each deleting itself, with operations that do nothing and with scripts in the system's engines.
 
-#include "../operations/HostDoubles.h"
-#include "../scripts/Probe.h"
+#include "HostDoubles.h"
+#include "Probe.h"
 #include "CountTable.h"
 #include "ProcessUse.h"
 #include "RandomRounds.h"
