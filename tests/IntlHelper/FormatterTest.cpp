@@ -243,6 +243,11 @@ TEST(Formatter, ABadFormatIsRefusedWithItsMessageAndCode) {
     }
 }
 
+TEST(Formatter, ACharactersPrefixIsRefusedWhateverStandsBeforeIt) {
+    for (const wchar_t* format : {L"{0:%hhc}", L"{0:%hhC}", L"{0:%llc}", L"{0:%-5.2I64c}"})
+        EXPECT_EQ(Refusal(format, 1), std::wstring(SizeRefused) + L"/8") << format;
+}
+
 TEST(Formatter, APrefixOnAStringIsNotRefused) {
     EXPECT_EQ(formatter.FormatNoThrow(L"{0:%hs}", "x"), L"x");
 }

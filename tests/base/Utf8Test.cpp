@@ -13,6 +13,26 @@ TEST(Utf8, TextGoesThereAndBack) {
     EXPECT_EQ(FromUtf8(""), L"");
 }
 
+TEST(Utf8, ACharacterTakesTheFewestBytesThatHoldIt) {
+    const struct {
+        std::wstring text;
+        std::string bytes;
+    } cases[] = {
+        {L"\x7F", "\x7f"},
+        {L"\x80", "\xc2\x80"},
+        {L"\x7FF", "\xdf\xbf"},
+        {L"\x800", "\xe0\xa0\x80"},
+        {L"\xD7FF\xE000", "\xed\x9f\xbf\xee\x80\x80"}, // around the halves of pairs
+        {L"\xFFFF", "\xef\xbf\xbf"},
+        {L"\xD800\xDC00", "\xf0\x90\x80\x80"}, // U+10000
+        {L"\xDBFF\xDFFF", "\xf4\x8f\xbf\xbf"}, // U+10FFFF
+    };
+    for (const auto& [text, bytes] : cases) {
+        EXPECT_EQ(ToUtf8(text), bytes);
+        EXPECT_EQ(DecodeUtf8(bytes, BadUtf8::Refuse), text);
+    }
+}
+
 TEST(Utf8, AZeroIsACharacterLikeAnyOther) {
     EXPECT_EQ(ToUtf8(std::wstring_view(L"a\0b", 3)), std::string("a\0b", 3));
     EXPECT_EQ(FromUtf8(std::string_view("a\0b", 3)), std::wstring(L"a\0b", 3));
