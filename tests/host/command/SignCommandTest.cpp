@@ -38,6 +38,16 @@ TEST_F(SignCommand, OneScriptThatFailsDoesNotKeepTheOthersFromIt) {
     EXPECT_EQ(scripts.at(1)["thumbprint"].get<std::string>().size(), 40u);
 }
 
+TEST_F(SignCommand, AnEmptyValueIsNoWordForAnotherCertificate) {
+    Put(L"a.vbs", "x = 1\r\n");
+    for (const wchar_t* option : {L"--cert", L"--thumbprint"}) {
+        const CProgramResult result = RunQuorline(L"sign " + Quoted(L"a.vbs") + L" " + option + L" \"\"");
+        EXPECT_EQ(result.exitCode, 2u) << result.out;
+        EXPECT_THAT(result.err, HasSubstr(ToUtf8(option) + ": needs a value"));
+    }
+    EXPECT_EQ(ReadBytes(Path(L"a.vbs")), "x = 1\r\n");
+}
+
 TEST_F(SignCommand, AMissingPasswordIsToldByTheNameOfItsVariable) {
     Put(L"a.vbs", "x = 1\r\n");
     Put(L"key.pfx", "no such thing");

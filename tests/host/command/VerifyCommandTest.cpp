@@ -25,6 +25,14 @@ TEST_F(VerifyCommand, NamesTheSignerOrTheReasonOfEachScript) {
     EXPECT_EQ(RunQuorline(L"verify " + Quoted(L"good.vbs")).exitCode, 0u);
 }
 
+TEST_F(VerifyCommand, AScriptThatIsAcceptedDoesNotMakeUpForOneThatIsNot) {
+    Put(L"bad.vbs", "x = 1\r\n");
+    PutSigned(L"good.vbs", "x = 1\r\n");
+    EXPECT_EQ(RunQuorline(L"verify " + Quoted(L"bad.vbs") + L" " + Quoted(L"good.vbs")).exitCode, 1u);
+    EXPECT_EQ(RunQuorline(L"verify " + Quoted(L"good.vbs") + L" " + Quoted(L"bad.vbs")).exitCode, 1u);
+    EXPECT_EQ(RunQuorline(L"verify " + Quoted(L"good.vbs") + L" " + Quoted(L"good.vbs")).exitCode, 0u);
+}
+
 TEST_F(VerifyCommand, TellsProgramsTheSame) {
     PutSigned(L"good.js", "var x;\n");
     PutSigned(L"altered.vbs", "x = 1\r\n");
