@@ -123,9 +123,9 @@ TEST_F(CommandTest, AShutdownIsWrittenIntoTheStoresRecord) {
     ASSERT_EQ(Save(L"shutdown").exitCode, 0u);
     const std::string info = ReadBytes(Stored(L"info.xml").at(0).wstring());
     EXPECT_THAT(info, HasSubstr("<StateChange>"));
-    EXPECT_THAT(info, HasSubstr("Shutdown"));
+    EXPECT_THAT(info, HasSubstr("\tShutdown\t"));
     EXPECT_EQ(Restore(L"--all").exitCode, 0u);
-    EXPECT_THAT(ReadBytes(Stored(L"info.xml").at(0).wstring()), HasSubstr("<StateChange>"));
+    EXPECT_THAT(ReadBytes(Stored(L"info.xml").at(0).wstring()), HasSubstr("\tShutdown\t")) << "not a forced one";
 }
 
 TEST_F(CommandTest, AStateThatNoScriptCaresAboutRunsNone) {
