@@ -8,7 +8,8 @@ export QUORLINE_SEED=${QUORLINE_SEED:-$((RANDOM * 32768 + RANDOM))}
 export SIGNER_SEED=$((QUORLINE_SEED % 100000))
 echo "QUORLINE_SEED=$QUORLINE_SEED"
 
-tests/fuzz/run.sh build/fuzz "${FUZZ_SECONDS:-300}" >build/fuzz.log 2>&1 &
+# They count seconds, so they take what the tests leave of the processors.
+nice tests/fuzz/run.sh build/fuzz "${FUZZ_SECONDS:-300}" >build/fuzz.log 2>&1 &
 fuzzers=$!
 result=0
 # Each in one of three Wine prefixes of their own, so three at once.
