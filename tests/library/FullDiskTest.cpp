@@ -4,47 +4,25 @@
 #include "DiskFixture.h"
 
 #include "DocumentStore.h"
+#include "SmallDisk.h"
 
 using testing::IsEmpty;
 
 namespace {
 constexpr std::size_t KiB = 1024;
 
-/// Saves what a script would; false when the disk does not take it.
-bool Save(const fs::path& path, std::size_t size) {
-    std::ofstream file(path, std::ios::binary);
-    return static_cast<bool>(file.write(std::string(size, 's').data(), static_cast<std::streamsize>(size)).flush());
-}
 class FullDiskTest : public DiskTest {
 protected:
-    /// Has the documents on this disk; false, and a line that says so, when the machine gave none.
+    /// Has the documents on this disk; false when the machine gave none.
     bool Use(const wchar_t* variable) {
-        m_disk = Variable(variable);
-        if (m_disk.empty())
-            return false;
-        folder.Point(m_disk.wstring());
-        return true;
+        m_disk = CSmallDisk(variable);
+        if (m_disk.IsMounted())
+            folder.Point(m_disk.Path().wstring());
+        return m_disk.IsMounted();
     }
 
-    void Clear() {
-        for (const auto& entry : fs::directory_iterator(m_disk))
-            fs::remove_all(entry.path());
-    }
-
-    /// Fills the disk, except for this room.
-    void Fill(std::size_t room) {
-        ASSERT_TRUE(Save(m_disk / L"room", room));
-        std::ofstream ballast(m_disk / L"ballast", std::ios::binary);
-        const std::string block(KiB, 'b');
-        while (ballast.write(block.data(), static_cast<std::streamsize>(block.size())).flush())
-            ;
-        ballast.close();
-        fs::remove(m_disk / L"room");
-    }
-
-    fs::path m_disk;
+    CSmallDisk m_disk{L""};
 };
-
 } // namespace
 
 TEST_F(FullDiskTest, WhateverRoomIsLeftNoRecordIsLost) {
@@ -52,17 +30,17 @@ TEST_F(FullDiskTest, WhateverRoomIsLeftNoRecordIsLost) {
         GTEST_SKIP() << "no small disk was mounted";
     const std::size_t step = IsSoak() ? 1 : 8;
     for (std::size_t room = 0; room <= 64; room += step) {
-        Clear();
+        m_disk.Clear();
         CInternalDocumentStore store(SomeGuid);
         std::wstring path;
         ASSERT_EQ(Attempt(store, L"first", "room on the disk", &path), S_OK);
-        ASSERT_TRUE(Save(path, 2 * KiB));
-        ASSERT_NO_FATAL_FAILURE(Fill(room * KiB));
+        ASSERT_TRUE(CSmallDisk::Save(path, 2 * KiB));
+        m_disk.Fill(room * KiB);
         int refused = 0;
         for (int i = 0; i < 60 && refused < 3; ++i) {
             const std::wstring name = L"document " + std::to_wstring(i) + std::wstring(100, L'n');
             if (Attempt(store, name, "the disk fills up", &path) == S_OK)
-                Save(path, KiB);
+                CSmallDisk::Save(path, KiB);
             else
                 ++refused;
         }
@@ -81,19 +59,19 @@ TEST_F(FullDiskTest, WhateverRoomIsLeftNoRecordIsLost) {
         CComPtr<IErrorInfo> error;
         EXPECT_EQ(GetErrorInfo(0, &error), S_OK);
 
-        fs::remove(m_disk / L"ballast");
+        m_disk.MakeRoom();
         EXPECT_EQ(Attempt(store, L"last", "room again"), S_OK);
     }
-    Clear();
+    m_disk.Clear();
 }
 
 TEST_F(FullDiskTest, WithoutRoomForAnotherFileTheRecordIsWrittenInPlace) {
     if (!Use(L"QUORLINE_FEW_FILES_DISK"))
         GTEST_SKIP() << "no disk with few files was mounted";
-    Clear();
+    m_disk.Clear();
     CInternalDocumentStore store(SomeGuid);
     ASSERT_EQ(Attempt(store, L"first", "room on the disk"), S_OK);
-    for (int i = 0; std::ofstream(m_disk / (L"filler " + std::to_wstring(i))); ++i)
+    for (int i = 0; std::ofstream(m_disk.Path() / (L"filler " + std::to_wstring(i))); ++i)
         ASSERT_LT(i, 1000);
     EXPECT_EQ(Attempt(store, L"second", "no room for another file"), E_FAIL);
     EXPECT_TRUE(store.GetNameRefusal().starts_with(L"No file can be made in the document store: "))
@@ -102,9 +80,9 @@ TEST_F(FullDiskTest, WithoutRoomForAnotherFileTheRecordIsWrittenInPlace) {
     EXPECT_EQ(store.WriteInfoFile(), S_OK);
     EXPECT_NE(Record(store)->find("\tTrue\t"), std::string::npos);
     EXPECT_EQ(NamesOnDisk(store), Names(store));
-    Clear();
+    m_disk.Clear();
     EXPECT_EQ(Attempt(store, L"third", "room again"), S_OK);
-    Clear();
+    m_disk.Clear();
 }
 
 // Run before the disk becomes read-only; the clock stands still, so that the store below has the same folder.

@@ -38,9 +38,9 @@ run_tests() { # filter
 }
 export QUORLINE_SMALL_DISK="Z:${scratch//\//\\}\\small" QUORLINE_FEW_FILES_DISK="Z:${scratch//\//\\}\\few"
 export QUORLINE_READ_ONLY_DISK="Z:${scratch//\//\\}\\read-only"
-run_tests 'FullDiskTest.DISABLED_*'
+run_tests 'FullDisk*.DISABLED_*'
 "${root[@]}" mount -o remount,ro "$scratch/read-only"
-run_tests 'FullDiskTest.*-*DISABLED_*'
+run_tests 'FullDisk*.*-*DISABLED_*'
 if grep -q 'SKIPPED' "$scratch/out"; then
     echo "a disk test that has its disk was skipped" >&2
     exit 1
