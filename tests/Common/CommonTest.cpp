@@ -1,3 +1,5 @@
+// Proves base/PathHelper, base/UniqueHandle, Common/RpcHelper and Common/CriticalSection.
+
 #include "Common/CriticalSection.h"
 #include "base/PathHelper.h"
 #include "Common/RpcHelper.h"

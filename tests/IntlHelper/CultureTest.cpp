@@ -1,3 +1,5 @@
+// Proves which locale a process gets: IntlHelper/CultureHelper, WindowsLocaleTag.
+
 #include "ImportHook.h"
 #include "IntlHelper/CultureHelper.h"
 #include "IntlHelper/WindowsLocaleTag.h"

@@ -1,5 +1,5 @@
 // Random formats through a message and through an info file value. Run by heap-checked.sh, which switches the system's
-// heap checks on and wants to see nothing reported.
+// heap checks on and wants to see nothing reported. Proves IntlHelper/format and InfoFileValue.
 
 #include "CheckedHeap.h"
 #include "IntlHelper/format/StringFormatter.h"

@@ -1,3 +1,5 @@
+// Proves that a text which cannot be read is told and ends nothing: IntlHelper/format/GuardedString.
+
 #include "IntlHelper/format/StringFormatter.h"
 #include "base/Exceptions.h"
 

@@ -1,3 +1,5 @@
+// Proves messages with numbered inserts: IntlHelper/format/StringFormatter, InsertFormat.
+
 #include "IntlHelper/format/StringFormatter.h"
 #include "IntlHelper/format/ZeroArguments.h"
 #include "StackUse.h"

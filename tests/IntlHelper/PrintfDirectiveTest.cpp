@@ -1,3 +1,5 @@
+// Proves the printing of one directive, against the runtime's own: IntlHelper/format/PrintfDirective, FloatText.
+
 #include "IntlHelper/format/PrintfDirective.h"
 
 #include "StackUse.h"

@@ -1,3 +1,5 @@
+// Proves the worker thread, its listeners and its handles: AsyncRunner.
+
 #include "base/UniqueHandle.h"
 #include "ComApartment.h"
 #include "ImportHook.h"

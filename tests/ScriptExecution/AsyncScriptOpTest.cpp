@@ -1,3 +1,5 @@
+// Proves the order of an operation's steps, whatever fails: AsyncScriptOp.
+
 #include "OperationFixture.h"
 
 #include "Probe.h"

@@ -1,3 +1,5 @@
+// Proves the patterns of an application as a host gives them in arrays: DocumentScript.
+
 #include "DocumentScriptSupport.h"
 #include "ImportHook.h"
 

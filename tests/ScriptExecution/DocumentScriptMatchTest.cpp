@@ -1,3 +1,5 @@
+// Proves which names, titles and classes a pattern matches: WildcardPattern, DocumentScript.
+
 #include "DocumentScriptSupport.h"
 #include "protection/ProcessInfo.h"
 #include "protection/WindowInfo.h"

@@ -1,3 +1,5 @@
+// Proves an application's description, its copies and its changes: DocumentScript.
+
 #include "DocumentScriptSupport.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// Proves the first scan of a process, which can be had only once: DocumentStoreHistory.
+
 #include "ScriptExecution/DocumentStoreHistory.h"
 
 #include "DocumentsFixture.h"

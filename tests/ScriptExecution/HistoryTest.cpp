@@ -1,3 +1,5 @@
+// Proves which stores are found and what they tell together: DocumentStoreHistory.
+
 #include "ScriptExecution/DocumentStoreHistory.h"
 
 #include "ImportHook.h"

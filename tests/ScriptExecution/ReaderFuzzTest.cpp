@@ -1,3 +1,5 @@
+// Proves that no bytes at all break the reading of an info file: DocumentStoreXMLReader, ExpatParseState.
+
 #include "ScriptExecution/DocumentStoreInfo.h"
 #include "ScriptExecution/DocumentStoreXMLReader.h"
 #include "ScriptExecution/DocumentStoreXMLWriter.h"

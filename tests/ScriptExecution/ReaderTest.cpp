@@ -1,3 +1,6 @@
+// Proves what is read from an info file and what refuses it: DocumentStoreXMLReader, DocumentStoreXmlParser,
+// InfoFileElements, InfoFileFields.
+
 #include "ScriptExecution/DocumentStoreXMLReader.h"
 
 #include "ScriptExecution/DocumentStoreInfo.h"

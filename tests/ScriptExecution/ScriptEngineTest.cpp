@@ -1,4 +1,4 @@
-// The runner with the system's own engines.
+// The runner with the system's own engines. Proves ScriptRunner and TalvinorClientScriptSite.
 
 #include "BareEngine.h"
 #include "ProcessUse.h"

@@ -1,3 +1,5 @@
+// Proves that what was verified runs, with its items, and that everything is given back: ScriptRunner.
+
 #include "RunnerFixture.h"
 
 #include "TestEngine.h"

@@ -1,3 +1,5 @@
+// Proves what an engine is told and what it may tell: TalvinorClientScriptSite.
+
 #include "ScriptExecution/TalvinorClientScriptSite.h"
 
 #include "RunnerFixture.h"

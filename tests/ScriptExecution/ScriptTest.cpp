@@ -1,3 +1,5 @@
+// Proves a script's record and its loading from a file: Script.
+
 #include "ScriptExecution/Script.h"
 
 #include "ImportHook.h"

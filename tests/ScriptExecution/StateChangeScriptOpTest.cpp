@@ -1,3 +1,5 @@
+// Proves which save scripts run, for which processes, and what ends them: StateChangeScriptOp, StateChangeScript.
+
 #include "StateChangeFixture.h"
 
 #include "FailingMemory.h"

@@ -1,3 +1,5 @@
+// Proves the record of one state change and the names of its kinds: StateChangeInstance, StateChangeTypes.
+
 #include "ScriptExecution/StateChangeInstance.h"
 
 #include "DocumentsFixture.h"

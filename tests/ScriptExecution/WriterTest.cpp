@@ -1,3 +1,5 @@
+// Proves the form of an info file, byte for byte: DocumentStoreXMLWriter.
+
 #include "WriterFixture.h"
 
 #include "ImportHook.h"

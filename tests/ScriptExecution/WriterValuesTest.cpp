@@ -1,3 +1,5 @@
+// Proves what becomes of values in an info file: InfoFileValue, InfoFileFields, DocumentStoreXMLWriter.
+
 #include "WriterFixture.h"
 
 #include "ImportHook.h"

@@ -1,4 +1,4 @@
-// Objects: creation, counting, interfaces, dispatch.
+// Objects: creation, counting, interfaces, dispatch. Proves atl/atlcom.h.
 
 #include "TestObjects.h"
 

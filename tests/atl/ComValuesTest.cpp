@@ -1,4 +1,4 @@
-// The owners of interface pointers, BSTRs, VARIANTs and SAFEARRAYs.
+// The owners of interface pointers, BSTRs, VARIANTs and SAFEARRAYs. Proves atl/atlcomcli.h and atlsafe.h.
 
 #include <atlbase.h>
 #include <atlsafe.h>

@@ -1,4 +1,4 @@
-// The module: class objects and its counts.
+// The module: class objects and its counts. Proves atl/atlbase.h.
 
 #include "TestObjects.h"
 

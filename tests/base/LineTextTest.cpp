@@ -1,3 +1,5 @@
+// Proves which characters of others' text are shown by their numbers: base/LineText.
+
 #include "base/LineText.h"
 
 #include <gtest/gtest.h>

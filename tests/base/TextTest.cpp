@@ -1,3 +1,5 @@
+// Proves what is cut off a text and which texts count as the same: base/Text.
+
 #include "base/Text.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// Proves the way to UTF-8 and back: base/Utf8.
+
 #include "base/Utf8.h"
 
 #include <windows.h>

@@ -1,5 +1,6 @@
 // Searches for protected applications and impersonations on eight threads at once: each finds what is there, and each
-// thread and the process are left as they were.
+// thread and the process are left as they were. Proves protection/ProtectedAppEnumerator, security/Impersonation and
+// SecurityUtils.
 
 #include "CountTable.h"
 #include "ProcessUse.h"

@@ -1,6 +1,6 @@
 // Scripts that do what scripts should not, through the runner and the system's engines: wrong arguments of every kind,
 // texts without measure, objects kept for later, documents without end. Each ends in a script error or a success, and
-// what it held is given back.
+// what it held is given back. Proves ScriptRunner and DocumentStore.
 
 #include "Probe.h"
 #include "ComApartment.h"

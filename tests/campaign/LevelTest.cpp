@@ -1,4 +1,5 @@
-// Saves and restores without end in one process: what it holds stays level.
+// Saves and restores without end in one process: what it holds stays level. Proves that no unit of the library keeps
+// anything.
 
 #include "CampaignFixture.h"
 #include "RandomRounds.h"

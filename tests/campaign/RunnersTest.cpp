@@ -1,4 +1,5 @@
 // Many runners at once, each deleting itself, with operations that do nothing and with scripts in the system's engines.
+// Proves AsyncRunner and ScriptRunner.
 
 #include "HostDoubles.h"
 #include "Probe.h"

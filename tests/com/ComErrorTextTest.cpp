@@ -1,3 +1,5 @@
+// Proves the text of an HRESULT: com/ComErrorText.
+
 #include "com/ComErrorText.h"
 
 #include <gtest/gtest.h>

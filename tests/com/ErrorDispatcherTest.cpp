@@ -1,4 +1,4 @@
-// Error information for scripts.
+// Error information for scripts. Proves com/ErrorDispatcher and ErrorInfo.
 
 #include "AutomationFixture.h"
 

@@ -1,4 +1,4 @@
-// Dispatch calls of an object whose methods do what those of the library rarely do.
+// Dispatch calls of an object whose methods do what those of the library rarely do. Proves com/ScriptDispatch.h.
 
 #include "com/ScriptDispatch.h"
 

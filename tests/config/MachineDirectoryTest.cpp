@@ -1,6 +1,6 @@
 // The rights of the directories that the property service makes: as they are asked for, and as they read back. Wine
 // keeps of an access list what Unix rights can say: the owner's, the system's and those of everybody; it knows no owner
-// but the user and no group of users.
+// but the user and no group of users. Proves config/MachineDirectory.
 
 #include "ClientKey.h"
 #include "base/UniqueHandle.h"

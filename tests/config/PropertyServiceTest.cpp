@@ -1,3 +1,5 @@
+// Proves what is read from the registry, and which directories follow from it: config/PropertyService, RegistryReader.
+
 #include "ClientKey.h"
 #include "ImportHook.h"
 #include "LogLines.h"

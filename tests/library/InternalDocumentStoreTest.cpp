@@ -1,3 +1,5 @@
+// Proves a store's directory, identifier and host's change: InternalDocumentStore.
+
 #include "InternalDocumentStore.h"
 
 #include "ProcessUse.h"

@@ -1,3 +1,5 @@
+// Proves the record of one document: InternalSavedDocument.
+
 #include "InternalSavedDocument.h"
 
 #include "DocumentsFixture.h"

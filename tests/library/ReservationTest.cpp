@@ -1,3 +1,5 @@
+// Proves which path a script is given for a document, and what is on record then: InternalDocumentStore.
+
 #include "StoreFixture.h"
 #include "StorePeer.h"
 #include "logging/Logging.h"

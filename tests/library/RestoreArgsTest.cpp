@@ -1,4 +1,4 @@
-// The arguments of a restore script: who owns the collection on which road.
+// The arguments of a restore script: who owns the collection on which road. Proves TalvinorRestoreScriptArgs.
 
 #include "AutomationFixture.h"
 

@@ -1,3 +1,5 @@
+// Proves what a restore script is given, and when its document counts as recovered: RestoreDocumentScriptOp.
+
 #include "OperationFixture.h"
 
 #include "RestoreDocumentScriptOp.h"

@@ -1,4 +1,4 @@
-// The document store as scripts of both engines use it.
+// The document store as scripts of both engines use it. Proves DocumentStore.
 
 #include "ProcessUse.h"
 #include "AutomationFixture.h"

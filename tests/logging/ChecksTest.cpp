@@ -1,3 +1,5 @@
+// Proves what a failed check logs and throws: logging/Checks, CodeLocation, base/Exceptions.
+
 #include "base/LocaleText.h"
 #include "ImportHook.h"
 #include "LogLines.h"

@@ -1,4 +1,5 @@
-// Run by file-size-limit.sh: no file takes more than 64 KiB, and a write beyond fails as on a full disk.
+// Run by file-size-limit.sh: no file takes more than 64 KiB, and a write beyond fails as on a full disk. Proves
+// logging/LostLines and LineLayout.
 
 #include "ChildProgram.h"
 #include "ClientKey.h"

@@ -1,4 +1,5 @@
-// What a process finds that loads the library: each case in a process of its own, which is this program again.
+// What a process finds that loads the library: each case in a process of its own, which is this program again. Proves
+// the attachment in DllMain, and Log4cxxConfig.
 
 #include "ChildProgram.h"
 #include "ClientKey.h"

@@ -1,4 +1,5 @@
 // One process is configured once, so the cases of one configuration stand in one test; others have a process each.
+// Proves logging/Log4cxxConfig.
 
 #include "ClientKey.h"
 #include "ImportHook.h"

@@ -1,4 +1,4 @@
-// The log file as it comes to be on the disk.
+// The log file as it comes to be on the disk. Proves logging/Log4cxxConfig, LogFileAppender and LineLayout.
 
 #include "ClientKey.h"
 #include "ImportHook.h"

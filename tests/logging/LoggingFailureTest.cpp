@@ -1,4 +1,4 @@
-// What a caller sees of a log that cannot be written: nothing.
+// What a caller sees of a log that cannot be written: nothing. Proves logging/Logging and LostLines.
 
 #include "ImportHook.h"
 #include "LogLines.h"

@@ -1,3 +1,6 @@
+// Proves which logger a line goes to and when the settings are looked at: logging/Logging, LogState; base/LocaleText,
+// SystemMessage.
+
 #include "base/LocaleText.h"
 #include "LogLines.h"
 #include "logging/Logging.h"

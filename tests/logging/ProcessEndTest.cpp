@@ -1,4 +1,5 @@
 // Hosts that return from main while other threads are logging, at DEBUG: each has to end. ProcessEndTest [--hosts=N]
+// Proves logging/ProcessEnd.
 
 #include "ChildProgram.h"
 #include "ClientKey.h"

@@ -1,3 +1,5 @@
+// Proves the lines and the context of a traced function: logging/TraceScope.
+
 #include "FailingMemory.h"
 #include "LogLines.h"
 #include "logging/LostLines.h"

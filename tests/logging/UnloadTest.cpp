@@ -1,4 +1,5 @@
-// A host that keeps log4cxx and frees the library: nothing in log4cxx may lead to code that is no longer there.
+// A host that keeps log4cxx and frees the library: nothing in log4cxx may lead to code that is no longer there. Proves
+// logging/LogAppenders.
 
 #include "ClientKey.h"
 #include "TempFolder.h"

@@ -1,3 +1,5 @@
+// Proves that a system call which fails hides no other application: protection/ProtectedAppEnumerator.
+
 #include "EnumeratorSupport.h"
 #include "ImportHook.h"
 #include "ProcessUse.h"

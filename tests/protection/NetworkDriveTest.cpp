@@ -1,4 +1,5 @@
-// Runs in a prefix in which Y: is a mapped drive of \\quorline\apps.
+// Runs in a prefix in which Y: is a mapped drive of \\quorline\apps. Proves IsNetworkPath of
+// protection/ProtectedAppEnumerator.
 
 #include "protection/ProtectedAppEnumerator.h"
 

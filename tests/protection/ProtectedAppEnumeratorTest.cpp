@@ -1,3 +1,5 @@
+// Proves which running processes and visible windows are found: protection/ProtectedAppEnumerator.
+
 #include "EnumeratorSupport.h"
 #include "ProcessUse.h"
 #include "RunningApp.h"

@@ -1,5 +1,6 @@
 // A class that needs an apartment of its own, created from a thread that shares one. Alone in its program: the thread
-// with which Wine hosts such objects keeps the library in use until the program ends.
+// with which Wine hosts such objects keeps the library in use until the program ends. Proves the registration of
+// Quorline.rgs.
 
 #include "Registration.h"
 

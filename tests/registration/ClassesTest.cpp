@@ -1,4 +1,5 @@
-// The classes as registered: created by identifier and by name, in the apartments that the registry gives them.
+// The classes as registered: created by identifier and by name, in the apartments that the registry gives them. Proves
+// QuorlineModule.
 
 #include "Registration.h"
 

@@ -1,4 +1,4 @@
-// The four entry points: what they do, in which order, and how they fail.
+// The four entry points: what they do, in which order, and how they fail. Proves DllMain.
 
 #include "Registration.h"
 

@@ -1,4 +1,4 @@
-// Loading and freeing the library: what it sets up, and that it leaves nothing behind.
+// Loading and freeing the library: what it sets up, and that it leaves nothing behind. Proves DllMain.
 
 #include "ProcessUse.h"
 

@@ -1,4 +1,4 @@
-// Calls from another apartment, through the registered proxies and stubs.
+// Calls from another apartment, through the registered proxies and stubs. Proves the proxies of idl/Quorline.idl.
 
 #include "Registration.h"
 

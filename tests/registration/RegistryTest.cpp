@@ -1,4 +1,4 @@
-// What registration writes, and that unregistration takes all of it away again.
+// What registration writes, and that unregistration takes all of it away again. Proves the .rgs files and DllMain.
 
 #include "Registration.h"
 

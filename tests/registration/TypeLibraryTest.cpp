@@ -1,4 +1,4 @@
-// The type library, read back from the library's resources as any client reads it.
+// The type library, read back from the library's resources as any client reads it. Proves idl/Quorline.idl.
 
 #include "Registration.h"
 

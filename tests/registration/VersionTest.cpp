@@ -1,4 +1,4 @@
-// What the shipped libraries say of their version.
+// What the shipped libraries say of their version. Proves the resources.
 
 #include "QuorlineVersion.h"
 #include "Registration.h"

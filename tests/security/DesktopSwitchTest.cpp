@@ -1,4 +1,5 @@
-// The switch to the interactive desktop and back, by one thread and by several at once.
+// The switch to the interactive desktop and back, by one thread and by several at once. Proves the switch in
+// security/SecurityUtils.
 
 #include "security/SecurityUtils.h"
 

@@ -1,3 +1,5 @@
+// Proves who a thread is, and that it is itself again: security/Impersonation, Impersonator.
+
 #include "security/Impersonation.h"
 #include "security/Impersonator.h"
 

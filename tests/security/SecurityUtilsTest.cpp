@@ -1,3 +1,5 @@
+// Proves privileges and the text of a SID: security/SecurityUtils.
+
 #include "security/SecurityUtils.h"
 
 #include "base/UniqueHandle.h"

@@ -1,3 +1,5 @@
+// Proves support/ProcessUse.h, by which other tests find what is left behind.
+
 #include "base/UniqueHandle.h"
 #include "ProcessUse.h"
 

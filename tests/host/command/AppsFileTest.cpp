@@ -1,3 +1,5 @@
+// Proves what an applications file must be like: AppsFile, AppsText.
+
 #include "AppsFile.h"
 #include "Console.h"
 #include "ExitCode.h"

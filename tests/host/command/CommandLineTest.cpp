@@ -1,4 +1,4 @@
-// What every command has in common, asked of the real programs.
+// What every command has in common, asked of the real programs. Proves command/CommandLine and NearestName.
 
 #include "ChildProgram.h"
 #include "Console.h"

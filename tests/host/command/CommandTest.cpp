@@ -1,4 +1,5 @@
 // The command as its users run it: the real quorline.exe, registered components, signed scripts, and a real Notepad.
+// Proves Components and the commands' main roads.
 
 #include "CommandFixture.h"
 

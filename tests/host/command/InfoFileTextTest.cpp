@@ -1,3 +1,5 @@
+// Proves how an info file is read that was written without escapes: InfoFileText.
+
 #include "InfoFileText.h"
 
 #include <gtest/gtest.h>

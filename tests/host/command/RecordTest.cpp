@@ -1,4 +1,5 @@
-// What a save writes down about each document, and which restore script that leads to.
+// What a save writes down about each document, and which restore script that leads to. Proves SaveRecorder and
+// RestoreScripts.
 
 #include "CommandFixture.h"
 

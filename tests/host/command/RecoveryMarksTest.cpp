@@ -1,3 +1,5 @@
+// Proves how a document is marked on disk as recovered: RecoveryMarks.
+
 #include "ChildProgram.h"
 #include "ExitCode.h"
 #include "InfoFileText.h"

@@ -1,4 +1,5 @@
 // What the restore command promises: which scripts run for which documents, how often, and what is on disk by then.
+// Proves RestoreCommand, RestoreWork, RestoreOperation and HistoryCommand.
 
 #include "CommandFixture.h"
 

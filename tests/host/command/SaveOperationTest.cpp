@@ -1,3 +1,5 @@
+// Proves how a save's operation tells why it failed: SaveOperation, ScriptError.
+
 #include "SaveOperation.h"
 
 #include <gtest/gtest.h>

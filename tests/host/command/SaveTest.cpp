@@ -1,4 +1,5 @@
-// What the save command promises when something goes wrong, and when several saves run.
+// What the save command promises when something goes wrong, and when several saves run. Proves SaveCommand and
+// SaveWork.
 
 #include "CommandFixture.h"
 

@@ -1,3 +1,5 @@
+// Proves that saves of one user wait for each other: SaveTurn.
+
 #include "DocumentsFolder.h"
 #include "ImportHook.h"
 #include "InternalDocumentStore.h"

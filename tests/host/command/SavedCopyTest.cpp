@@ -1,3 +1,5 @@
+// Proves which saved copies may be handed to a script: SavedCopy.
+
 #include "ChildProgram.h"
 #include "SavedCopy.h"
 

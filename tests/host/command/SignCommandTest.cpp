@@ -1,4 +1,4 @@
-// The signing commands, with a development certificate that this machine trusts.
+// The signing commands, with a development certificate that this machine trusts. Proves SignCommand.
 
 #include "CommandFixture.h"
 

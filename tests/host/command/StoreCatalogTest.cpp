@@ -1,3 +1,5 @@
+// Proves which stores there are, and that their records come back whole: StoreCatalog, SavedCopyNames.
+
 #include "ChildProgram.h"
 #include "Console.h"
 #include "DocumentsFolder.h"

@@ -1,4 +1,4 @@
-// The commands that make and trust certificates, on this machine's own stores.
+// The commands that make and trust certificates, on this machine's own stores. Proves CertCommand and TrustCommand.
 
 #include "CommandFixture.h"
 

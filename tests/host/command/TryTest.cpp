@@ -1,4 +1,5 @@
 // What the try command promises: a script runs as on the real road, its author sees all of it, and nothing stays.
+// Proves TryCommand, TryWork and ScratchFolder.
 
 #include "CommandFixture.h"
 

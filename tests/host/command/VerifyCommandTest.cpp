@@ -1,4 +1,4 @@
-// `quorline verify` on real scripts.
+// `quorline verify` on real scripts. Proves VerifyCommand.
 
 #include "CommandFixture.h"
 

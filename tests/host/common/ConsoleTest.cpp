@@ -1,3 +1,5 @@
+// Proves what is printed where, and the line that shows progress: Console, StatusLine.
+
 #include "Console.h"
 
 #include <gtest/gtest.h>

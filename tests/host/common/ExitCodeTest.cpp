@@ -1,3 +1,5 @@
+// Proves that the operator's guide has the codes as the programs have them: ExitCode.
+
 #include "ChildProgram.h"
 #include "Console.h"
 #include "ExitCode.h"

@@ -1,4 +1,5 @@
 // An application that ends after it was found and before its script's turn has nothing to save, and stops nothing.
+// Proves host/session/Process and StateChangeScriptOp.
 
 #include "RealRun.h"
 

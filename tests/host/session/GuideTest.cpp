@@ -1,6 +1,6 @@
 // The script author's guide: every script in it is run as it stands there, save scripts against a real Notepad with
 // unsaved text and the title that a Notepad gives it, restore scripts with a saved copy. What a script's comments say
-// that it logs is what it logs.
+// that it logs is what it logs. Proves docs/script-author.md.
 
 #include "RealApp.h"
 #include "RealRun.h"

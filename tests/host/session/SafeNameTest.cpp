@@ -1,5 +1,5 @@
 // The function that makes a file name of a title: the samples' own text of it, in both languages, with what titles can
-// hold. Whatever comes out names a file directly in the store's folder.
+// hold. Whatever comes out names a file directly in the store's folder. Proves the samples.
 
 #include "RealRun.h"
 #include "SourceFile.h"

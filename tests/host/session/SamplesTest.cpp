@@ -1,5 +1,5 @@
 // The sample scripts as they stand in samples/, run against the system's own Notepad and WordPad: what was typed is
-// saved whatever the title is, and opened again.
+// saved whatever the title is, and opened again. Proves the samples.
 
 #include "RealApp.h"
 #include "RealRun.h"

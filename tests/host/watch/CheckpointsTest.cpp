@@ -1,3 +1,5 @@
+// Proves which checkpoints are the same and which have served their time: watch/Checkpoints.
+
 #include "Checkpoints.h"
 
 #include "DocumentsFolder.h"

@@ -1,3 +1,5 @@
+// Proves which lengths of time can be written: watch/Duration.
+
 #include "Duration.h"
 
 #include "ExitCode.h"

@@ -1,3 +1,5 @@
+// Proves the real watcher's checkpoints, from the timer to the offer after a sudden end: watch/Watcher.
+
 #include "WatchFixture.h"
 
 namespace {

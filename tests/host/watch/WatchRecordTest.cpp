@@ -1,3 +1,5 @@
+// Proves what a watcher knows of the one before it: watch/WatchRecord.
+
 #include "WatchRecord.h"
 
 #include "ExitCode.h"

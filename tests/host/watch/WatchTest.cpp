@@ -1,3 +1,5 @@
+// Proves what the real watcher answers the session and the machine: watch/Watcher, WatchWindow, Saver.
+
 #include "WatchFixture.h"
 #include "WatchEvents.h"
 #include "WatchResource.h"

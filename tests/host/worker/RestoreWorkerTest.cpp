@@ -1,4 +1,5 @@
 // What the restore command promises of scripts that never end and engines that break down, and which copies it takes.
+// Proves RestoreCommand and RestoreSelection.
 
 #include "CommandFixture.h"
 

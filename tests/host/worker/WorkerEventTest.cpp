@@ -1,3 +1,5 @@
+// Proves what a worker and its starter tell each other: WorkerEvent, LineBuffer, EventPipe.
+
 #include "EventPipe.h"
 #include "ExceptionText.h"
 #include "LineBuffer.h"

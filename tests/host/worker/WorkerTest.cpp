@@ -1,5 +1,5 @@
 // What the command promises of scripts that never end, engines that break down, and itself being ended: nothing hangs,
-// and what was saved by then is kept.
+// and what was saved by then is kept. Proves worker/WorkerProcess, InterruptedSave and WorkerCommand.
 
 #include "CommandFixture.h"
 
