@@ -3,6 +3,8 @@
 #include "ExitCode.h"
 #include "base/Text.h"
 
+#include <shlobj.h>
+
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -12,11 +14,11 @@ namespace {
     throw CCommandError(ExitCode::BadInput, text);
 }
 
-CScript ReadScriptOf(const CAppEntry& entry, const std::filesystem::path& script) {
+CScript ReadScriptOf(const std::wstring& where, const std::filesystem::path& script) {
     try {
         return ReadScriptFile(script.wstring());
     } catch (const CCommandError& error) {
-        Refuse(entry.where + error.GetText());
+        Refuse(where + error.GetText());
     }
 }
 
@@ -30,9 +32,9 @@ std::unique_ptr<CDocumentScript> MakeScript(const CAppEntry& entry, const std::f
     for (const auto& pattern : entry.windowClasses)
         script->AddWindowClass(pattern);
     script->SetStateChanges(entry.stateChanges);
-    static_cast<CScript&>(*script) = ReadScriptOf(entry, directory / entry.saveScript);
+    static_cast<CScript&>(*script) = ReadScriptOf(entry.saveScriptWhere, directory / entry.saveScript);
     if (!entry.restoreScript.empty())
-        script->SetRestoreScript(ReadScriptOf(entry, directory / entry.restoreScript));
+        script->SetRestoreScript(ReadScriptOf(entry.restoreScriptWhere, directory / entry.restoreScript));
     return script;
 }
 } // namespace
@@ -53,14 +55,28 @@ CScript ReadScriptFile(const std::wstring& path) {
     return script;
 }
 
+std::wstring DefaultAppsFile() {
+    wchar_t folder[MAX_PATH];
+    if (FAILED(SHGetFolderPathW(nullptr, CSIDL_COMMON_APPDATA, nullptr, SHGFP_TYPE_CURRENT, folder)))
+        Refuse(L"this machine has no folder for programs' data; name the applications file with --apps.");
+    return std::wstring(folder) + L"\\Quorline\\applications.json";
+}
+
+std::wstring AppsFileOf(const std::wstring& given) {
+    return given.empty() ? DefaultAppsFile() : given;
+}
+
+std::string ReadAppsBytes(const std::wstring& path) {
+    std::ifstream stream(std::filesystem::path(path), std::ios::binary);
+    if (!stream)
+        Refuse(L"the applications file '" + path + L"' cannot be opened; name yours with --apps.");
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
 ProtectedApps ReadAppsFile(const std::wstring& path) {
     const std::filesystem::path file(path);
-    std::ifstream stream(file, std::ios::binary);
-    if (!stream)
-        Refuse(L"the applications file '" + path + L"' cannot be opened.");
-    const std::string text(std::istreambuf_iterator<char>(stream), {});
     ProtectedApps result;
-    for (const CAppEntry& entry : ParseAppsText(text, path))
+    for (const CAppEntry& entry : ParseAppsText(ReadAppsBytes(path), path))
         result.push_back(MakeScript(entry, file.parent_path()));
     return result;
 }

@@ -10,18 +10,26 @@
 
 /// One application's entry; what may be left out is empty then.
 struct CAppEntry {
-    std::wstring where; ///< the words with which a complaint about the entry begins
     std::wstring friendlyName;
     std::vector<std::wstring> executables;
     std::vector<std::wstring> windowTitles;
     std::vector<std::wstring> windowClasses;
     unsigned long stateChanges = 0; ///< a mask of _STATE_CHANGE_TYPE
     std::wstring saveScript;
+    std::wstring saveScriptWhere; ///< the words with which a complaint about the script begins
     std::wstring restoreScript;
+    std::wstring restoreScriptWhere;
 };
 
-/// Reads the file's text, as AppsFile.h describes it. Throws CCommandError that says what is wrong and where; `path` is
-/// the file's, for the message.
+struct CAppsText {
+    std::vector<CAppEntry> entries;     ///< those without a mistake
+    std::vector<std::wstring> mistakes; ///< each with the file, the line and the key, in the file's order
+};
+
+/// Reads the file's text, as AppsFile.h describes it; `path` is the file's, for the messages.
+CAppsText ExamineAppsText(std::string_view text, const std::wstring& path);
+
+/// The same, for who can do with no mistake at all: throws CCommandError with the first.
 std::vector<CAppEntry> ParseAppsText(std::string_view text, const std::wstring& path);
 
 /// The state of a name such as "hibernate" or "HibernateResume"; case and hyphens do not count.

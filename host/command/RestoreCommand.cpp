@@ -1,3 +1,4 @@
+#include "AppsOption.h"
 #include "Commands.h"
 #include "Console.h"
 #include "JsonText.h"
@@ -173,8 +174,6 @@ void PrintData(const std::vector<CStoreEntry>& stores, const CRestoreSelection& 
 ExitCode RunRestore(const CRestoreRequest& request, const CWorkerLimits& limits) {
     if (!request.all && !request.latest && request.target.empty())
         throw CCommandError(ExitCode::BadInput, L"name a store or a document, or give --all or --latest.");
-    if (request.appsFile.empty() && request.script.empty())
-        throw CCommandError(ExitCode::BadInput, L"name the applications file with --apps, or a script with --with.");
     const CRestoreScripts scripts(request.appsFile,
                                   request.script); // what is wrong with them is told before anything is done
 
@@ -194,7 +193,7 @@ void AddRestore(CCommandLine& line) {
     CLI::App& command =
         line.Add({"restore",
                   "Run the restore scripts of saved documents",
-                  {"restore --all --apps apps.json", "restore Letter --with restore.js"},
+                  {"restore --all", "restore Letter --with restore.js"},
                   {ExitCode::Done, ExitCode::Failed, ExitCode::NotRegistered},
                   R"({"documents": [{"store", "savedCopy", "outcome": "restored", "failed", "missing" or "older",)"
                   R"( "trouble"}], "unreadable": [{"store", "problem"}]})"},
@@ -206,7 +205,7 @@ void AddRestore(CCommandLine& line) {
     command.add_flag("--latest", request->latest, "Of each document nothing but its newest copy");
     AddText(command, "target", request->target, "A store, or one document (again, if it was restored before)")
         ->excludes(all);
-    AddText(command, "--apps", request->appsFile, "JSON file that lists the protected applications");
+    AddAppsOption(command, request->appsFile);
     AddText(command, "--with", request->script, "Run this restore script for each document, whatever its record says");
     AddLimits(command, *limits);
 }

@@ -10,7 +10,7 @@
 struct CRestoreRequest {
     bool all = false;
     std::wstring target;
-    std::wstring appsFile; ///< may be empty when there is a script
+    std::wstring appsFile; ///< empty for the machine's own, or none when there is a script
     std::wstring script;   ///< a file to run for each document, whatever its record says; or empty
     bool latest = false;   ///< of each document nothing but its newest copy; of all when there is no target
     bool json = false;     ///< what became of it is printed as data

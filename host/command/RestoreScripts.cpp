@@ -5,8 +5,8 @@
 #include "base/UpperCase.h"
 
 CRestoreScripts::CRestoreScripts(const std::wstring& appsFile, const std::wstring& script) {
-    if (!appsFile.empty())
-        m_apps = ReadAppsFile(appsFile);
+    if (script.empty() || !appsFile.empty())
+        m_apps = ReadAppsFile(AppsFileOf(appsFile));
     if (script.empty())
         return;
     m_override = std::make_unique<CDocumentScript>();

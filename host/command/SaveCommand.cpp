@@ -1,3 +1,4 @@
+#include "AppsOption.h"
 #include "Commands.h"
 #include "Console.h"
 #include "HostLog.h"
@@ -68,7 +69,7 @@ void AddSave(CCommandLine& line) {
     CLI::App& command =
         line.Add({"save",
                   "Run the save scripts of the running protected applications",
-                  {"save --state hibernate --apps apps.json"},
+                  {"save --state hibernate", "save --state shutdown --apps apps.json"},
                   {ExitCode::Done, ExitCode::Failed, ExitCode::Vetoed, ExitCode::NotRegistered, ExitCode::Unwritten},
                   R"({"state", "store", "documents": [{"path", "written"}], "troubles": [], "vetoed"})"},
                  [=](const CCommonOptions& options) {
@@ -77,6 +78,6 @@ void AddSave(CCommandLine& line) {
                  });
     AddText(command, "--state", request->state, "The state the machine is about to enter, such as hibernate")
         ->required();
-    AddText(command, "--apps", request->appsFile, "JSON file that lists the protected applications")->required();
+    AddAppsOption(command, request->appsFile);
     AddLimits(command, *limits);
 }

@@ -8,7 +8,7 @@
 /// What a save is for.
 struct CSaveRequest {
     std::wstring state;      ///< that the machine is about to enter, by its name
-    std::wstring appsFile;   ///< the protected applications
+    std::wstring appsFile;   ///< the protected applications; empty for the machine's own
     bool checkpoint = false; ///< told to the scripts, as Session.IsCheckpoint
     bool json = false;       ///< what became of it is printed as data
 };

@@ -70,7 +70,7 @@ std::wstring DescribeIdleness(const ProtectedApps& apps, _STATE_CHANGE_TYPE stat
 
 CSaveResult DoSave(const CSaveRequest& request, IWorkerEvents& events) {
     const _STATE_CHANGE_TYPE state = StateChangeFromName(request.state);
-    const ProtectedApps apps = ReadAppsFile(request.appsFile);
+    const ProtectedApps apps = ReadAppsFile(AppsFileOf(request.appsFile));
     const CHostApartment apartment;
     RequireComponents();
     // Read by the session object, which the library makes in this process.

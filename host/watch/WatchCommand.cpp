@@ -1,3 +1,4 @@
+#include "AppsOption.h"
 #include "Commands.h"
 #include "Console.h"
 #include "Duration.h"
@@ -7,7 +8,6 @@
 #include "base/UniqueHandle.h"
 
 #include <objbase.h>
-#include <shlobj.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -40,12 +40,6 @@ private:
     const HRESULT m_result;
 };
 
-std::wstring DefaultAppsFile() {
-    wchar_t folder[MAX_PATH] = L"";
-    SHGetFolderPathW(nullptr, CSIDL_COMMON_APPDATA, nullptr, 0, folder);
-    return std::wstring(folder) + L"\\Quorline\\applications.json";
-}
-
 RestoreMode RestoreModeFrom(const std::string& name) {
     if (name == "always")
         return RestoreMode::Always;
@@ -65,8 +59,7 @@ CCheckpointRules RulesFrom(const std::vector<std::wstring>& texts) {
 
 CWatchOptions OptionsFrom(const CWatchRequest& request) {
     CWatchOptions options;
-    const std::wstring apps = request.appsFile.empty() ? DefaultAppsFile() : request.appsFile;
-    options.appsFile = std::filesystem::absolute(apps).wstring();
+    options.appsFile = std::filesystem::absolute(AppsFileOf(request.appsFile)).wstring();
     options.restore = RestoreModeFrom(request.restore);
     options.keep = RulesFrom(request.keep);
     if (!request.checkpoint.empty())
@@ -127,8 +120,7 @@ void AddWatch(CCommandLine& line) {
                                   {"watch", "watch --checkpoint 15m --keep 5 2d", "watch --stop"},
                                   {ExitCode::Done, ExitCode::Failed}},
                                  [=](const CCommonOptions&) { return RunWatch(*request); });
-    AddText(command, "--apps", request->appsFile,
-            "JSON file that lists the protected applications (%ProgramData%\\Quorline\\applications.json)");
+    AddAppsOption(command, request->appsFile);
     command.add_option("--restore", request->restore, "What to do with documents that were not recovered")
         ->check(CLI::IsMember({"ask", "always", "never"}))
         ->capture_default_str();

@@ -8,8 +8,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <set>
 
 namespace {
 using testing::HasSubstr;
@@ -85,7 +89,7 @@ TEST_F(AppsFileTest, EachMistakeIsNamed) {
         {"{", "is not valid JSON"},
         {"[]", "has no list 'applications'"},
         {R"({"applications":{}})", "has no list 'applications'"},
-        {R"({"applications":[7]})", "application 1: not an object"},
+        {R"({"applications":[7]})", "line 1, applications/0: not an object"},
         {Replaced(Good, "windowTitles", "windowTitle"), "unknown key 'windowTitle'"},
         {Replaced(Good, R"("friendlyName":"Letters")", R"("friendlyName":"")"), "'friendlyName' must be a text"},
         {Replaced(Good, R"("friendlyName":"Letters",)", ""), "'friendlyName' must be a text"},
@@ -101,6 +105,83 @@ TEST_F(AppsFileTest, EachMistakeIsNamed) {
     };
     for (const auto& c : cases)
         EXPECT_THAT(Refusal(c.json), HasSubstr(c.text)) << c.json;
+}
+
+TEST_F(AppsFileTest, APatternThatCanNeverMatchIsAMistake) {
+    const struct {
+        std::string pattern;
+        const char* text;
+    } cases[] = {
+        {"C:\\\\letters\\\\letter.exe", "executables are known by their file name without a folder"},
+        {"letters/letter.exe", "executables are known by their file name without a folder"},
+        {"letter", "an executable's name has its extension; write 'letter.exe' or 'letter.*'"},
+        {"", "an empty pattern matches nothing"},
+    };
+    for (const auto& [pattern, text] : cases)
+        EXPECT_THAT(Refusal(Replaced(Good, "letter*.exe", pattern)), HasSubstr(text)) << pattern;
+    EXPECT_THAT(Refusal(Replaced(Good, "*Letter*", std::string(512, 'x'))), HasSubstr("no more than 511 characters"));
+    for (const char* possible : {"letter.exe", "letter*", "*", "letter.*"})
+        EXPECT_EQ(Refusal(Replaced(Good, "letter*.exe", possible)), "accepted") << possible;
+    EXPECT_EQ(Refusal(Replaced(Good, "*Letter*", std::string(511, 'x') + "*")), "accepted");
+}
+
+TEST_F(AppsFileTest, WhatIsThereTwiceIsAMistake) {
+    const std::string entry = Good.substr(Good.find('[') + 1, Good.rfind(']') - Good.find('[') - 1);
+    const auto two = [&](const std::string& second) { return R"({"applications":[)" + entry + ",\n" + second + "]}"; };
+    EXPECT_THAT(Refusal(two(entry)), HasSubstr("line 4, applications/1/friendlyName: 'Letters' is there already"));
+    EXPECT_EQ(Refusal(two(Replaced(entry, R"(["standby","hibernate"])", R"(["shutdown"])"))), "accepted");
+    EXPECT_THAT(Refusal(Replaced(Good, R"("hibernate")", R"("Standby")")), HasSubstr("'Standby' is there twice"));
+    EXPECT_THAT(Refusal(Replaced(Good, R"("letter*.exe")", R"("a.exe","a.exe")")),
+                HasSubstr("executables/1: the pattern 'a.exe' is there twice"));
+    EXPECT_THAT(Refusal(Replaced(Good, R"("saveScript")",
+                                 R"("saveScript":"x.vbs",)"
+                                 "\n"
+                                 R"("saveScript")")),
+                HasSubstr("line 4, applications/0/saveScript: the key is there twice"));
+    EXPECT_THAT(Refusal(Replaced(Good, R"({"applications")", R"({"apps":1,"applications")")),
+                HasSubstr("unknown key 'apps'"));
+}
+
+TEST_F(AppsFileTest, AllMistakesAreFoundInTheirOrder) {
+    const CAppsText text =
+        ExamineAppsText("{\"applications\":[{\"friendlyName\":7,\n\"executables\":[\"a\"],\n\"stateChanges\":[\"nap\"],"
+                        "\"saveScript\":\"s.vbs\"}]}",
+                        L"x.json");
+    EXPECT_TRUE(text.entries.empty());
+    ASSERT_EQ(text.mistakes.size(), 3u);
+    EXPECT_EQ(text.mistakes[0], L"'x.json', line 1, applications/0/friendlyName: 'friendlyName' must be a text.");
+    EXPECT_TRUE(text.mistakes[1].starts_with(L"'x.json', line 2, applications/0/executables/0: 'a' can never match"));
+    EXPECT_TRUE(text.mistakes[2].starts_with(L"'x.json', line 3, applications/0/stateChanges/0: unknown state 'nap'"));
+}
+
+TEST_F(AppsFileTest, TheSchemaKnowsTheSameKeysAndStates) {
+    std::ifstream file(QUORLINE_DOCS "/applications.schema.json");
+    const auto schema = nlohmann::json::parse(file);
+    const auto& application = schema["$defs"]["application"];
+    const auto whole = nlohmann::json::parse(Good);
+    // What the reader takes has all the schema's keys, and no other is taken.
+    std::set<std::string> keys;
+    for (const auto& item : application["properties"].items())
+        keys.insert(item.key());
+    std::set<std::string> used;
+    for (const auto& item : whole["applications"][0].items())
+        used.insert(item.key());
+    EXPECT_EQ(keys, used);
+    for (const auto& key : keys) {
+        auto without = whole;
+        without["applications"][0].erase(key);
+        const auto& required = application["required"];
+        const bool needed = std::find(required.begin(), required.end(), key) != required.end();
+        EXPECT_EQ(Refusal(without.dump()) != "accepted", needed) << key;
+    }
+    const auto& states = application["properties"]["stateChanges"]["items"]["enum"];
+    EXPECT_EQ(states.size(), 7u);
+    for (const auto& state : states)
+        EXPECT_NO_THROW(StateChangeFromName(FromUtf8(state.get<std::string>()))) << state;
+}
+
+TEST_F(AppsFileTest, WithNoFileNamedTheMachinesOwnIsMeant) {
+    EXPECT_TRUE(DefaultAppsFile().ends_with(L"\\Quorline\\applications.json"));
 }
 
 TEST_F(AppsFileTest, AMissingFileIsNamed) {

@@ -30,7 +30,7 @@ TEST_F(CommandTest, BadInputGetsOneLineAndItsOwnExitCode) {
         {L"", "no command is named"},
         {L"sleep", "there is no command 'sleep'"},
         {L"save --apps x", "--state"},
-        {L"save --state hibernate", "--apps"},
+        {L"save --state hibernate", "\\Quorline\\applications.json' cannot be opened; name yours with --apps"},
         {L"save --state hibernate --apps " + Quoted(L"none.json"), "cannot be opened"},
         {L"save --state hibernate --apps " + Quoted(L"broken.json"), "is not valid JSON"},
         {L"save --state hibernate --apps " + Quoted(L"scriptless.json"), "none.vbs' cannot be read"},
