@@ -9,6 +9,8 @@ void AddSave(CCommandLine& line);
 void AddRestore(CCommandLine& line);
 void AddTry(CCommandLine& line);
 void AddHistory(CCommandLine& line);
+void AddCheck(CCommandLine& line);
+void AddApps(CCommandLine& line);
 void AddWatch(CCommandLine& line);
 
 /// What the program starts itself as; nobody types it, and no help names it.
