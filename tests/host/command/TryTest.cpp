@@ -99,9 +99,9 @@ TEST_F(TryTest, AnAlteredScriptIsRefusedWithItsReason) {
 
 TEST_F(TryTest, AScriptThatNeverEndsIsEndedAndItsStoreGoes) {
     PutSigned(L"endless.vbs", std::string(SaveLetter) + "Do\nLoop\n");
-    const CProgramResult result = Try(L"endless.vbs", L"--script-timeout 2");
+    const CProgramResult result = Try(L"endless.vbs", L"--script-timeout 10");
     EXPECT_EQ(result.exitCode, 1u) << result.out << result.err;
-    EXPECT_THAT(result.out, HasSubstr("did not come to its end: it was ended after 2."));
+    EXPECT_THAT(result.out, HasSubstr("did not come to its end: it was ended after 10."));
     EXPECT_THAT(result.out, HasSubstr("written    "));
     EXPECT_THAT(Stored(L".txt"), IsEmpty());
 }

@@ -47,11 +47,11 @@ protected:
 
 TEST_F(RestoreWorkerTest, AScriptThatNeverEndsIsEndedAndTheOtherDocumentsGoOn) {
     const CStoreEntry store = MakeThree();
-    const CProgramResult result = RunProgram(RestoreCommand(L"--all --script-timeout 2"));
+    const CProgramResult result = RunProgram(RestoreCommand(L"--all --script-timeout 10"));
     EXPECT_EQ(result.exitCode, 1u) << result.out << result.err;
     EXPECT_THAT(result.out,
                 HasSubstr("restoring  2 of 3: " + ToUtf8(store.directory) +
-                          "\\b.txt\r\nfailed     'stuck.js' did not come to its end: it was ended after 2."));
+                          "\\b.txt\r\nfailed     'stuck.js' did not come to its end: it was ended after 10."));
     EXPECT_THAT(result.out, HasSubstr("restoring  3 of 3: " + ToUtf8(store.directory) + "\\c.txt\r\n"));
     EXPECT_THAT(result.out, HasSubstr("done       2 of 3 documents restored\r\nnot restored  " +
                                       ToUtf8(store.directory) + "\\b.txt"));
@@ -64,7 +64,7 @@ TEST_F(RestoreWorkerTest, AScriptThatNeverEndsIsEndedAndTheOtherDocumentsGoOn) {
 
 TEST_F(RestoreWorkerTest, ADocumentThatIsNamedIsTriedOnceThoughItsScriptNeverEnds) {
     MakeStore(m_documents, L"store", {{L"b.txt", true}});
-    const CProgramResult result = RunProgram(RestoreCommand(L"b.txt --script-timeout 1"));
+    const CProgramResult result = RunProgram(RestoreCommand(L"b.txt --script-timeout 10"));
     EXPECT_EQ(result.exitCode, 1u) << result.out << result.err;
     EXPECT_THAT(result.out, HasSubstr("done       0 of 1 documents restored"));
 }
@@ -88,7 +88,7 @@ TEST_F(RestoreWorkerTest, ABreakdownInTheWorkerIsTheDocumentsAloneAndTheOthersGo
 
 TEST_F(RestoreWorkerTest, WhenTheTimeForAllIsOverWhatIsLeftKeepsItsPlaceOnOffer) {
     const CStoreEntry store = MakeThree();
-    const CProgramResult result = RunProgram(RestoreCommand(L"--all --timeout 2"));
+    const CProgramResult result = RunProgram(RestoreCommand(L"--all --timeout 15"));
     EXPECT_EQ(result.exitCode, 1u) << result.out << result.err;
     EXPECT_THAT(result.out, HasSubstr("when the time for all was over"));
     EXPECT_THAT(result.out, HasSubstr("done       1 of 3 documents restored"));
@@ -127,7 +127,7 @@ TEST_F(RestoreWorkerTest, AsDataEachDocumentHasItsOutcome) {
     std::filesystem::remove(store.directory + L"\\a.txt");
     std::filesystem::create_directories(m_documents.Base() / L"broken");
     std::ofstream(m_documents.Base() / L"broken" / L"info.xml") << "<Nothing";
-    const CProgramResult result = RunProgram(RestoreCommand(L"--all --script-timeout 1 --json"));
+    const CProgramResult result = RunProgram(RestoreCommand(L"--all --script-timeout 10 --json"));
     EXPECT_EQ(result.exitCode, 1u) << result.err;
     const json data = json::parse(result.out);
     ASSERT_EQ(data["documents"].size(), 3u) << data;

@@ -86,10 +86,10 @@ protected:
 
 TEST_F(WorkerTest, AnEndlessScriptIsEndedAtItsLimitAndVetoesByNameAndItsDocumentsStay) {
     PutAppSavedBy(SaveTwo + Hang(Path(L"hanging")));
-    const CProgramResult result = RunProgram(SaveCommand(L"--script-timeout 2"));
+    const CProgramResult result = RunProgram(SaveCommand(L"--script-timeout 10"));
     EXPECT_EQ(result.exitCode, 3u) << result.out << result.err;
     EXPECT_TRUE(std::filesystem::exists(Path(L"hanging")));
-    EXPECT_THAT(result.out, HasSubstr("failed     " + Run() + " did not come to its end: it was ended after 2."));
+    EXPECT_THAT(result.out, HasSubstr("failed     " + Run() + " did not come to its end: it was ended after 10."));
     EXPECT_THAT(result.out, HasSubstr("s, more than one script may take\r\n"));
     EXPECT_THAT(result.out, HasSubstr("saved      "));
     EXPECT_THAT(result.out, HasSubstr("not saved  "));
@@ -100,7 +100,7 @@ TEST_F(WorkerTest, AnEndlessScriptIsEndedAtItsLimitAndVetoesByNameAndItsDocument
 
 TEST_F(WorkerTest, TheRecordOfAShutdownThatIsCutShortHasItsStateChange) {
     PutAppSavedBy(SaveTwo + Hang(Path(L"hanging")));
-    ASSERT_EQ(RunProgram(SaveCommand(L"--script-timeout 2", L"shutdown")).exitCode, 3u);
+    ASSERT_EQ(RunProgram(SaveCommand(L"--script-timeout 10", L"shutdown")).exitCode, 3u);
     const std::string info = ReadBytes(Stored(L"info.xml").at(0).wstring());
     EXPECT_THAT(info, HasSubstr("<StateChange>"));
     EXPECT_THAT(info, HasSubstr("\tShutdown\t"));
@@ -109,17 +109,17 @@ TEST_F(WorkerTest, TheRecordOfAShutdownThatIsCutShortHasItsStateChange) {
 
 TEST_F(WorkerTest, AMessageBoxOfAScriptIsAHangLikeAnyOther) {
     PutAppSavedBy(std::string(SaveTwo) + "CreateObject(\"WScript.Shell\").Popup \"Save the letter?\"\n");
-    const CProgramResult result = RunProgram(SaveCommand(L"--script-timeout 2"));
+    const CProgramResult result = RunProgram(SaveCommand(L"--script-timeout 10"));
     EXPECT_EQ(result.exitCode, 3u) << result.out << result.err;
-    EXPECT_THAT(result.out, HasSubstr("failed     " + Run() + " did not come to its end: it was ended after 2."));
+    EXPECT_THAT(result.out, HasSubstr("failed     " + Run() + " did not come to its end: it was ended after 10."));
     ExpectWholeRecord();
 }
 
 TEST_F(WorkerTest, AScriptThatNeverStopsTalkingIsEndedAtItsLimit) {
     PutAppSavedBy("Do\nTalvinorDocumentStore.LogMessage 2, \"again\"\nLoop\n");
-    const CProgramResult result = RunProgram(SaveCommand(L"--script-timeout 1"));
+    const CProgramResult result = RunProgram(SaveCommand(L"--script-timeout 10"));
     EXPECT_EQ(result.exitCode, 3u) << result.out << result.err;
-    EXPECT_THAT(result.out, HasSubstr("failed     " + Run() + " did not come to its end: it was ended after 1."));
+    EXPECT_THAT(result.out, HasSubstr("failed     " + Run() + " did not come to its end: it was ended after 10."));
 }
 
 TEST_F(WorkerTest, ABreakdownInTheWorkerVetoesWithTheExceptionAndItsDocumentsStay) {
@@ -182,11 +182,11 @@ TEST_F(WorkerTest, AnApplicationThatAScriptHasStartedStaysWhenItsWorkerEnds) {
 TEST_F(WorkerTest, TheTimeForAllEndsASaveThatWaitsForAnother) {
     PutAppSavedBy(SaveTwo);
     const CSaveTurn turn;
-    const CProgramResult result = RunProgram(SaveCommand(L"--timeout 1 --script-timeout 1"));
+    const CProgramResult result = RunProgram(SaveCommand(L"--timeout 10 --script-timeout 8"));
     EXPECT_EQ(result.exitCode, 3u) << result.out << result.err;
     EXPECT_THAT(result.out, HasSubstr("waiting    another save of this user is running\r\n"));
     EXPECT_THAT(result.out, HasSubstr("failed     the save did not come to its end: it was ended after "));
-    EXPECT_THAT(result.out, HasSubstr(", when the time for all was over (1.0 s)\r\n"));
+    EXPECT_THAT(result.out, HasSubstr(", when the time for all was over (10.0 s)\r\n"));
     EXPECT_THAT(result.out, HasSubstr("vetoed     the machine must not enter hibernate"));
     EXPECT_THAT(Stored(L""), IsEmpty());
 }
@@ -194,10 +194,10 @@ TEST_F(WorkerTest, TheTimeForAllEndsASaveThatWaitsForAnother) {
 TEST_F(WorkerTest, WaitingForAnotherSaveIsNoScriptsTime) {
     PutAppSavedBy(SaveTwo);
     auto turn = std::make_unique<CSaveTurn>();
-    CPipedProgram save(SaveCommand(L"--script-timeout 1"));
+    CPipedProgram save(SaveCommand(L"--script-timeout 10"));
     EXPECT_TRUE(save.ReadUntil("waiting    another save of this user is running"));
     // Longer than a script may take.
-    EXPECT_EQ(WaitForSingleObject(save.Process(), 1500), static_cast<DWORD>(WAIT_TIMEOUT));
+    EXPECT_EQ(WaitForSingleObject(save.Process(), 11'000), static_cast<DWORD>(WAIT_TIMEOUT));
     turn.reset();
     EXPECT_TRUE(save.ReadUntil("done       the machine may enter hibernate"));
     EXPECT_EQ(save.Wait(), 5u);
@@ -249,7 +249,7 @@ TEST_F(WorkerTest, WhyNothingRanIsTold) {
 
 TEST_F(WorkerTest, AsDataASaveHasItsDocumentsAndItsTroubles) {
     PutAppSavedBy(SaveTwo + Hang(Path(L"hanging")));
-    const CProgramResult result = RunProgram(SaveCommand(L"--script-timeout 1 --json"));
+    const CProgramResult result = RunProgram(SaveCommand(L"--script-timeout 10 --json"));
     EXPECT_EQ(result.exitCode, 3u) << result.err;
     const json data = json::parse(result.out);
     EXPECT_EQ(data["state"], "hibernate");
