@@ -9,6 +9,7 @@
 
 namespace {
 using nlohmann::json;
+using testing::AllOf;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
@@ -23,6 +24,37 @@ protected:
 
     CAppCopy m_copy{ExePath()};
     CRunningApp m_running{{}, {ExePath()}};
+};
+
+/// A store of certificates of the user's or the machine's that is empty while it lives. Its record is put aside in the
+/// registry, because what is deleted from an open store does not stay deleted everywhere.
+class CEmptiedStore {
+public:
+    CEmptiedStore(HKEY where, const wchar_t* store)
+        : m_where(where), m_path(L"Software\\Microsoft\\SystemCertificates\\" + std::wstring(store)) {
+        Move(m_path + L"\\Certificates", Aside());
+    }
+    ~CEmptiedStore() {
+        Move(Aside(), m_path + L"\\Certificates");
+        RegDeleteTreeW(m_where, Aside().c_str());
+    }
+    CEmptiedStore(const CEmptiedStore&) = delete;
+    CEmptiedStore& operator=(const CEmptiedStore&) = delete;
+
+private:
+    std::wstring Aside() const { return m_path + L"Aside"; }
+
+    void Move(const std::wstring& from, const std::wstring& to) const {
+        HKEY target = nullptr;
+        if (RegCreateKeyW(m_where, to.c_str(), &target) != ERROR_SUCCESS ||
+            RegCopyTreeW(m_where, from.c_str(), target) != ERROR_SUCCESS ||
+            RegDeleteTreeW(m_where, from.c_str()) != ERROR_SUCCESS)
+            ADD_FAILURE() << "the store cannot be moved";
+        RegCloseKey(target);
+    }
+
+    HKEY m_where;
+    std::wstring m_path;
 };
 
 constexpr const char* SaveLetter = R"(path = TalvinorDocumentStore.GetNew("Letter", "", ".txt")
@@ -85,6 +117,45 @@ TEST_F(TryTest, AnUnsignedScriptIsTriedAsASignedCopyAndSaidSo) {
     EXPECT_THAT(result.out,
                 HasSubstr("signed     a copy for this trial, with the certificate 'Quorline Development'\r\n"));
     EXPECT_EQ(ReadBytes(Path(L"unsigned.vbs")), SaveLetter) << "the script itself stays as it is";
+}
+
+TEST_F(TryTest, WithoutATrustedDevelopmentCertificateTheTwoCommandsThatGetThereAreToldAndNothingRuns) {
+    Put(L"unsigned.vbs", SaveLetter);
+    const struct {
+        HKEY where;
+        const wchar_t* store;
+        const char* why;
+    } cases[] = {
+        {HKEY_CURRENT_USER, L"My",
+         "no certificate for code signing with a private key is called 'Quorline Development'"},
+        {HKEY_LOCAL_MACHINE, L"TrustedPublisher", "its publisher is not one of this machine's trusted publishers"}};
+    for (const auto& [where, store, why] : cases) {
+        const CEmptiedStore emptied(where, store);
+        const CProgramResult result = Try(L"unsigned.vbs", L"--keep");
+        EXPECT_EQ(result.exitCode, 1u) << result.out << result.err;
+        EXPECT_THAT(result.out, IsEmpty());
+        EXPECT_THAT(result.err, AllOf(HasSubstr("unsigned.vbs' is not signed, nothing unsigned runs"), HasSubstr(why),
+                                      HasSubstr("; run: quorline cert --new-development --out development.cer, then as "
+                                                "administrator: quorline trust development.cer\r\n")));
+        EXPECT_THAT(Stored(L".txt"), IsEmpty());
+    }
+    EXPECT_EQ(Try(L"unsigned.vbs").exitCode, 5u) << "with the certificate it runs";
+}
+
+TEST_F(TryTest, AVetoOfTheScriptsOwnIsToldAndLeavesTheMachineAlone) {
+    PutSigned(L"veto.js", "TalvinorDocumentStore.VetoTransition();\n");
+    const CProgramResult result = Try(L"veto.js");
+    EXPECT_EQ(result.exitCode, 3u) << result.out << result.err;
+    EXPECT_THAT(result.out, HasSubstr("vetoed     by 'veto.js', process " + Process() + " of QlTried.exe"));
+}
+
+TEST_F(TryTest, ALineThatTheScriptLogsIsReadableWhileItRuns) {
+    PutSigned(L"talking.vbs", "TalvinorDocumentStore.LogMessage 3, \"here\"\nDo\nLoop\n");
+    CPipedProgram trial(
+        QuorlineCommand(L"try " + Quoted(L"talking.vbs") + L" --process " + std::to_wstring(m_running.Id())));
+    EXPECT_TRUE(trial.ReadUntil("message    DEBUG here\r\n"));
+    EXPECT_EQ(WaitForSingleObject(trial.Process(), 0), static_cast<DWORD>(WAIT_TIMEOUT));
+    trial.Kill();
 }
 
 TEST_F(TryTest, AnAlteredScriptIsRefusedWithItsReason) {
