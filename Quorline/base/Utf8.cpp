@@ -2,7 +2,8 @@
 
 #include <windows.h>
 
-#include <algorithm>
+#include <new>
+#include <utility>
 
 namespace {
 constexpr std::size_t LongestPiece = 1 << 20; // the system counts a text's bytes in an int
@@ -12,6 +13,14 @@ std::size_t PieceOf(std::wstring_view text) noexcept {
     if (text.size() <= LongestPiece)
         return text.size();
     return IS_HIGH_SURROGATE(text[LongestPiece - 1]) ? LongestPiece - 1 : LongestPiece;
+}
+
+/// What the system answers for a piece. It takes any text, so only memory can have been short; an empty answer in its
+/// place would be a lost text.
+std::size_t Converted(int length) {
+    if (length <= 0)
+        throw std::bad_alloc();
+    return static_cast<std::size_t>(length);
 }
 } // namespace
 
@@ -23,14 +32,17 @@ std::string ToUtf8(std::wstring_view text) {
         const int length = static_cast<int>(piece.size());
         const int size = WideCharToMultiByte(CP_UTF8, 0, piece.data(), length, nullptr, 0, nullptr, nullptr);
         const std::size_t end = bytes.size();
-        bytes.resize(end + static_cast<std::size_t>(size));
-        WideCharToMultiByte(CP_UTF8, 0, piece.data(), length, bytes.data() + end, size, nullptr, nullptr);
+        bytes.resize(end + Converted(size));
+        Converted(WideCharToMultiByte(CP_UTF8, 0, piece.data(), length, bytes.data() + end, size, nullptr, nullptr));
     }
     return bytes;
 }
 
 std::wstring FromUtf8(std::string_view bytes) {
-    return DecodeUtf8(bytes, BadUtf8::Replace).value_or(std::wstring());
+    std::optional<std::wstring> text = DecodeUtf8(bytes, BadUtf8::Replace);
+    if (!text)
+        throw std::bad_alloc();
+    return *std::move(text);
 }
 
 std::optional<std::wstring> DecodeUtf8(std::string_view bytes, BadUtf8 bad) {
@@ -42,6 +54,7 @@ std::optional<std::wstring> DecodeUtf8(std::string_view bytes, BadUtf8 bad) {
     if (length == 0)
         return std::nullopt;
     std::wstring text(static_cast<std::size_t>(length), L'\0');
-    MultiByteToWideChar(CP_UTF8, flags, bytes.data(), size, text.data(), length);
+    if (MultiByteToWideChar(CP_UTF8, flags, bytes.data(), size, text.data(), length) == 0)
+        return std::nullopt;
     return text;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
-// UTF-8 in both directions, through the system's own conversion.
+// UTF-8 in both directions, through the system's own conversion. Where the system has no memory for it the functions
+// throw std::bad_alloc; they never answer with less than the whole text.
 
 #include <optional>
 #include <string>

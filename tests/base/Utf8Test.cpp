@@ -1,5 +1,6 @@
 // Proves the way to UTF-8 and back: base/Utf8.
 
+#include "ImportHook.h"
 #include "base/Utf8.h"
 
 #include <windows.h>
@@ -70,5 +71,30 @@ TEST(Utf8, BytesThatAreNoUtf8AreReplacedOrRefused) {
         EXPECT_EQ(GetLastError(), DWORD{ERROR_NO_UNICODE_TRANSLATION});
     }
     EXPECT_EQ(DecodeUtf8("caf\xc3\xa9", BadUtf8::Refuse), L"caf\u00e9");
+}
+
+int g_callsBefore = 0; // of either conversion, until one fails
+bool IsDue() {
+    return g_callsBefore-- == 0;
+}
+/// Of plain letters, which take as many bytes.
+int WINAPI ToBytesUntilDue(UINT, DWORD, const wchar_t*, int length, char*, int, const char*, BOOL*) {
+    return IsDue() ? 0 : length;
+}
+int WINAPI ToTextUntilDue(UINT, DWORD, const char*, int size, wchar_t*, int) {
+    return IsDue() ? 0 : size;
+}
+
+TEST(Utf8, WhatTheSystemCannotConvertIsNeverAnEmptyText) {
+    const CImportHook there(GetModuleHandleW(nullptr), "WideCharToMultiByte", &ToBytesUntilDue);
+    const CImportHook back(GetModuleHandleW(nullptr), "MultiByteToWideChar", &ToTextUntilDue);
+    for (const int before : {0, 1}) { // the length is asked for first
+        g_callsBefore = before;
+        EXPECT_THROW(ToUtf8(L"text"), std::bad_alloc);
+        g_callsBefore = before;
+        EXPECT_THROW(FromUtf8("text"), std::bad_alloc);
+        g_callsBefore = before;
+        EXPECT_EQ(DecodeUtf8("text", BadUtf8::Refuse), std::nullopt);
+    }
 }
 } // namespace

@@ -211,6 +211,7 @@ const std::vector<CKnownFailure>& KnownFailures() {
         {"FormatMessageW", Null<ERROR_MR_MID_NOT_FOUND>()},
         {"MultiByteToWideChar", Null<ERROR_NO_UNICODE_TRANSLATION>()},
         {"WideCharToMultiByte", Null<ERROR_NO_UNICODE_TRANSLATION>()},
+        {"GetEnvironmentVariableW", Null<ERROR_ENVVAR_NOT_FOUND>()},
         {"GetLocaleInfoW", Null<ERROR_INVALID_PARAMETER>()},
         {"SetThreadLocale", Null<ERROR_INVALID_PARAMETER>()},
         {"CompareStringOrdinal", Null<ERROR_INVALID_PARAMETER>()},
