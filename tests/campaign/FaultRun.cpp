@@ -312,7 +312,7 @@ std::size_t CFaultRun::BytesOfEngines(const std::wstring& phase) {
 /// A round that took more than it gave back does so each time, if it leaks.
 std::string CFaultRun::Leak(const std::wstring& phase, const std::string& function, unsigned call, const CUse& before) {
     const std::size_t slack = m_engineBytes.at(phase) + 40; // bytes a round
-    constexpr int Repeats = 3;
+    constexpr int Repeats = 6;                              // what grows by chance does so once or twice
     CUse last = before;
     CUse now = Use();
     for (int count = 0; count < Repeats; ++count) {
