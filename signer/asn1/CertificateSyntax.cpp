@@ -3,8 +3,9 @@
 #include "asn1/DerSyntax.h"
 #include "asn1/ExtensionSyntax.h"
 #include "asn1/NameSyntax.h"
-#include "common/CryptHandles.h"
 #include "common/SignerErrors.h"
+
+#include <windows.h>
 
 #include <wincrypt.h>
 

@@ -2,7 +2,8 @@
 
 #include "asn1/DerSyntax.h"
 #include "asn1/NameSyntax.h"
-#include "common/CryptHandles.h"
+
+#include <windows.h>
 
 #include <wincrypt.h>
 
