@@ -6,7 +6,7 @@ PACKAGES := scripts/install-packages.sh
 DEPS := build/deps
 WINE := scripts/wine-run.sh
 
-.PHONY: help build dist test demo lint coverage bench fuzz ubsan soak deps clean
+.PHONY: help build dist test demo lint coverage bench fuzz mutate ubsan soak deps clean
 .DEFAULT_GOAL := build
 
 help: ## list the targets
@@ -78,6 +78,11 @@ FUZZ_SECONDS ?= 60
 fuzz: ## look for inputs that break a parser, FUZZ_SECONDS (60) for each
 	@$(PACKAGES) fuzz
 	@tests/fuzz/run.sh build/fuzz $(FUZZ_SECONDS)
+
+# One after another, hours long; what was tried is not tried again. MUTATE names rooms, files or words of the lists.
+mutate: deps ## put small errors in, one by one, and see which the tests catch
+	@$(PACKAGES) dist
+	@scripts/mutate.py $(MUTATE)
 
 soak: deps ## run the long tests and the fuzzers, 90 minutes on two processors
 	@$(PACKAGES) fuzz

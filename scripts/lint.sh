@@ -49,6 +49,9 @@ step includes scripts/check-includes.py
 step "shell scripts" shell_scripts
 step "static analysis" static_analysis
 
+# Not a failure: whoever changes a line need not know that an entry quotes it.
+scripts/mutate.py --check
+
 if [ ${#failed[@]} -gt 0 ]; then
     printf -v list '%s, ' "${failed[@]}"
     echo "lint: failed: ${list%, }" >&2
