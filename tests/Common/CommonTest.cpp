@@ -46,6 +46,10 @@ RPC_STATUS WINAPI LocalUuidCreate(UUID* guid) {
     guid->Data1 = 7;
     return RPC_S_UUID_LOCAL_ONLY;
 }
+/// A short form that is longer than the path, and does not fit.
+DWORD WINAPI OverlongShortPath(const wchar_t*, wchar_t*, DWORD room) {
+    return room + 5;
+}
 RPC_STATUS WINAPI FailingUuidToString(UUID*, RPC_WSTR*) {
     return RPC_S_OUT_OF_MEMORY;
 }
@@ -82,6 +86,18 @@ TEST(CanonicalPath, SpellingsOfOneFileMeet) {
     EXPECT_EQ(GetCanonicalPath(folder.Path() + L"\\a long file name.text", one), 0u);
     EXPECT_EQ(GetCanonicalPath(folder.Path() + L"\\.\\x\\..\\A LONG FILE NAME.text", other), 0u);
     EXPECT_EQ(_wcsicmp(one.c_str(), other.c_str()), 0);
+    wchar_t shortForm[MAX_PATH] = L"";
+    GetShortPathNameW((folder.Path() + L"\\a long file name.text").c_str(), shortForm, MAX_PATH);
+    EXPECT_EQ(std::wstring(shortForm).find(L"a long"), std::wstring::npos);
+    EXPECT_EQ(GetCanonicalPath(shortForm, other), 0u);
+    EXPECT_EQ(_wcsicmp(one.c_str(), other.c_str()), 0);
+}
+
+TEST(CanonicalPath, AShortFormThatDoesNotFitIsRefused) {
+    std::wstring path = L"as it was";
+    const CImportHook hook(Self(), "GetShortPathNameW", &OverlongShortPath);
+    EXPECT_EQ(GetCanonicalPath(L"C:\\windows", path), static_cast<DWORD>(ERROR_FILENAME_EXCED_RANGE));
+    EXPECT_EQ(path, L"as it was");
 }
 
 TEST(CanonicalPath, TheLongestPathHas259Characters) {
@@ -206,4 +222,16 @@ TEST(UniqueHandle, ClosesOnceAndGivesUpWhatIsDetached) {
     EXPECT_FALSE(third);
     EXPECT_TRUE(CloseHandle(kept));
     EXPECT_FALSE(CUniqueHandle(INVALID_HANDLE_VALUE));
+}
+
+TEST(UniqueHandle, WhatWasHeldIsClosedBeforeAnotherIsPutIn) {
+    CUniqueHandle owner(CreateEventW(nullptr, TRUE, TRUE, nullptr));
+    const HANDLE before = owner.Get();
+    EXPECT_EQ(*owner.Put(), nullptr);
+    EXPECT_EQ(WaitForSingleObject(before, 0), WAIT_FAILED);
+    const HANDLE kept = CreateEventW(nullptr, TRUE, TRUE, nullptr);
+    CUniqueHandle other(kept);
+    other = CUniqueHandle(CreateEventW(nullptr, TRUE, TRUE, nullptr));
+    EXPECT_EQ(WaitForSingleObject(kept, 0), WAIT_FAILED);
+    EXPECT_TRUE(other);
 }

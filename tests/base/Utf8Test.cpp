@@ -14,6 +14,7 @@ TEST(Utf8, TextGoesThereAndBack) {
     EXPECT_EQ(FromUtf8(ToUtf8(text)), text);
     EXPECT_EQ(ToUtf8(L""), "");
     EXPECT_EQ(FromUtf8(""), L"");
+    EXPECT_EQ(DecodeUtf8("", BadUtf8::Refuse), L"");
 }
 
 TEST(Utf8, ACharacterTakesTheFewestBytesThatHoldIt) {

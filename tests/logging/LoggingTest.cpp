@@ -3,6 +3,7 @@
 
 #include "base/LocaleText.h"
 #include "LogLines.h"
+#include "ProcessUse.h"
 #include "logging/Logging.h"
 
 #include "InternalRestoreScriptArgs.h"
@@ -113,6 +114,14 @@ TEST(Logging, ASystemTextHasNoLineBreakAtItsEnd) {
 
 TEST(Logging, ASystemTextKeepsItsOwnInserts) {
     EXPECT_THAT(GetSystemErrorText(ERROR_BAD_EXE_FORMAT), testing::HasSubstr(L"%1"));
+}
+
+TEST(Logging, ASystemTextsMemoryIsGivenBack) {
+    GetSystemErrorText(ERROR_ACCESS_DENIED);
+    const std::size_t before = HeapBytesInUse();
+    for (int i = 0; i < 1000; ++i)
+        GetSystemErrorText(ERROR_ACCESS_DENIED);
+    EXPECT_LT(HeapBytesInUse(), before + 10'000);
 }
 
 TEST(Logging, NarrowTextIsWidenedByTheRuntimesLocale) {
