@@ -15,29 +15,17 @@
 namespace {
 using nlohmann::json;
 
-constexpr std::array<std::pair<std::wstring_view, _STATE_CHANGE_TYPE>, 7> StateNames{{
-    {L"standby", Standby},
-    {L"standbyresume", StandbyResume},
-    {L"hibernate", Hibernate},
-    {L"hibernateresume", HibernateResume},
-    {L"shutdown", Shutdown},
-    {L"shutdownresume", ShutdownResume},
-    {L"forceshutdown", ForceShutdown},
-}};
-
 constexpr std::array<std::string_view, 7> KnownKeys{"friendlyName", "executables", "windowTitles", "windowClasses",
                                                     "stateChanges", "saveScript",  "restoreScript"};
 
 /// Longer than any window's text that a pattern is compared with.
 constexpr std::size_t LongestTitle = 511;
 
-std::optional<_STATE_CHANGE_TYPE> FindState(const std::wstring& name) {
-    std::wstring plain;
-    for (const wchar_t c : name)
-        if (c != L'-')
-            plain += static_cast<wchar_t>(std::towlower(c));
-    for (const auto& [known, type] : StateNames)
-        if (plain == known)
+std::optional<_STATE_CHANGE_TYPE> FindState(std::wstring name) {
+    std::erase(name, L'-');
+    const auto same = [](wchar_t left, wchar_t right) { return std::towlower(left) == std::towlower(right); };
+    for (const auto& [known, type] : StateChangeNames)
+        if (std::ranges::equal(name, std::wstring_view(known), same))
             return type;
     return std::nullopt;
 }
