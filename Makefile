@@ -67,12 +67,11 @@ ubsan: deps ## run every test but the soak tests where what the language leaves 
 	$(call warm_prefix)
 	@ctest --preset ubsan
 
-bench: deps ## build and run the benchmarks
-	$(call build_preset,release)
+bench: deps ## measure the library beside its peers, in ten minutes; the figures go to build/bench
+	@$(PACKAGES) bench
+	$(call build_preset,release,benchmarks)
 	$(call warm_prefix)
-	@programs=$$(find build/release -iname '*bench*.exe' | sort); \
-	[ -n "$$programs" ] || { echo "no benchmark was built" >&2; exit 1; }; \
-	for program in $$programs; do echo "== $$program"; $(WINE) "$$program" || exit 1; done
+	@scripts/bench.py build/release build/bench $(BENCH)
 
 FUZZ_SECONDS ?= 60
 fuzz: ## look for inputs that break a parser, FUZZ_SECONDS (60) for each

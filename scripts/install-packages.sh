@@ -1,6 +1,6 @@
 #!/bin/bash
 # Installs the Debian packages that a job needs and the machine lacks: install-packages.sh JOB...
-# Jobs: build run dist demo lint coverage fuzz. Cheap and silent when everything is there.
+# Jobs: build run dist demo lint coverage bench fuzz. Cheap and silent when everything is there.
 set -euo pipefail
 
 declare -A PACKAGES=(
@@ -16,6 +16,7 @@ declare -A PACKAGES=(
     [demo]="xvfb xauth xdotool imagemagick"
     [lint]="clang-format clang-tidy shellcheck git python3"
     [coverage]="python3"
+    [bench]="python3 libfmt-dev"
     # For the build machine itself, not for Windows.
     [fuzz]="clang libclang-rt-dev g++ cmake ninja-build libexpat1-dev nlohmann-json3-dev libwine-dev"
 )

@@ -1,0 +1,262 @@
+// What a document store costs beside the bare work under it: a reservation, a name, the info file written and read, and
+// the history of many stores. The argument is how many documents or stores there are.
+
+#include "Contest.h"
+
+#include "InternalDocumentStore.h"
+#include "IntlHelper/CultureHelper.h"
+#include "ScriptExecution/DocumentStoreHistory.h"
+#include "ScriptExecution/DocumentStoreInfo.h"
+#include "ScriptExecution/DocumentStoreXMLReader.h"
+
+#include "base/PathHelper.h"
+#include "base/UniqueHandle.h"
+#include "DocumentsFolder.h"
+
+#include <benchmark/benchmark.h>
+#include <expat.h>
+#include <log4cxx/logger.h>
+
+#include <fstream>
+#include <iterator>
+
+namespace {
+std::string ReadAll(const std::wstring& path) {
+    std::ifstream file(std::filesystem::path(path), std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+/// A store on disk with this many documents in it.
+class CFilledStore {
+public:
+    explicit CFilledStore(int64_t documents) {
+        std::wstring directory;
+        store.GetStorageDirectory(directory, true);
+        store.SetCurrentAppInfo(L"winword.exe", L"Office", L"C:\\Program Files\\Office\\winword.exe");
+        for (int64_t i = 0; i < documents; ++i) {
+            const std::wstring name = L"Report " + std::to_wstring(i) + L".doc";
+            auto& record = *store.GetSavedDocumentList()->emplace_back(std::make_unique<CInternalSavedDocument>());
+            record.SetDocName(name);
+            record.SetDocOriginalPath(L"C:\\Work\\" + name);
+            record.SetDocTempPath(JoinPath(directory, name));
+            record.SetAppExeImageName(L"winword.exe");
+            record.SetAppPath(L"C:\\Program Files\\Office\\winword.exe");
+            record.SetSaveScriptName(L"word-save.vbs");
+            record.SetRestoreScriptName(L"word-restore.vbs");
+        }
+        store.WriteInfoFile();
+        store.GetInfoFilePath(infoPath, InfoFileExtension);
+        bytes = ReadAll(infoPath);
+    }
+
+    CDocumentsFolder folder;
+    CInternalDocumentStore store;
+    std::wstring infoPath;
+    std::string bytes;
+};
+
+/// The bytes in one call, on the disk before anything else happens, as the record of a machine about to go down must
+/// be.
+void WriteBare(benchmark::State& state, const std::wstring& path, std::string_view bytes) {
+    const CUniqueHandle file(CreateFileW(path.c_str(), GENERIC_WRITE,
+                                         FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, CREATE_ALWAYS,
+                                         FILE_ATTRIBUTE_NORMAL, nullptr));
+    DWORD written = 0;
+    if (!WriteFile(file.Get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr) ||
+        !FlushFileBuffers(file.Get()))
+        state.SkipWithError("not written");
+}
+
+void WriteAndRename(benchmark::State& state, const CFilledStore& filled) {
+    const std::wstring sibling = filled.infoPath + L".bare";
+    WriteBare(state, sibling, filled.bytes);
+    if (!MoveFileExW(sibling.c_str(), filled.infoPath.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
+        state.SkipWithError("not renamed");
+}
+
+void GetNew(benchmark::State& state) {
+    CFilledStore filled(state.range(0) - 1);
+    auto& list = *filled.store.GetSavedDocumentList();
+    std::wstring path;
+    int n = 0;
+    CContest(state, 1.5)
+        .Run(
+            [&] {
+                const std::wstring name = L"New " + std::to_wstring(++n) + L".doc";
+                if (filled.store.GetNewDocumentPath(name.c_str(), L"C:\\Work\\New.doc", L"", path) != S_OK)
+                    state.SkipWithError("no reservation");
+                list.pop_back(); // the store keeps its size
+            },
+            [&] { WriteAndRename(state, filled); });
+}
+
+bool ProbeBare(const std::wstring& path) {
+    CUniqueHandle file(
+        CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, CREATE_NEW, 0, nullptr));
+    if (!file)
+        return false;
+    file.Reset();
+    return DeleteFileW(path.c_str()) != FALSE;
+}
+
+/// The reservation as a whole, less the record of it, which the row above has: a store that cannot write its info file
+/// reserves all the same.
+class CSameName {
+public:
+    explicit CSameName(int64_t before) {
+        std::wstring path;
+        m_store.GetStorageDirectory(m_directory, true);
+        CreateDirectoryW(JoinPath(m_directory, InfoFile).c_str(), nullptr);
+        for (int64_t i = 0; i < before; ++i) {
+            m_store.GetNewDocumentPath(L"Report.doc", L"", L"", path);
+            std::ofstream(std::filesystem::path(path)) << "saved";
+            m_names.push_back(path);
+        }
+        m_store.GetSavedDocumentList()->clear();
+    }
+
+    CDocumentsFolder m_folder;
+    CInternalDocumentStore m_store;
+    std::wstring m_directory;
+    std::vector<std::wstring> m_names;
+};
+} // namespace
+
+/// The part of a reservation that finds the name.
+struct CInternalDocumentStorePeer {
+    static bool FindName(CInternalDocumentStore& store, std::wstring name, const std::wstring& directory) {
+        DWORD error = 0;
+        return CInternalDocumentStore::EnsureFilenameUnique(name, L".doc", directory, store.m_reservedPaths, error);
+    }
+};
+
+namespace {
+void SameName(benchmark::State& state) {
+    auto& same = FixtureOf<CSameName>(state.range(0) - 1);
+    const std::wstring next = JoinPath(same.m_directory, L"Report(" + std::to_wstring(state.range(0)) + L").doc");
+    CContest(state, 1.0)
+        .Run(
+            [&] {
+                if (!CInternalDocumentStorePeer::FindName(same.m_store, L"Report", same.m_directory))
+                    state.SkipWithError("no name");
+            },
+            [&] {
+                for (const std::wstring& name : same.m_names)
+                    if (ProbeBare(name))
+                        state.SkipWithError("a saved copy is gone");
+                if (!ProbeBare(next))
+                    state.SkipWithError("the name is taken");
+            });
+}
+
+void WriteInfo(benchmark::State& state) {
+    CFilledStore filled(state.range(0));
+    CContest(state, 2.0)
+        .Run(
+            [&] {
+                if (filled.store.WriteInfoFile() != S_OK)
+                    state.SkipWithError("not written");
+            },
+            [&] { WriteBare(state, filled.infoPath + L".bare", filled.bytes); });
+}
+
+void XMLCALL IgnoreStart(void*, const XML_Char*, const XML_Char**) {}
+void XMLCALL IgnoreEnd(void*, const XML_Char*) {}
+void XMLCALL IgnoreText(void*, const XML_Char*, int) {}
+
+void ParseBare(benchmark::State& state, const std::wstring& path) {
+    const CUniqueStream file(_wfopen(path.c_str(), L"rb"));
+    const XML_Parser parser = XML_ParserCreate(nullptr);
+    XML_SetElementHandler(parser, &IgnoreStart, &IgnoreEnd);
+    XML_SetCharacterDataHandler(parser, &IgnoreText);
+    char block[1024];
+    for (bool last = false; file && !last;) {
+        const std::size_t size = fread(block, 1, sizeof block, file.get());
+        last = feof(file.get()) != 0;
+        if (XML_Parse(parser, block, static_cast<int>(size), last) != XML_STATUS_OK)
+            state.SkipWithError("not parsed");
+    }
+    XML_ParserFree(parser);
+}
+
+void ReadInfo(benchmark::State& state) {
+    const CFilledStore filled(state.range(0));
+    CContest(state, 1.5)
+        .Run(
+            [&] {
+                CDocumentStoreInfo info;
+                CDocumentStoreXMLReader(filled.infoPath).ReadDocumentStore(info);
+                if (info.GetInternalDocumentStore()->GetSavedDocumentList()->size() !=
+                    static_cast<std::size_t>(state.range(0)))
+                    state.SkipWithError("not all was read");
+            },
+            [&] { ParseBare(state, filled.infoPath); });
+}
+
+/// So many stores with three documents each.
+class CManyStores {
+public:
+    explicit CManyStores(int64_t stores) : filled(3) {
+        for (int64_t i = 1; i < stores; ++i) {
+            const auto directory = filled.folder.Base() / (L"2024-01-01_00.00." + std::to_wstring(i));
+            std::filesystem::create_directories(directory);
+            std::ofstream(directory / InfoFile, std::ios::binary) << filled.bytes;
+        }
+    }
+
+    CFilledStore filled;
+};
+
+void History(benchmark::State& state) {
+    const CManyStores& stores = FixtureOf<CManyStores>(state.range(0));
+    CContest(state, 1.3)
+        .Run(
+            [&] {
+                CDocumentStoreHistory::GetInstance().Refresh();
+                if (CDocumentStoreHistory::GetInstance().GetSavedDocumentInfos().size() !=
+                    static_cast<std::size_t>(state.range(0)))
+                    state.SkipWithError("not all stores were found");
+            },
+            [&] {
+                WIN32_FIND_DATAW entry{};
+                const std::wstring base = stores.filled.folder.Base().wstring();
+                const CUniqueFindHandle search(FindFirstFileW((base + L"\\*").c_str(), &entry));
+                do {
+                    if (entry.cFileName[0] != L'.')
+                        ParseBare(state, base + L"\\" + entry.cFileName + L"\\info.xml");
+                } while (FindNextFileW(search.Get(), &entry));
+            });
+}
+
+constexpr const char* getNew = "one GetNew in a store of|the same bytes written, and one rename";
+BENCHMARK(GetNew)->Name(getNew)->Iterations(20)->Arg(1)->Arg(10)->Arg(100)->Arg(1000);
+BENCHMARK(GetNew)->Name(getNew)->Iterations(8)->Arg(10000);
+BENCHMARK(SameName)
+    ->Name("find the name for the same document, time|one CreateFileW probe for each name")
+    ->Iterations(20)
+    ->Arg(1)
+    ->Arg(100)
+    ->Arg(1000);
+BENCHMARK(WriteInfo)
+    ->Name("write an info file, documents|the same bytes with one write call")
+    ->Iterations(20)
+    ->Arg(100)
+    ->Arg(1000);
+BENCHMARK(ReadInfo)
+    ->Name("read an info file, documents|expat with empty handlers")
+    ->Iterations(20)
+    ->Arg(100)
+    ->Arg(1000);
+BENCHMARK(History)
+    ->Name("history over stores|search, open, read, parse with empty handlers")
+    ->Iterations(2)
+    ->Arg(200)
+    ->Arg(2000);
+} // namespace
+
+int main(int argc, char** argv) {
+    CCultureHelper::InitInstance(nullptr, nullptr);
+    log4cxx::Logger::getRootLogger()->setLevel(log4cxx::Level::getOff());
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+}
