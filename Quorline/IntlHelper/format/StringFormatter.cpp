@@ -1,12 +1,14 @@
 #include "IntlHelper/format/StringFormatter.h"
 
 #include "IntlHelper/format/InsertFormat.h"
+#include "IntlHelper/format/PlainMessage.h"
 #include "base/Exceptions.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <limits>
 #include <stdexcept>
+#include <typeinfo>
 #include <utility>
 
 namespace {
@@ -37,6 +39,13 @@ int NumberOf(const std::wstring& digits) {
 }
 
 constinit CStringFormatter g_formatter;
+
+/// The three steps may be left out where nobody has replaced one.
+std::optional<std::wstring> PrintPlainly(const CStringFormatter& formatter, std::wstring_view format, va_list args) {
+    if (typeid(formatter) != typeid(CStringFormatter))
+        return std::nullopt;
+    return PrintPlainMessage(format, args);
+}
 
 /// Reads a format character by character: plain text, the character behind a backslash, an insert's number, its
 /// specification. What is unfinished at the end is dropped.
@@ -117,6 +126,12 @@ CStringFormatter& GlobalFormatter() {
     return g_formatter;
 }
 
+std::wstring FormatMessageText(std::wstring_view format, va_list args) {
+    if (auto plain = PrintPlainMessage(format, args))
+        return *std::move(plain);
+    return g_formatter.FormatVNoThrow(std::wstring(format), args);
+}
+
 std::wstring CStringFormatter::Format(std::wstring format, ...) {
     va_list args;
     va_start(args, format);
@@ -135,6 +150,8 @@ std::wstring CStringFormatter::FormatNoThrow(std::wstring format, ...) {
 }
 
 std::wstring CStringFormatter::FormatV(std::wstring format, va_list args) {
+    if (auto plain = PrintPlainly(*this, format, args))
+        return *std::move(plain);
     ParseRecord record;
     ParseFormat(std::move(format), record);
     FormatInserts(args, record);
@@ -143,6 +160,8 @@ std::wstring CStringFormatter::FormatV(std::wstring format, va_list args) {
 
 std::wstring CStringFormatter::FormatVNoThrow(std::wstring format, va_list args) {
     try {
+        if (auto plain = PrintPlainly(*this, format, args))
+            return *std::move(plain);
         return FormatV(format, args);
     } catch (...) {
         return format + L"***formatting error***";

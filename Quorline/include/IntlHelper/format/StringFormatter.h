@@ -10,6 +10,7 @@
 #include <list>
 #include <map>
 #include <string>
+#include <string_view>
 
 // kept: no virtual destructor; formatters are static or embedded objects and never deleted through the base.
 class QUORLINE_API CStringFormatter {
@@ -38,3 +39,6 @@ protected:
 
 /// The one formatter that every message of the library goes through.
 CStringFormatter& GlobalFormatter();
+
+/// What its FormatVNoThrow makes, without a copy of the format.
+std::wstring FormatMessageText(std::wstring_view format, va_list args);
