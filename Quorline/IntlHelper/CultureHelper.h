@@ -41,6 +41,7 @@ private:
     static void SetProcessLocale(const CLocaleTag& culture);
     static log4cxx::LoggerPtr SDGetLogger();
     static void Log(log4cxx::LevelPtr level, std::wstring format, ...);
+    static void Log(log4cxx::LevelPtr level, const wchar_t* format, ...);
 
     static CCultureHelper m_instance;
 

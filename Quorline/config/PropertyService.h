@@ -61,6 +61,7 @@ private:
 
     static log4cxx::LoggerPtr SDGetLogger();
     static void Log(log4cxx::LevelPtr level, std::wstring format, ...);
+    static void Log(log4cxx::LevelPtr level, const wchar_t* format, ...);
 
     static const UINT m_storageClipboardFormat;
     static const std::wstring m_unknownName;

@@ -106,6 +106,7 @@ private:
 
     static log4cxx::LoggerPtr SDGetLogger();
     static void Log(log4cxx::LevelPtr level, std::wstring format, ...);
+    static void Log(log4cxx::LevelPtr level, const wchar_t* format, ...);
 
     HRESULT CreateStorageDirectory() const;
     std::wstring GetGuidString() const;

@@ -19,4 +19,5 @@ public:
 private:
     static log4cxx::LoggerPtr SDGetLogger();
     static void Log(log4cxx::LevelPtr level, std::wstring format, ...);
+    static void Log(log4cxx::LevelPtr level, const wchar_t* format, ...);
 };

@@ -21,14 +21,6 @@ template <class Compose> void LogError(const Compose& compose) noexcept {
     }
 }
 
-std::wstring FormatMessageText(const wchar_t* format, va_list args) {
-    return GlobalFormatter().FormatVNoThrow(format, args);
-}
-
-std::wstring FormatMessageText(const char* format, va_list args) {
-    return GlobalFormatter().FormatVNoThrow(WidenText(format), args);
-}
-
 std::wstring FailureText(FailureKind kind, const CCodeLocation& location, unsigned long code,
                          const std::wstring& message) {
     const std::wstring place = WidenText(location.Text());
@@ -64,7 +56,7 @@ void LogFailure(FailureKind kind, const CCodeLocation& location, unsigned long c
 void LogFailure(FailureKind kind, const CCodeLocation& location, unsigned long code, const char* format, ...) noexcept {
     va_list args;
     va_start(args, format);
-    LogError([&] { return FailureText(kind, location, code, FormatMessageText(format, args)); });
+    LogError([&] { return FailureText(kind, location, code, FormatMessageText(WidenText(format), args)); });
     va_end(args);
 }
 } // namespace logging_detail

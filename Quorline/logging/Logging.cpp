@@ -10,6 +10,7 @@
 
 #include <cstdlib>
 #include <cwctype>
+#include <utility>
 
 namespace {
 /// log4cxx resets the thread's last error, which callers still want to read.
@@ -43,6 +44,9 @@ log4cxx::LoggerPtr FindLogger(const wchar_t* name) noexcept {
         return nullptr;
     }
 }
+
+constinit CClassLogger fallbackLogger(L"LogHelp.EventLogger");
+constinit CClassLogger globalLogger(L"TalvinorGlobal");
 
 bool IsEnabled(const log4cxx::LoggerPtr& logger, const log4cxx::LevelPtr& level) noexcept {
     try {
@@ -107,11 +111,39 @@ log4cxx::LoggerPtr GetClassLogger(const wchar_t* name) noexcept {
 }
 
 log4cxx::LoggerPtr GetFallbackLogger() noexcept {
-    return FindLogger(L"LogHelp.EventLogger");
+    return fallbackLogger.Find();
 }
 
 log4cxx::LoggerPtr GetGlobalLogger() noexcept {
-    return GetClassLogger(L"TalvinorGlobal");
+    return globalLogger.Get();
+}
+
+const log4cxx::LoggerPtr& CClassLogger::Get() noexcept {
+    return IsLoggingConfigured() ? Find() : fallbackLogger.Find();
+}
+
+const log4cxx::LoggerPtr& CClassLogger::Find() noexcept {
+    static constinit const log4cxx::LoggerPtr none;
+    if (m_isFound.load(std::memory_order_acquire))
+        return m_logger;
+    // Looked for outside of the lock: log4cxx has locks of its own, and the first to come back is taken.
+    log4cxx::LoggerPtr found = FindLogger(m_name);
+    if (!found)
+        return none; // for this time
+    AcquireSRWLockExclusive(&m_lock);
+    if (!m_isFound.load(std::memory_order_relaxed)) {
+        m_logger = std::move(found);
+        m_isFound.store(true, std::memory_order_release);
+    }
+    ReleaseSRWLockExclusive(&m_lock);
+    return m_logger;
+}
+
+bool WouldLog(const log4cxx::LoggerPtr& logger, const log4cxx::LevelPtr& level) noexcept {
+    if (IsProcessEnding())
+        return false;
+    CheckLogSettings();
+    return IsEnabled(logger, level);
 }
 
 void LogTextToLogger(const log4cxx::LoggerPtr& logger, const log4cxx::LevelPtr& level,
@@ -119,15 +151,22 @@ void LogTextToLogger(const log4cxx::LoggerPtr& logger, const log4cxx::LevelPtr& 
     LogComposed(logger, level, [&]() -> const std::wstring& { return text; });
 }
 
-void LogToLoggerV(const log4cxx::LoggerPtr& logger, const log4cxx::LevelPtr& level, const std::wstring& format,
+void LogToLoggerV(const log4cxx::LoggerPtr& logger, const log4cxx::LevelPtr& level, std::wstring_view format,
                   va_list args) noexcept {
-    LogComposed(logger, level, [&] { return GlobalFormatter().FormatVNoThrow(format, args); });
+    LogComposed(logger, level, [&] { return FormatMessageText(format, args); });
 }
 
 void LogGlobal(log4cxx::LevelPtr level, std::wstring format, ...) noexcept {
     va_list args;
     va_start(args, format);
-    LogToLoggerV(GetGlobalLogger(), level, format, args);
+    LogToLoggerV(globalLogger.Get(), level, format, args);
+    va_end(args);
+}
+
+void LogGlobal(log4cxx::LevelPtr level, const wchar_t* format, ...) noexcept {
+    va_list args;
+    va_start(args, format);
+    LogToLoggerV(globalLogger.Get(), level, format, args);
     va_end(args);
 }
 
@@ -138,7 +177,7 @@ void LogToNamedLogger(const std::wstring& loggerName, log4cxx::LevelPtr level, s
     va_end(args);
 }
 
-void LogToNamedLoggerV(const std::wstring& loggerName, const log4cxx::LevelPtr& level, const std::wstring& format,
+void LogToNamedLoggerV(const std::wstring& loggerName, const log4cxx::LevelPtr& level, std::wstring_view format,
                        va_list args) noexcept {
     LogToLoggerV(FindLogger(loggerName), level, format, args);
 }

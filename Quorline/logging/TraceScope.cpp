@@ -5,8 +5,14 @@
 #include "logging/LostLines.h"
 #include "logging/ProcessEnd.h"
 
+#include <windows.h>
+
 #include <log4cxx/ndc.h>
 
+#include <map>
+#include <mutex>
+#include <shared_mutex>
+#include <string_view>
 #include <utility>
 
 namespace {
@@ -19,6 +25,52 @@ void Pop() noexcept {
     } catch (...) {
         // No memory for a copy of the name, which nobody wants: the context of this thread keeps it.
     }
+}
+
+/// The runtime's shared mutex keeps two handles when the library is freed; the system's own lock has none.
+class CSharedLock {
+public:
+    void lock() noexcept { AcquireSRWLockExclusive(&m_lock); }
+    void unlock() noexcept { ReleaseSRWLockExclusive(&m_lock); }
+    void lock_shared() noexcept { AcquireSRWLockShared(&m_lock); }
+    void unlock_shared() noexcept { ReleaseSRWLockShared(&m_lock); }
+
+private:
+    SRWLOCK m_lock = SRWLOCK_INIT;
+};
+
+/// The loggers of the classes that were traced, which are few; looking for one costs more than a scope that nobody
+/// sees.
+class CTraceLoggers {
+public:
+    /// The empty name is for functions of no class. Throws what log4cxx throws.
+    log4cxx::LoggerPtr Find(std::wstring_view className) {
+        {
+            const std::shared_lock shared(m_lock);
+            if (const auto found = m_loggers.find(className); found != m_loggers.end())
+                return found->second;
+        }
+        const std::wstring name(className);
+        const auto logger = log4cxx::Logger::getLogger(name.empty() ? L"Trace" : L"Trace." + name);
+        const std::lock_guard lock(m_lock);
+        return m_loggers.emplace(name, logger).first->second;
+    }
+
+private:
+    CSharedLock m_lock;
+    std::map<std::wstring, log4cxx::LoggerPtr, std::less<>> m_loggers;
+};
+
+CTraceLoggers& TraceLoggers() {
+    static CTraceLoggers loggers;
+    return loggers;
+}
+
+void LogTo(const log4cxx::LoggerPtr& logger, const wchar_t* format, ...) noexcept {
+    va_list args;
+    va_start(args, format);
+    LogToLoggerV(logger, log4cxx::Level::getDebug(), format, args);
+    va_end(args);
 }
 
 std::wstring CopyOf(const wchar_t* text) noexcept {
@@ -47,13 +99,19 @@ void CTraceScope::Enter() noexcept {
     const DWORD lastError = GetLastError();
     m_active = true;
     try {
-        m_loggerName = L"Trace";
-        if (const auto end = m_functionName.find(L"::"); end != std::wstring::npos)
-            m_loggerName += L"." + m_functionName.substr(0, end);
-        const int depth = log4cxx::NDC::getDepth();
-        if (depth <= DeepestName) {
-            log4cxx::NDC::push(depth < DeepestName ? m_functionName : std::wstring(L"..."));
-            m_pushed = true;
+        const auto end = m_functionName.find(L"::");
+        m_logger =
+            TraceLoggers().Find(std::wstring_view(m_functionName).substr(0, end == std::wstring::npos ? 0 : end));
+        // The other way round would be dearer: log4cxx makes a context anew for whoever asks while there is none.
+        log4cxx::NDC::push(m_functionName);
+        m_pushed = true;
+        if (const int depth = log4cxx::NDC::getDepth(); depth > DeepestName) {
+            Pop();
+            m_pushed = false;
+            if (depth == DeepestName + 1) {
+                log4cxx::NDC::push(std::wstring(L"..."));
+                m_pushed = true;
+            }
         }
     } catch (...) {
         // A function does not fail because it is traced; one that was not pushed is not popped.
@@ -73,12 +131,14 @@ CTraceScope::~CTraceScope() {
 }
 
 void CTraceScope::LogStep(const wchar_t* arrow) const noexcept {
+    if (!WouldLog(m_logger, log4cxx::Level::getDebug()))
+        return;
     try {
         std::wstring format = std::wstring(arrow) + L"[{0:%s}]";
         if (!m_name1.empty())
             format += m_name2.empty() ? L" ({1:%s}={2:%s})" : L" ({1:%s}={2:%s}, {3:%s}={4:%s})";
-        LogToNamedLogger(m_loggerName, log4cxx::Level::getDebug(), format, m_functionName.c_str(), m_name1.c_str(),
-                         m_value1.c_str(), m_name2.c_str(), m_value2.c_str());
+        LogTo(m_logger, format.c_str(), m_functionName.c_str(), m_name1.c_str(), m_value1.c_str(), m_name2.c_str(),
+              m_value2.c_str());
     } catch (...) {
         CountLostLine();
     }

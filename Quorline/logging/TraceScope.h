@@ -8,6 +8,8 @@
 // thread's last error is left as it was. Nothing is thrown: what cannot be logged is lost, and the context stays
 // balanced.
 
+#include <log4cxx/logger.h>
+
 #include <string>
 
 class CTraceScope {
@@ -30,7 +32,7 @@ private:
     std::wstring m_value1;
     std::wstring m_name2;
     std::wstring m_value2;
-    std::wstring m_loggerName;
+    log4cxx::LoggerPtr m_logger; ///< null for one that could not be had
     bool m_pushed = false;
     bool m_active = false;
 };

@@ -39,6 +39,7 @@ private:
 
     static log4cxx::LoggerPtr SDGetLogger();
     static void Log(log4cxx::LevelPtr level, std::wstring format, ...);
+    static void Log(log4cxx::LevelPtr level, const wchar_t* format, ...);
 
     std::list<CWindowInfo> m_windows;
     std::list<CProcessInfo> m_processes;

@@ -35,6 +35,7 @@ private:
 
     static log4cxx::LoggerPtr SDGetLogger();
     static void Log(log4cxx::LevelPtr level, std::wstring format, ...);
+    static void Log(log4cxx::LevelPtr level, const wchar_t* format, ...);
 
     std::mutex m_mapLock; ///< guards the map's structure; the counts belong to their threads
     std::map<unsigned long, long> m_counts;

@@ -52,6 +52,7 @@ private:
 
     static log4cxx::LoggerPtr SDGetLogger();
     static void Log(log4cxx::LevelPtr level, std::wstring format, ...);
+    static void Log(log4cxx::LevelPtr level, const wchar_t* format, ...);
 
     std::mutex m_stationLock; ///< guards what follows, and the process's window station
     int m_switches = 0;

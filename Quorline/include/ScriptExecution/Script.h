@@ -56,4 +56,5 @@ private:
 
     static log4cxx::LoggerPtr SDGetLogger();
     static void Log(log4cxx::LevelPtr level, std::wstring format, ...);
+    static void Log(log4cxx::LevelPtr level, const wchar_t* format, ...);
 };

@@ -73,6 +73,7 @@ private:
 
     static log4cxx::LoggerPtr SDGetLogger();
     static void Log(log4cxx::LevelPtr level, std::wstring format, ...);
+    static void Log(log4cxx::LevelPtr level, const wchar_t* format, ...);
 
     std::wstring m_failingScriptName;
     std::wstring m_errorSource;
