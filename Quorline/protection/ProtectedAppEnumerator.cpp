@@ -37,6 +37,8 @@ QUORLINE_CLASS_LOG(CProtectedAppEnumerator, L"ApplicationProtection.CProtectedAp
 std::set<unsigned long> CProtectedAppEnumerator::GetProtectedApps(IProtectedAppMatcher* matcher) {
     const CTraceScope trace(L"CProtectedAppEnumerator::GetProtectedApps");
     std::set<unsigned long> found;
+    m_knownProcesses.clear();
+    m_knownDrives.clear();
     EnumerateWindows();
     EnumerateProcesses();
     Log(log4cxx::Level::getInfo(),
@@ -157,6 +159,16 @@ void CProtectedAppEnumerator::EnumerateProcesses() {
 }
 
 CProcessInfo CProtectedAppEnumerator::GetProcessInfo(unsigned long pid) {
+    if (const auto known = m_knownProcesses.find(pid); known != m_knownProcesses.end())
+        return known->second;
+    CProcessInfo info = AskProcess(pid);
+    // One that could not be asked is asked again, and reported each time.
+    if (info.m_processId != 0)
+        m_knownProcesses.emplace(pid, info);
+    return info;
+}
+
+CProcessInfo CProtectedAppEnumerator::AskProcess(unsigned long pid) {
     CProcessInfo info;
     if (pid == 0)
         return info;
@@ -172,14 +184,14 @@ CProcessInfo CProtectedAppEnumerator::GetProcessInfo(unsigned long pid) {
         return info;
     buffer.back() = L'\0';
     const std::wstring path = ToUpperCase(buffer.data());
-    info.m_network = IsNetworkPath(m_callerIsUser, path.c_str(), process.Get());
+    info.m_network = IsNetworkPath(path.c_str(), process.Get());
 
     info.m_imageName = path.substr(path.find_last_of(L"\\/:") + 1);
     info.m_processId = pid;
     return info;
 }
 
-bool CProtectedAppEnumerator::IsNetworkPath(int callerIsUser, const wchar_t* path, HANDLE process) {
+bool CProtectedAppEnumerator::IsNetworkPath(const wchar_t* path, HANDLE process) {
     const std::size_t length = path ? wcslen(path) : 0;
     if (length < 2)
         return false;
@@ -187,14 +199,22 @@ bool CProtectedAppEnumerator::IsNetworkPath(int callerIsUser, const wchar_t* pat
         return true;
     if (length >= 3 && path[2] != L'\\')
         return false;
+    // The answer is that of the process's owner, unless everybody is asked about as the calling user.
+    const std::wstring drive(path, 2);
+    if (m_callerIsUser == 0)
+        return IsNetworkDrive(drive, process);
+    const auto known = m_knownDrives.find(drive);
+    return known != m_knownDrives.end() ? known->second
+                                        : m_knownDrives.emplace(drive, IsNetworkDrive(drive, process)).first->second;
+}
 
-    const std::array<wchar_t, 3> drive{path[0], path[1], L'\0'};
+bool CProtectedAppEnumerator::IsNetworkDrive(const std::wstring& drive, HANDLE process) const {
     // Drive mappings belong to the owner's logon session.
     std::optional<CImpersonator> owner;
-    if (callerIsUser == 0)
+    if (m_callerIsUser == 0)
         owner.emplace(process, false);
     // The drive has a remote name exactly when no buffer is too small for it.
     std::array<wchar_t, 1> noBuffer{};
     DWORD noLength = 0;
-    return WNetGetConnectionW(drive.data(), noBuffer.data(), &noLength) == ERROR_MORE_DATA;
+    return WNetGetConnectionW(drive.c_str(), noBuffer.data(), &noLength) == ERROR_MORE_DATA;
 }

@@ -12,6 +12,7 @@
 
 #include <exception>
 #include <list>
+#include <map>
 #include <set>
 #include <string>
 
@@ -32,10 +33,12 @@ private:
     void EnumerateWindows();
     void EnumerateProcesses();
     CProcessInfo GetProcessInfo(unsigned long pid);
+    CProcessInfo AskProcess(unsigned long pid);
     void AddWindow(HWND window);
 
     static BOOL CALLBACK WindowCallback(HWND window, LPARAM enumerator) noexcept;
-    static bool IsNetworkPath(int callerIsUser, const wchar_t* path, HANDLE process);
+    bool IsNetworkPath(const wchar_t* path, HANDLE process);
+    bool IsNetworkDrive(const std::wstring& drive, HANDLE process) const;
 
     static log4cxx::LoggerPtr SDGetLogger();
     static void Log(log4cxx::LevelPtr level, std::wstring format, ...);
@@ -43,6 +46,10 @@ private:
 
     std::list<CWindowInfo> m_windows;
     std::list<CProcessInfo> m_processes;
+    // What the search has been told already, for the length of one: a process that has many windows is asked once, and
+    // so is a drive that many processes were started from.
+    std::map<unsigned long, CProcessInfo> m_knownProcesses;
+    std::map<std::wstring, bool> m_knownDrives;
     int m_callerIsUser;
     std::exception_ptr m_callbackFailure; ///< carried past the system's frames between callback and caller
 };
