@@ -16,13 +16,25 @@
 
 #include <shlobj.h>
 
+#include <utility>
+
 namespace {
 template <class... Args> std::wstring FormatText(const wchar_t* format, Args... args) {
     std::wstring text;
     CCultureHelper::GetInstance().Format(text, format, args...);
     return text;
 }
+
+/// The innermost of the thread's.
+thread_local CInternalDocumentStore::CBaseDirectoryScope* t_baseScope = nullptr;
 } // namespace
+
+CInternalDocumentStore::CBaseDirectoryScope::CBaseDirectoryScope() noexcept
+    : m_outer(std::exchange(t_baseScope, this)) {}
+
+CInternalDocumentStore::CBaseDirectoryScope::~CBaseDirectoryScope() {
+    t_baseScope = m_outer;
+}
 
 CInternalDocumentStore::CInternalDocumentStore() : CInternalDocumentStore(CGuid()) {}
 
@@ -71,6 +83,10 @@ void CInternalDocumentStore::Init() {
 }
 
 void CInternalDocumentStore::GetBaseDirectory(std::wstring& base) {
+    if (t_baseScope && !t_baseScope->m_directory.empty()) {
+        base = t_baseScope->m_directory;
+        return;
+    }
     // kept: the token is opened and reported on but not passed on; the folder is that of the thread's identity. What
     // the process refuses carries the name of the thread's call.
     DWORD error = ERROR_SUCCESS;
@@ -81,6 +97,8 @@ void CInternalDocumentStore::GetBaseDirectory(std::wstring& base) {
     if (FAILED(SHGetFolderPathW(nullptr, CSIDL_PERSONAL | CSIDL_FLAG_CREATE, nullptr, SHGFP_TYPE_CURRENT, documents)))
         LogApiCallFailure(QUORLINE_HERE, GetLastError(), "SHGetFolderPath");
     base = JoinPath(documents, L"Talvinor Saved Documents");
+    if (t_baseScope)
+        t_baseScope->m_directory = base;
 }
 
 HRESULT CInternalDocumentStore::GetStorageDirectory(std::wstring& directory, bool create) const {

@@ -47,6 +47,8 @@ void CDocumentStoreHistory::Refresh() {
     m_lastSaveTime = {};
     m_hasUnrecovered = false;
 
+    // Each store that is read works out a folder of its own, twice.
+    const CInternalDocumentStore::CBaseDirectoryScope inOneFolder;
     std::wstring base;
     CInternalDocumentStore::GetBaseDirectory(base);
     const std::wstring pattern = JoinPath(base, L"*");

@@ -45,6 +45,21 @@ public:
     /// The folder of all stores: "Talvinor Saved Documents" in the documents folder of the thread's user.
     static void GetBaseDirectory(std::wstring& base);
 
+    /// While one of these lives, the calling thread takes the folder of all stores to be where it was the first time
+    /// that it was asked for: for whoever reads many stores at once, since asking costs more than reading one.
+    class QUORLINE_API CBaseDirectoryScope {
+    public:
+        CBaseDirectoryScope() noexcept;
+        ~CBaseDirectoryScope();
+        CBaseDirectoryScope(const CBaseDirectoryScope&) = delete;
+        CBaseDirectoryScope& operator=(const CBaseDirectoryScope&) = delete;
+
+    private:
+        friend class CInternalDocumentStore;
+        CBaseDirectoryScope* m_outer;
+        std::wstring m_directory;
+    };
+
     /// Throws CMorvaneException when not initialised. With create, returns the result of making the directory.
     HRESULT GetStorageDirectory(std::wstring& directory, bool create) const;
 

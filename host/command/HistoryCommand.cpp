@@ -1,6 +1,7 @@
 #include "Commands.h"
 #include "Components.h"
 #include "Console.h"
+#include "InternalDocumentStore.h"
 #include "InternalSavedDocument.h"
 #include "ScriptExecution/InfoFileFields.h"
 #include "JsonText.h"
@@ -25,6 +26,7 @@ std::wstring Text(const CInternalSavedDocument* document, void (CInternalSavedDo
 /// Unrecovered documents and the stores that hold some come first; otherwise the order stays.
 std::vector<CStoreEntry> ReadInOrder() {
     std::vector<CStoreEntry> stores;
+    const CInternalDocumentStore::CBaseDirectoryScope inOneFolder;
     for (const auto& name : ListStores())
         stores.push_back(ReadStore(name));
     std::stable_partition(stores.begin(), stores.end(), [](const CStoreEntry& store) {

@@ -65,6 +65,34 @@ TEST_F(HistoryTest, WithoutABaseDirectoryThereIsNothing) {
     EXPECT_EQ(&CDocumentStoreHistory::GetInstance(), &history);
 }
 
+TEST_F(HistoryTest, AScanAsksForTheDocumentsFolderOnceAndTheNextOneAsksAgain) {
+    static int questions = 0;
+    for (const wchar_t* const name : {L"a", L"b", L"c"})
+        AddStore(name, "<Guid>5d8a1c2e-3b4f-4a6d-9e7f-0a1b2c3d4e5f</Guid>" + Docs({"<Name>x</Name>"}));
+    const CImportHook counting(
+        GetModuleHandleW(nullptr), "SHGetFolderPathW", +[](HWND, int, HANDLE, DWORD, LPWSTR path) -> HRESULT {
+            ++questions;
+            const auto real = reinterpret_cast<HRESULT(WINAPI*)(HWND, int, HANDLE, DWORD, LPWSTR)>(
+                reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"shell32.dll"), "SHGetFolderPathW")));
+            return real(nullptr, 0x8005, nullptr, 0, path); // the user's documents, made if need be
+        });
+    questions = 0;
+    history.Refresh();
+    EXPECT_EQ(1, questions);
+    EXPECT_EQ(3u, Names().size());
+    std::wstring directory;
+    history.GetSavedDocumentInfos().front()->GetInternalDocumentStore()->GetStorageDirectory(directory, false);
+    EXPECT_TRUE(directory.starts_with(folder.Base().wstring() + L"\\"));
+
+    const fs::path elsewhere = folder.Path() / L"elsewhere";
+    fs::create_directories(elsewhere);
+    folder.Point(elsewhere.wstring());
+    history.Refresh();
+    EXPECT_EQ(2, questions);
+    EXPECT_THAT(Names(), IsEmpty());
+    folder.Point(folder.Path().wstring());
+}
+
 TEST_F(HistoryTest, StoresComeInTheOrderOfTheSearch) {
     AddStore(L"c", Docs({"<Name>3</Name>"}));
     AddStore(L"a", Docs({"<Name>1</Name>", "<Name>1b</Name>"}));
