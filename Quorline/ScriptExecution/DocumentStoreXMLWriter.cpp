@@ -17,6 +17,8 @@
 #include <cstdint>
 #include <exception>
 #include <memory>
+#include <utility>
+#include <vector>
 
 namespace {
 using CContext = CDocumentStoreXMLWriter::CContext;
@@ -56,27 +58,6 @@ void WriteStateChange(int& depth, const CStateChangeInstance& stateChange, std::
     WriteElement(depth, StateChangeGuid, CGuid(stateChange.GetId()).ToString(), file);
 }
 
-void WriteDocument(int& depth, const CInternalSavedDocument& document, std::wstring& file) {
-    CContext section(depth, InfoFileName(Doc), file);
-    for (const CInfoFileField& field : GetInfoFileFields())
-        WriteElement(depth, field.element, field.get(document), file);
-}
-
-void WriteRoot(const CDocumentStoreInfo& info, std::wstring& file) {
-    file += L"<?xml version=\"1.0\" encoding=\"utf-8\"?>\n";
-    const CInternalDocumentStore& store = *info.GetInternalDocumentStore();
-    int depth = 0;
-    CContext root(depth, InfoFileName(DocStore), file);
-    CGuid guid; // kept: a store without an identifier is written with a fresh one
-    store.GetGuid(guid);
-    WriteElement(depth, StoreGuid, guid.ToString(), file);
-    if (const CStateChangeInstance* stateChange = info.GetStateChangeInstance())
-        WriteStateChange(depth, *stateChange, file);
-    CContext documents(depth, InfoFileName(Docs), file);
-    for (const auto& document : *store.GetSavedDocumentList())
-        WriteDocument(depth, *document, file);
-}
-
 /// UTF-8 with the line ends of a text stream.
 std::string ToFileBytes(const std::wstring& text) {
     std::wstring lines;
@@ -87,6 +68,97 @@ std::string ToFileBytes(const std::wstring& text) {
         lines += c;
     }
     return ToUtf8(lines);
+}
+
+/// What stands before and behind the value or the children of an element, which is the same for all of its kind.
+struct CFrame {
+    std::string before;
+    std::string behind;
+};
+
+CFrame FrameOf(int& depth, InfoFileElement element, bool holdsText) {
+    CFrame frame;
+    std::wstring text;
+    {
+        CContext context(depth, InfoFileName(element), text);
+        if (holdsText)
+            context.WriteValue({});
+        frame.before = ToFileBytes(std::exchange(text, {}));
+    }
+    frame.behind = ToFileBytes(text);
+    return frame;
+}
+
+/// Whether a value reaches the file as it is, a byte for each character.
+bool IsPlain(const std::wstring& value) {
+    return std::ranges::all_of(value, [](wchar_t c) { return c >= L' ' && c < 0x7F && c != L'%'; });
+}
+
+/// A store's documents, thousands of them when a save is large, and written anew with each that comes.
+class CDocumentsText {
+public:
+    explicit CDocumentsText(int& depth) : m_document(FrameOf(depth, Doc, false)) {
+        ++depth;
+        for (const CInfoFileField& field : GetInfoFileFields())
+            m_fields.push_back({&field, FrameOf(depth, field.element, true)});
+        --depth;
+    }
+
+    void Append(const CInternalSavedDocument& document, std::string& bytes) {
+        bytes += m_document.before;
+        for (const auto& [field, frame] : m_fields) {
+            bytes += frame.before;
+            field->read(document, m_value);
+            AppendValue(bytes);
+            bytes += frame.behind;
+        }
+        bytes += m_document.behind;
+    }
+
+private:
+    void AppendValue(std::string& bytes) const {
+        if (IsPlain(m_value)) {
+            const std::size_t before = bytes.size();
+            bytes.resize(before + m_value.size());
+            std::ranges::transform(m_value, bytes.data() + before, [](wchar_t c) { return static_cast<char>(c); });
+        } else {
+            // kept: the value itself is the format text of the print.
+            bytes += ToFileBytes(FormatInfoFileValue(m_value));
+        }
+    }
+
+    CFrame m_document;
+    std::vector<std::pair<const CInfoFileField*, CFrame>> m_fields;
+    std::wstring m_value;
+};
+
+/// Moves what has been written so far to the file's bytes.
+void FlushText(std::wstring& text, std::string& bytes) {
+    bytes += ToFileBytes(std::exchange(text, {}));
+}
+
+/// What has been written when an exception comes is in both, the bytes first.
+void WriteRoot(const CDocumentStoreInfo& info, std::string& bytes, std::wstring& text) {
+    text += L"<?xml version=\"1.0\" encoding=\"utf-8\"?>\n";
+    const CInternalDocumentStore& store = *info.GetInternalDocumentStore();
+    int depth = 0;
+    CContext root(depth, InfoFileName(DocStore), text);
+    CGuid guid; // kept: a store without an identifier is written with a fresh one
+    store.GetGuid(guid);
+    WriteElement(depth, StoreGuid, guid.ToString(), text);
+    if (const CStateChangeInstance* stateChange = info.GetStateChangeInstance())
+        WriteStateChange(depth, *stateChange, text);
+    CContext section(depth, InfoFileName(Docs), text);
+    FlushText(text, bytes);
+    const auto& documents = *store.GetSavedDocumentList();
+    CDocumentsText documentText(depth);
+    for (std::size_t i = 0; i < documents.size(); ++i) {
+        const std::size_t before = bytes.size();
+        documentText.Append(*documents[i], bytes);
+        // Those that follow are about as long, and a text of this size is better not moved.
+        if (i == 0)
+            bytes.reserve(before + (bytes.size() - before + 32) * documents.size());
+    }
 }
 
 /// In one call of the system.
@@ -210,17 +282,19 @@ void CDocumentStoreXMLWriter::WriteDocumentStore(CDocumentStoreInfo& info) {
 
     // The text is complete, with the line ends that a text stream would make, before any file is touched.
     std::wstring text;
+    std::string bytes;
     std::exception_ptr failure;
     try {
-        WriteRoot(info, text);
+        WriteRoot(info, bytes, text);
     } catch (const COSException&) {
         throw; // the record that is there is worth more than half of a new one
     } catch (const CMorvaneException&) {
         // kept: a state change that cannot be written down leaves the file written up to there.
         failure = std::current_exception();
     }
+    FlushText(text, bytes);
     m_file.Reset();
-    if (const std::string bytes = ToFileBytes(text); !Replace(bytes))
+    if (!Replace(bytes))
         WriteInPlace(bytes);
     if (failure)
         std::rethrow_exception(failure);

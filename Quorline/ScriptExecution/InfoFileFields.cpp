@@ -13,12 +13,20 @@ template <auto Getter> std::wstring Get(const CInternalSavedDocument& document) 
     return text;
 }
 
+template <auto Getter> void Read(const CInternalSavedDocument& document, std::wstring& text) {
+    (document.*Getter)(text);
+}
+
 template <auto Setter> void Set(CInternalSavedDocument& document, const std::wstring& text) {
     (document.*Setter)(text);
 }
 
 std::wstring GetRecovered(const CInternalSavedDocument& document) {
     return document.GetStatus() == TEMP_DOCUMENT_RECOVERED ? L"True" : L"False";
+}
+
+void ReadRecovered(const CInternalSavedDocument& document, std::wstring& text) {
+    text = GetRecovered(document);
 }
 
 void SetRecovered(CInternalSavedDocument& document, const std::wstring& text) {
@@ -31,7 +39,7 @@ void SetRecovered(CInternalSavedDocument& document, const std::wstring& text) {
 }
 
 template <auto Getter, auto Setter> constexpr CInfoFileField TextField(InfoFileElement element) {
-    return {element, &Get<Getter>, &Set<Setter>};
+    return {element, &Get<Getter>, &Read<Getter>, &Set<Setter>};
 }
 
 using CRecord = CInternalSavedDocument;
@@ -41,7 +49,7 @@ constexpr CInfoFileField fields[] = {
     TextField<&CRecord::GetDocTempPath, &CRecord::SetDocTempPath>(TempPath),
     TextField<&CRecord::GetAppExeImageName, &CRecord::SetAppExeImageName>(AppName),
     TextField<&CRecord::GetAppPath, &CRecord::SetAppPath>(AppPath),
-    {Rec, &GetRecovered, &SetRecovered},
+    {Rec, &GetRecovered, &ReadRecovered, &SetRecovered},
     TextField<&CRecord::GetRestoreScriptName, &CRecord::SetRestoreScriptName>(RestoreScript),
     TextField<&CRecord::GetSaveScriptName, &CRecord::SetSaveScriptName>(SaveScript),
 };

@@ -16,6 +16,8 @@ class CInternalSavedDocument;
 struct CInfoFileField {
     InfoFileElement element;
     std::wstring (*get)(const CInternalSavedDocument& document);
+    /// The same into a text that is there already, and its memory with it.
+    void (*read)(const CInternalSavedDocument& document, std::wstring& text);
     /// Throws CXmlParseException for a text that the field cannot have, which only Rec can tell.
     void (*set)(CInternalSavedDocument& document, const std::wstring& text);
 };
