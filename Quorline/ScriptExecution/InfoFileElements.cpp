@@ -37,11 +37,25 @@ InfoFileElement ElementOf(const CExpatParseState<16>& state) {
     return static_cast<InfoFileElement>(state.element);
 }
 
-bool CollectsText(InfoFileElement element) {
+// Both are looked up several times for each element of files that may hold thousands.
+constexpr std::size_t ElementCount = static_cast<std::size_t>(Document) + 1;
+
+constexpr auto collectingElements = [] {
+    std::array<bool, ElementCount> elements{};
     for (const Rule& rule : rules)
-        if (rule.child == element)
-            return rule.text;
-    return false;
+        elements[static_cast<std::size_t>(rule.child)] = rule.text;
+    return elements;
+}();
+
+constexpr auto elementNames = [] {
+    std::array<std::wstring_view, ElementCount> names;
+    for (std::size_t i = 0; i < names.size(); ++i)
+        names[i] = InfoFileName(static_cast<InfoFileElement>(i));
+    return names;
+}();
+
+bool CollectsText(InfoFileElement element) {
+    return collectingElements[static_cast<std::size_t>(element)];
 }
 
 } // namespace
@@ -54,9 +68,9 @@ std::optional<InfoFileElement> CInfoFileElements::Begin(std::wstring_view name) 
     if (m_ignoredDepth == 0) {
         auto& parent = m_states.back();
         for (const Rule& rule : rules) {
-            if (rule.parent != ElementOf(parent) || InfoFileName(rule.child) != name)
-                continue;
             const auto child = static_cast<std::size_t>(rule.child);
+            if (rule.parent != ElementOf(parent) || elementNames[child] != name)
+                continue;
             if (parent.seen[child]++ > 0 && rule.child != Doc)
                 break;
             m_states.push_back({child});
