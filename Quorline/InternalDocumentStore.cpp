@@ -51,7 +51,7 @@ CInternalDocumentStore::CInternalDocumentStore(const CInternalDocumentStore& oth
       m_currentAppExeImageName(other.m_currentAppExeImageName),
       m_currentAppFriendlyName(other.m_currentAppFriendlyName), m_currentAppPath(other.m_currentAppPath),
       m_savedDocuments(std::make_unique<DocumentList>()), m_stateChangeInstance(other.m_stateChangeInstance),
-      m_reservedPaths(other.m_reservedPaths) {
+      m_namesInUse(other.m_namesInUse) {
     for (const auto& record : *other.m_savedDocuments) {
         // A copied record leaves its image name out, a copied store's info file must not.
         auto& copy = m_savedDocuments->emplace_back(std::make_unique<CInternalSavedDocument>(*record));
@@ -184,28 +184,37 @@ HRESULT CInternalDocumentStore::SetCurrentAppInfo(const std::wstring& exeImageNa
 }
 
 bool CInternalDocumentStore::EnsureFilenameUnique(std::wstring& name, const std::wstring& extension,
-                                                  const std::wstring& directory, const PathSet& reserved,
-                                                  DWORD& error) {
+                                                  const std::wstring& directory, CNamesInUse& inUse, DWORD& error) {
     const auto probe = [&](const std::wstring& candidate) {
-        return reserved.contains(FullPath(candidate)) ? NameProbe::Taken : ProbeName(directory, candidate, error);
+        return inUse.reserved.contains(FullPath(candidate)) ? NameProbe::Taken : ProbeName(directory, candidate, error);
     };
-    // kept: a forward slash before the name.
-    NameProbe result = probe(FormatText(L"{0:%s}/{1:%s}{2:%s}", directory.c_str(), name.c_str(), extension.c_str()));
+    // A control character stands in no name.
+    const std::wstring key = directory + L'\n' + name + L'\n' + extension;
     int refusals = 0;
-    for (unsigned n = 1; result != NameProbe::Free;) {
+    unsigned n = 0;
+    do {
+        if (const unsigned given = n; (n = inUse.given.FirstFree(key, n)) != given) {
+            refusals = 0;
+            continue;
+        }
+        // kept: a forward slash before the name.
+        const NameProbe result = probe(
+            n == 0 ? FormatText(L"{0:%s}/{1:%s}{2:%s}", directory.c_str(), name.c_str(), extension.c_str())
+                   : FormatText(L"{0:%s}/{1:%s}({2:%u}){3:%s}", directory.c_str(), name.c_str(), n, extension.c_str()));
+        if (result == NameProbe::Free) {
+            if (n != 0)
+                name = FormatText(L"{0:%s}({1:%d})", name.c_str(), n);
+            inUse.given.Add(key, n);
+            return true;
+        }
         // A counter helps a name that is taken, and the first one may make a file name of a device's. Where a second
         // one in a row changes nothing, the answer is the same as after all of them.
         refusals = result == NameProbe::Refused ? refusals + 1 : 0;
         if (refusals == 2 || result == NameProbe::Hopeless)
             return false;
-        result =
-            probe(FormatText(L"{0:%s}/{1:%s}({2:%u}){3:%s}", directory.c_str(), name.c_str(), n, extension.c_str()));
-        if (result == NameProbe::Free)
-            name = FormatText(L"{0:%s}({1:%d})", name.c_str(), n);
-        else if (++n == 0)
-            return false;
-    }
-    return true;
+        ++n;
+    } while (n != 0);
+    return false;
 }
 
 HRESULT CInternalDocumentStore::GetNewDocumentPath(const wchar_t* docName, const wchar_t* originalPath,
@@ -230,16 +239,16 @@ HRESULT CInternalDocumentStore::GetNewDocumentPath(const wchar_t* docName, const
 
     // The first reservation comes before the info file exists, and every one between two writes of it.
     if (std::wstring infoPath; SUCCEEDED(GetInfoFilePath(infoPath, InfoFileExtension))) {
-        m_reservedPaths.insert(FullPath(infoPath));
-        m_reservedPaths.insert(FullPath(CDocumentStoreXMLWriter::GetSiblingPath(infoPath)));
+        m_namesInUse.reserved.insert(FullPath(infoPath));
+        m_namesInUse.reserved.insert(FullPath(CDocumentStoreXMLWriter::GetSiblingPath(infoPath)));
     }
     DWORD error = ERROR_SUCCESS;
-    if (!EnsureFilenameUnique(name, tail, m_storageDirectory, m_reservedPaths, error)) {
+    if (!EnsureFilenameUnique(name, tail, m_storageDirectory, m_namesInUse, error)) {
         m_nameRefusal = DescribeRefusedName(name + tail, error);
         return E_FAIL;
     }
     path = JoinPath(m_storageDirectory, name + tail);
-    m_reservedPaths.insert(FullPath(path));
+    m_namesInUse.reserved.insert(FullPath(path));
 
     auto record = std::make_unique<CInternalSavedDocument>();
     if (docName)

@@ -126,7 +126,7 @@ public:
 struct CInternalDocumentStorePeer {
     static bool FindName(CInternalDocumentStore& store, std::wstring name, const std::wstring& directory) {
         DWORD error = 0;
-        return CInternalDocumentStore::EnsureFilenameUnique(name, L".doc", directory, store.m_reservedPaths, error);
+        return CInternalDocumentStore::EnsureFilenameUnique(name, L".doc", directory, store.m_namesInUse, error);
     }
 };
 

@@ -11,6 +11,7 @@
 
 #include "base/Export.h"
 #include "Common/RpcHelper.h"
+#include "GivenNames.h"
 #include "InternalSavedDocument.h"
 #include "logging/LoggerFwd.h"
 
@@ -117,7 +118,12 @@ private:
     struct LessNoCase {
         bool operator()(const std::wstring& left, const std::wstring& right) const;
     };
-    using PathSet = std::set<std::wstring, LessNoCase>;
+
+    /// What this store has given away. A reserved name leaves no file behind that the next probe could find.
+    struct CNamesInUse {
+        std::set<std::wstring, LessNoCase> reserved; ///< full paths
+        CGivenNames given;                           ///< the same by name and counter, so that many are passed at once
+    };
 
     static log4cxx::LoggerPtr SDGetLogger();
     static void Log(log4cxx::LevelPtr level, std::wstring format, ...);
@@ -126,7 +132,7 @@ private:
     HRESULT CreateStorageDirectory() const;
     std::wstring GetGuidString() const;
     static bool EnsureFilenameUnique(std::wstring& name, const std::wstring& extension, const std::wstring& directory,
-                                     const PathSet& reserved, DWORD& error);
+                                     CNamesInUse& inUse, DWORD& error);
 
     std::wstring m_storageDirectory;
     bool m_inited = false;
@@ -136,7 +142,7 @@ private:
     std::wstring m_currentAppPath;
     std::unique_ptr<DocumentList> m_savedDocuments;
     Microsoft::WRL::ComPtr<IStateChangeInstance> m_stateChangeInstance;
-    PathSet m_reservedPaths; ///< a reserved name leaves no file behind that the next probe could find
+    CNamesInUse m_namesInUse;
     std::wstring m_nameRefusal;
     std::shared_ptr<const void> m_lifetime = std::make_shared<char>(); ///< each store's own, never copied
 };

@@ -59,6 +59,47 @@ TEST_F(StoreTest, ReservingTheSameNameTwiceCountsUp) {
     EXPECT_THAT(Files(store), ElementsAre(L"info.xml"));
 }
 
+TEST_F(StoreTest, AGivenNameStaysGivenWhateverBecomesOfItsFile) {
+    CInternalDocumentStore store;
+    Reserve(store, L"Report.doc");
+    WriteBytes(fs::path(Directory(store)) / L"Report.doc", "saved");
+    WriteBytes(fs::path(Directory(store)) / L"Report(1).doc", "a stranger's");
+    EXPECT_EQ(Reserve(store, L"Report.doc"), L"Report(2).doc");
+    fs::remove(fs::path(Directory(store)) / L"Report.doc");
+    EXPECT_EQ(Reserve(store, L"Report.doc"), L"Report(3).doc");
+    // What a stranger had is free when the stranger's file is gone.
+    fs::remove(fs::path(Directory(store)) / L"Report(1).doc");
+    EXPECT_EQ(Reserve(store, L"report.DOC"), L"report(1).DOC");
+    EXPECT_EQ(Reserve(store, L"Report.doc"), L"Report(4).doc");
+    // The same file name by another way of asking for it.
+    EXPECT_EQ(Reserve(store, L"Report(5).doc"), L"Report(5).doc");
+    EXPECT_EQ(Reserve(store, L"Report.doc"), L"Report(6).doc");
+    EXPECT_EQ(Reserve(store, L"Report(5).doc"), L"Report(5)(1).doc");
+    const CInternalDocumentStore copy(store);
+    EXPECT_EQ(Reserve(const_cast<CInternalDocumentStore&>(copy), L"Report.doc"), L"Report(7).doc");
+}
+
+TEST_F(StoreTest, TheDiskIsNotAskedAboutNamesThatTheStoreGave) {
+    static int probes = 0;
+    CInternalDocumentStore store;
+    for (int i = 0; i < 50; ++i)
+        Reserve(store, L"Report.doc");
+    const CImportHook counting(
+        GetModuleHandleW(nullptr), "GetFullPathNameW",
+        +[](LPCWSTR path, DWORD size, LPWSTR buffer, LPWSTR* part) -> DWORD {
+            ++probes;
+            const auto real = reinterpret_cast<decltype(&GetFullPathNameW)>(
+                reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "GetFullPathNameW")));
+            return real(path, size, buffer, part);
+        });
+    probes = 0;
+    EXPECT_EQ(Reserve(store, L"Report.doc"), L"Report(50).doc");
+    const int many = probes;
+    probes = 0;
+    EXPECT_EQ(Reserve(store, L"Letter.doc"), L"Letter.doc");
+    EXPECT_EQ(many, probes);
+}
+
 TEST_F(StoreTest, SpellingsOfOneFileNameCountUp) {
     CInternalDocumentStore store;
     EXPECT_EQ(Reserve(store, L"Report.doc"), L"Report.doc");
