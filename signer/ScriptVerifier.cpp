@@ -3,6 +3,7 @@
 #include "certificates/CertificateBag.h"
 #include "certificates/CertificateChain.h"
 #include "certificates/CertificateStore.h"
+#include "certificates/MachineStores.h"
 #include "cms/IndirectData.h"
 #include "cms/SignatureBlock.h"
 #include "cms/SignedData.h"
@@ -85,7 +86,7 @@ void CScriptVerifier::Check(ScriptKind kind, std::wstring_view text, CVerificati
     GetSystemTimeAsFileTime(&at);
     RequireTrustedChain(
         publisher, {szOID_PKIX_KP_CODE_SIGNING, verification.stampedAt.value_or(at), certificates.Store(), m_policy});
-    const CUniqueStore publishers = OpenSystemStore(CERT_SYSTEM_STORE_LOCAL_MACHINE, L"TrustedPublisher");
+    const CUniqueStore publishers = CMachineStores::Instance().Open(L"TrustedPublisher");
     if (!m_policy.anyTrustedRoot && !StoreHolds(publishers.Get(), publisher))
         throw CRefusal(L"its publisher is not one of this machine's trusted publishers");
     certificates.RequireGenuine(publisher);

@@ -2,6 +2,7 @@
 
 #include "asn1/CertificateFields.h"
 #include "certificates/CertificateStore.h"
+#include "certificates/MachineStores.h"
 #include "certificates/RevocationLookup.h"
 #include "common/SignerErrors.h"
 #include "crypto/Digest.h"
@@ -69,6 +70,34 @@ void RequireStrongChain(const CERT_SIMPLE_CHAIN& chain, const CChainDemand& dema
     }
 }
 
+/// Where an authority says that it tells of what it revoked.
+bool NamesRevocations(PCCERT_CONTEXT certificate) {
+    for (const char* const extension : {szOID_CRL_DIST_POINTS, szOID_FRESHEST_CRL, szOID_AUTHORITY_INFO_ACCESS}) {
+        if (CertFindExtension(extension, certificate->pCertInfo->cExtension, certificate->pCertInfo->rgExtension) !=
+            nullptr)
+            return true;
+    }
+    return false;
+}
+
+bool HoldsList(HCERTSTORE store) {
+    if (store == nullptr)
+        return false;
+    const PCCRL_CONTEXT list = CertEnumCRLsInStore(store, nullptr);
+    if (list != nullptr)
+        CertFreeCRLContext(list);
+    return list != nullptr;
+}
+
+/// Whether there is anything to learn from: a place that a certificate below the root names, or a list that this
+/// machine has been given already. Asking without either is as dear as building the chain.
+bool HasRevocations(const CERT_SIMPLE_CHAIN& chain, const CChainDemand& demand) {
+    for (DWORD i = 0; i + 1 < chain.cElement; ++i) {
+        if (NamesRevocations(chain.rgpElement[i]->pCertContext))
+            return true;
+    }
+    return HoldsList(demand.intermediates) || HoldsList(CMachineStores::Instance().Open(L"CA").Get());
+}
 } // namespace
 
 void RequireTrustedChain(PCCERT_CONTEXT certificate, const CChainDemand& demand) {
@@ -76,7 +105,7 @@ void RequireTrustedChain(PCCERT_CONTEXT certificate, const CChainDemand& demand)
         throw CRefusal(L"the certificate is not meant for this usage");
 
     const CUniqueChain chain = BuildChain(certificate, demand, CERT_CHAIN_CACHE_ONLY_URL_RETRIEVAL);
-    const CUniqueStore disallowed = OpenSystemStore(CERT_SYSTEM_STORE_LOCAL_MACHINE, L"Disallowed");
+    const CUniqueStore disallowed = CMachineStores::Instance().Open(L"Disallowed");
     const CERT_SIMPLE_CHAIN& simple = *chain.Get()->rgpChain[0];
     for (DWORD i = 0; i < simple.cElement; ++i) {
         if (StoreHolds(disallowed.Get(), simple.rgpElement[i]->pCertContext))
@@ -85,6 +114,8 @@ void RequireTrustedChain(PCCERT_CONTEXT certificate, const CChainDemand& demand)
     RequireNoError(chain.Get()->TrustStatus.dwErrorStatus);
     RequireStrongChain(simple, demand);
 
+    if (!HasRevocations(simple, demand))
+        return;
     // Only a chain that is trusted otherwise may send this machine to the addresses that it names.
     if (const std::optional<DWORD> errors = AskRevocationLists(certificate, demand))
         RequireNoError(*errors);
