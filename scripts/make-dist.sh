@@ -54,10 +54,16 @@ sign() { # file...
 
 # --- the files ---
 
-# Debug information, where there is some, goes into a file of its own.
+# Debug information goes into a file of its own, if the build has not done so already.
 part_symbols() { # program or DLL
-    local symbols
+    local symbols built
     symbols=$WORK/symbols/$(basename "$1").debug
+    built=$BUILD/bin/$(basename "$1").debug
+    if [ -f "$built" ]; then
+        mkdir -p "$WORK/symbols"
+        cp "$built" "$symbols"
+        return 0
+    fi
     grep -q '\.debug_info' <<<"$("$OBJDUMP" -h "$1")" || return 0
     mkdir -p "$WORK/symbols"
     "$OBJCOPY" --only-keep-debug "$1" "$symbols"
@@ -84,10 +90,11 @@ stage_program() { # into $WORK/program, as it lies on a machine
     sign "$WORK"/program/*.{exe,dll}
 }
 
-stage_sdk() { # into $WORK/sdk; the same programs and DLLs in bin/
+stage_sdk() { # into $WORK/sdk; the same programs and DLLs in bin/, with the DLLs' symbols
     cmake --install "$BUILD" --component sdk --prefix "$WORK/sdk" >/dev/null
     mkdir "$WORK/sdk/bin"
     cp "$WORK"/program/*.{exe,dll} "$WORK/sdk/bin/"
+    [ ! -d "$WORK/symbols" ] || cp "$WORK"/symbols/Quorline*.dll.debug "$WORK/sdk/bin/"
     cp -r "$WORK"/program/{docs,samples,licences,CHANGELOG.md,THIRD-PARTY-NOTICES.md} "$WORK/sdk/"
 }
 
