@@ -10,11 +10,15 @@
 
 #include "base/UniqueHandle.h"
 #include "StartProcess.h"
-#include "SessionFixture.h"
+
+#include <windows.h>
 
 #include <tlhelp32.h>
 
-#include <set>
+#include <iterator>
+#include <map>
+#include <stdexcept>
+#include <string>
 
 /// What happens to windows, in any process, while it lives.
 class CWindowNews {
