@@ -5,11 +5,13 @@
 
 #include "ScriptExecution/DocumentScript.h"
 
+#include "ChildProgram.h"
 #include "ImportHook.h"
 #include "LogLines.h"
 #include "RunningApp.h"
 #include "SecurityTestSupport.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <psapi.h>
@@ -84,6 +86,22 @@ TEST(NetworkDrive, AWindowCarriesItsProcessesNetworkFlag) {
     EXPECT_TRUE(all.windows.contains({local.Id(), false}));
     EXPECT_TRUE(all.processes.contains({remote.Id(), true}));
     EXPECT_TRUE(all.processes.contains({local.Id(), false}));
+}
+
+TEST(NetworkDrive, TheCommandMarksWhatRunsFromIt) {
+    const CAppCopy program(L"Y:\\QlMarked.exe");
+    const CRunningApp app({{true, L"QlMarked", L"Marked"}}, {program.Path()});
+    const CTempFolder folder;
+    const std::wstring apps = folder.Write(L"apps.json", R"({"applications":[{"friendlyName":"Marked","executables":[
+        "qlmarked.exe"],"windowClasses":["QlMarked"],"stateChanges":["hibernate"],"saveScript":"save.vbs"}]})");
+    const CProgramResult result = RunQuorline(L"apps --apps \"" + apps + L"\"");
+    EXPECT_EQ(0u, result.exitCode) << result.err;
+    const std::string process = "process " + std::to_string(app.Id()) + ", QLMARKED.EXE";
+    EXPECT_THAT(result.out, testing::HasSubstr("  " + process + ", by executable 'qlmarked.exe', on a network drive"));
+    EXPECT_THAT(result.out, testing::HasSubstr("  window of " + process +
+                                               ", 'MARKED' of class 'QLMARKED', by window class 'QlMarked', on a "
+                                               "network drive"));
+    EXPECT_THAT(RunQuorline(L"apps --json --apps \"" + apps + L"\"").out, testing::HasSubstr("\"network\": true"));
 }
 
 TEST(NetworkDrive, AnExecutableOfAUncPathIsProtected) {
