@@ -1,5 +1,6 @@
 // Proves the work behind the signing commands, on the stores of machine and user: SignerCommands.
 
+#include "ChildProgram.h"
 #include "cms/SignatureBlock.h"
 #include "common/SignerErrors.h"
 #include "ScriptVerifier.h"
@@ -7,6 +8,7 @@
 #include "TempFolder.h"
 #include "TestAuthority.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -154,6 +156,35 @@ TEST(SignerCommands, ADevelopmentCertificateIsForCodeSigningOnlyAndTrustedByNobo
     const std::wstring text = CScriptSignerCore(found).SignText(ScriptKind::VBScript, L"x");
     EXPECT_EQ(L"the certificate leads to a root that this machine does not trust",
               CScriptVerifier().VerifyText(ScriptKind::VBScript, text).reason);
+}
+
+TEST(SignerCommands, TheLastThirtyDaysOfACertificateAreWarnedOf) {
+    const struct {
+        long long hours;
+        const char* warning;
+    } cases[] = {{24LL * 31, ""},
+                 {24LL * 30 - 1, "the certificate ends in 29 days, on 20"},
+                 {24LL * 2 - 1, "the certificate ends in 1 day, on 20"},
+                 {1, "the certificate ends in 0 days, on 20"}};
+    const CTempFolder folder;
+    for (const auto& [hours, warning] : cases) {
+        CCertificateRequest request = CodeSigningRequest(L"CN=Ending");
+        request.notAfter = HoursFromNow(hours);
+        const CUniqueCertificate certificate = Authority().Issue(request);
+        const CStoredCertificate publisher(L"TrustedPublisher", certificate.Get());
+        const std::wstring text = SignWith(certificate.Get(), L"x = 1\r\n");
+        const std::wstring script = folder.Write(L"save.vbs", std::string(text.begin(), text.end()));
+        const CProgramResult result =
+            RunProgram(L"\"" + ProgramFolder() + L"\\quorline-sign.exe\" verify \"" + script + L"\"");
+        EXPECT_EQ(0u, result.exitCode) << result.err;
+        EXPECT_THAT(result.out, testing::HasSubstr("signed by CN=Ending ("));
+        if (*warning == '\0')
+            EXPECT_EQ("", result.err);
+        else
+            EXPECT_THAT(result.err, testing::AllOf(testing::HasSubstr("warning: "), testing::HasSubstr(warning),
+                                                   testing::HasSubstr("; sign it again with a new one before")))
+                << hours;
+    }
 }
 
 } // namespace

@@ -1,10 +1,12 @@
 // Proves which time stamps count and which spoil the signature: TimeStamp.
 
+#include "ChildProgram.h"
 #include "DerWriter.h"
 #include "ScriptVerifier.h"
 #include "SignedDataEditor.h"
 #include "TestAuthority.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 namespace {
@@ -107,6 +109,17 @@ TEST_F(TimeStamp, ATokenKeepsAScriptValidAfterItsCertificateHasEnded) {
     const CVerification verification = Verify(Stamped(m_then, m_authority.Get()));
     EXPECT_TRUE(verification.accepted) << testing::PrintToString(verification.reason);
     EXPECT_TRUE(verification.stampedAt);
+}
+
+TEST_F(TimeStamp, TheCommandTellsItAndWarnsOfNoEnd) {
+    const CTempFolder folder;
+    const std::wstring text = WithSignature(m_text, Stamped(m_then, m_authority.Get()).Join());
+    const std::wstring script = folder.Write(L"save.vbs", std::string(text.begin(), text.end()));
+    const CProgramResult result =
+        RunProgram(L"\"" + ProgramFolder() + L"\\quorline-sign.exe\" verify \"" + script + L"\"");
+    EXPECT_EQ(0u, result.exitCode) << result.err;
+    EXPECT_THAT(result.out, testing::HasSubstr(", time stamp 20"));
+    EXPECT_EQ("", result.err);
 }
 
 TEST_F(TimeStamp, OutsideTheCertificatesTimeItDoesNotHelp) {
