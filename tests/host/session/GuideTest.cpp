@@ -97,6 +97,17 @@ TEST_F(TheGuide, HasSaveScriptsThatDoWhatTheySay) {
     }
 }
 
+TEST_F(TheGuide, LeavesTheFrontPageAScriptThatSavesAWindowsText) {
+    const std::vector<CGuideScript> scripts = ScriptsOf(ReadSource("README.md"));
+    ASSERT_EQ(scripts.size(), 1u);
+    const CRealWindow notepad = StartApp(L"notepad.exe", L"Notepad");
+    notepad.Type(L"Dear Ana");
+    CDocumentScript app = MakeApp(scripts.front().language, scripts.front().text, L"notepad.exe");
+    EXPECT_EQ(Save(app), L"");
+    EXPECT_THAT(StoredNames(), ElementsAre(L"Report.txt"));
+    EXPECT_EQ(ReadCopy(Stored().at(0)), L"Dear Ana");
+}
+
 TEST_F(TheGuide, HasSaveScriptsThatLetAnEndedApplicationPass) {
     CAppCopy copy(TestFolder() + L"\\QlEnding.exe");
     for (const CGuideScript& script : Scripts(L"save")) {
