@@ -8,6 +8,7 @@
 #include "InternalDocumentStore.h"
 #include "ScriptExecution/DocumentStoreXMLReader.h"
 #include "ScriptExecution/StateChangeInstance.h"
+#include "ScriptExecution/WritableStore.h"
 #include "logging/Checks.h"
 #include "logging/ClassLog.h"
 
@@ -86,11 +87,19 @@ void CDocumentStoreHistory::AddStore(const std::wstring& infoPath) {
         throw;
     }
     const CDocumentStoreInfo& store = *m_infos.emplace_back(std::move(info));
+    m_infoPaths.emplace(&store, infoPath);
     const FILETIME time = store.GetStateChangeInstance()->GetUTCTimestamp();
     if (CompareFileTime(&time, &m_lastSaveTime) > 0)
         m_lastSaveTime = time;
     if (store.GetInternalDocumentStore()->HasUnrecoveredDocuments())
         m_hasUnrecovered = true;
+}
+
+void CDocumentStoreHistory::WriteBack(const CDocumentStoreInfo& info) {
+    const auto path = m_infoPaths.find(&info);
+    if (path == m_infoPaths.end())
+        SanityCheckFailed(QUORLINE_HERE, L"The store was not read by this history");
+    RewriteInfoFile(path->second, info);
 }
 
 const CDocumentStoreHistory::InfoList& CDocumentStoreHistory::GetSavedDocumentInfos() {

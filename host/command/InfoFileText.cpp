@@ -2,6 +2,7 @@
 
 #include "ScriptExecution/InfoFileFields.h"
 #include "ScriptExecution/InfoFileValue.h"
+#include "ScriptExecution/WritableStore.h"
 #include "base/Utf8.h"
 
 #include <algorithm>
@@ -44,11 +45,6 @@ std::size_t FindEnd(std::string_view text, std::size_t from, std::string_view el
 
 constexpr bool IsBlank(unsigned c) noexcept {
     return c == '\t' || c == '\r' || c == '\n';
-}
-
-/// No XML file can hold it, in whatever form.
-constexpr bool IsUnwritable(wchar_t c) noexcept {
-    return (c < 0x20 && !IsBlank(c)) || c == 0xFFFE || c == 0xFFFF;
 }
 
 std::string Escape(std::string_view value) {
@@ -117,23 +113,6 @@ std::string MendInfoText(std::string_view text) {
     return result += text.substr(copied);
 }
 
-std::wstring MakeWritable(const std::wstring& value) {
-    std::wstring result;
-    for (const wchar_t c : value) {
-        if (c == L'&')
-            result += L"&amp;";
-        else if (c == L'<')
-            result += L"&lt;";
-        else if (c == L'>')
-            result += L"&gt;";
-        else if (c == L'%')
-            result += L"%%";
-        else
-            result += IsUnwritable(c) ? ReplacementCharacter : c;
-    }
-    return result;
-}
-
 std::wstring AsRecorded(const std::wstring& value) {
     std::wstring result = FormatInfoFileValue(value);
     for (std::size_t i = 0; i < result.size(); ++i) {
@@ -143,12 +122,4 @@ std::wstring AsRecorded(const std::wstring& value) {
             result[i] = ReplacementCharacter;
     }
     return result;
-}
-
-std::unique_ptr<CInternalDocumentStore> WritableCopy(const CInternalDocumentStore& store) {
-    auto copy = std::make_unique<CInternalDocumentStore>(store);
-    for (const auto& record : *copy->GetSavedDocumentList())
-        for (const CInfoFileField& field : GetInfoFileFields())
-            field.set(*record, MakeWritable(field.get(*record)));
-    return copy;
 }

@@ -3,9 +3,8 @@
 // The info file's text as the library writes it: a value stands alone on its line, unescaped, and "%" in it is taken
 // as a conversion. This keeps values whole in both directions.
 
-#include "InternalDocumentStore.h"
+#include "InternalSavedDocument.h"
 
-#include <memory>
 #include <string>
 #include <string_view>
 
@@ -21,12 +20,5 @@ constexpr std::string_view RecoveredValue(TEMP_DOCUMENT_STATUS status) noexcept 
     return status == TEMP_DOCUMENT_RECOVERED ? "True\t" : "False";
 }
 
-/// A value such that the writer puts it into the file whole and the reader gives it back, but for characters that XML
-/// cannot hold, which come back as U+FFFD.
-std::wstring MakeWritable(const std::wstring& value);
-
 /// What the reader gives back of a value that the library wrote by itself, as it is.
 std::wstring AsRecorded(const std::wstring& value);
-
-/// A copy of a store for the writer: the same store, with values that it writes whole.
-std::unique_ptr<CInternalDocumentStore> WritableCopy(const CInternalDocumentStore& store);

@@ -1,11 +1,11 @@
 #include "SaveRecorder.h"
 
-#include "InfoFileText.h"
 #include "InternalDocumentStore.h"
 #include "ScriptExecution/DocumentStoreXMLWriter.h"
 #include "ProcessPath.h"
 #include "SaveTurn.h"
 #include "ScriptExecution/StateChangeInstance.h"
+#include "ScriptExecution/WritableStore.h"
 #include "StoreCatalog.h"
 #include "base/Exceptions.h"
 

@@ -9,7 +9,7 @@
 #include "InternalDocumentStore.h"
 #include "InternalSavedDocument.h"
 #include "ScriptExecution/DocumentStoreXMLReader.h"
-#include "ScriptExecution/DocumentStoreXMLWriter.h"
+#include "ScriptExecution/WritableStore.h"
 #include "SavedCopyNames.h"
 #include "ScratchFolder.h"
 #include "SystemText.h"
@@ -111,16 +111,8 @@ CStoreEntry ReadStore(const std::wstring& name) {
 }
 
 void WriteStore(const CStoreEntry& store) {
-    CStateChangeInstance* change = store.info->GetStateChangeInstance();
-    // A forced shutdown is written with a name that does not read back; a time without a type can be nothing else,
-    // because only the two kinds of shutdown are ever written.
-    if (store.HasStateChange() && change->GetStateChangeType() != Shutdown)
-        change->SetStateChangeType(ForceShutdown);
-
     try {
-        const auto writable = WritableCopy(*store.info->GetInternalDocumentStore());
-        CDocumentStoreInfo info(store.HasStateChange() ? change : nullptr, writable.get());
-        CDocumentStoreXMLWriter(store.InfoPath()).WriteDocumentStore(info);
+        RewriteInfoFile(store.InfoPath(), *store.info);
     } catch (const std::exception& error) {
         throw CCommandError(ExitCode::Failed, L"the info file of the store '" + store.name +
                                                   L"' could not be written: " + DescribeException(error));

@@ -320,3 +320,37 @@ TEST_F(HistoryTest, AllDocumentsOfAllStoresMakeOneCollection) {
     EXPECT_STREQ(name, L"c");
     SysFreeString(name);
 }
+
+TEST_F(HistoryTest, AStoreIsWrittenBackToTheFileThatItWasReadFrom) {
+    const std::string document = Docs({"<Name>R&amp;D 100%</Name><Rec>False</Rec>"});
+    const auto change = [](const char* type) {
+        return std::string("<StateChange><When>2024-03-07T17:05:09</When><Type>") + type + "</Type></StateChange>";
+    };
+    const struct {
+        const wchar_t* name;
+        std::string change;
+        const char* written; ///< the type of the state change, null when there is none
+    } stores[] = {{L"a", "", nullptr},
+                  {L"b", change("Shutdown"), "\tShutdown\t"},
+                  {L"c", change("ForcedShutdown"), "\tForcedShutdown\t"}};
+    for (const auto& store : stores)
+        AddStore(store.name, store.change + document);
+    history.Refresh();
+    for (const auto& info : history.GetSavedDocumentInfos()) {
+        info->GetInternalDocumentStore()->GetSavedDocumentList()->front()->SetStatus(TEMP_DOCUMENT_RECOVERED);
+        history.WriteBack(*info);
+    }
+
+    history.Refresh();
+    EXPECT_FALSE(history.HasUnrecoveredDocuments());
+    EXPECT_THAT(Names(), ElementsAre(L"R&D 100%", L"R&D 100%", L"R&D 100%"));
+    for (const auto& store : stores) {
+        const std::string bytes = ReadBytes(folder.Base() / store.name / L"info.xml");
+        EXPECT_EQ(bytes.find("<StateChange>") != std::string::npos, store.written != nullptr) << bytes;
+        if (store.written != nullptr) {
+            EXPECT_NE(bytes.find("\t2024-03-07T17:05:09\t"), std::string::npos);
+            EXPECT_NE(bytes.find(store.written), std::string::npos);
+        }
+    }
+    EXPECT_THROW(history.WriteBack(CDocumentStoreInfo()), CMorvaneException);
+}

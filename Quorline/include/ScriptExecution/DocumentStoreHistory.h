@@ -10,6 +10,7 @@
 #include <windows.h>
 
 #include <list>
+#include <map>
 #include <memory>
 #include <string>
 
@@ -40,6 +41,10 @@ public:
     /// The store whose storage directory holds the document; owned by the history. S_FALSE when there is none.
     HRESULT GetDocumentStoreInfoForDocument(ISavedDocument* doc, CDocumentStoreInfo** found);
 
+    /// Writes a store of this history, with what the caller has changed in its records, to the file that it was read
+    /// from; see RewriteInfoFile. Throws CMorvaneException for a store that is not from here.
+    void WriteBack(const CDocumentStoreInfo& info);
+
     /// All documents of all stores as automation objects, with one reference for the caller.
     HRESULT CreateSavedDocumentCollectionCOMObject(ISavedDocumentCollection** ppDocs);
 
@@ -47,7 +52,10 @@ private:
     CDocumentStoreHistory() = default;
 
     void Init();
-    void ClearList() { m_infos.clear(); }
+    void ClearList() {
+        m_infos.clear();
+        m_infoPaths.clear();
+    }
     void AddStore(const std::wstring& infoPath);
 
     static log4cxx::LoggerPtr SDGetLogger();
@@ -60,4 +68,5 @@ private:
     InfoList m_infos;
     FILETIME m_lastSaveTime{};
     bool m_hasUnrecovered = false;
+    std::map<const CDocumentStoreInfo*, std::wstring> m_infoPaths; ///< where each was read from
 };
