@@ -51,7 +51,7 @@ CScript ReadScriptFile(const std::wstring& path) {
         Refuse(L"the script '" + path + L"' is neither .vbs nor .js.");
     script.SetScriptName(file.filename().wstring());
     if (!script.LoadTextFromFile(path))
-        Refuse(L"the script '" + path + L"' cannot be read.");
+        Refuse(L"the script '" + path + L"' cannot be read; see that it is there and that you may read it.");
     return script;
 }
 

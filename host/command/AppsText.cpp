@@ -2,12 +2,12 @@
 
 #include "ExitCode.h"
 #include "JsonLines.h"
+#include "NearestName.h"
 #include "base/Utf8.h"
 
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
-#include <array>
 #include <cwctype>
 #include <optional>
 #include <utility>
@@ -15,8 +15,23 @@
 namespace {
 using nlohmann::json;
 
-constexpr std::array<std::string_view, 7> KnownKeys{"friendlyName", "executables", "windowTitles", "windowClasses",
-                                                    "stateChanges", "saveScript",  "restoreScript"};
+const std::vector<std::string>& KnownKeys() {
+    static const std::vector<std::string> keys{"friendlyName", "executables", "windowTitles", "windowClasses",
+                                               "stateChanges", "saveScript",  "restoreScript"};
+    return keys;
+}
+
+/// What may have been meant, or else what there is.
+std::wstring UnknownKey(const std::string& key, const std::vector<std::string>& known) {
+    const std::string nearest = FindNearestName(key, known);
+    std::wstring text = L"unknown key '" + FromUtf8(key) + L"'; ";
+    if (!nearest.empty())
+        return text + L"did you mean '" + FromUtf8(nearest) + L"'?";
+    text += L"known are ";
+    for (const std::string& name : known)
+        text += (&name == &known.front() ? L"'" : L", '") + FromUtf8(name) + L"'";
+    return text + L".";
+}
 
 /// Longer than any window's text that a pattern is compared with.
 constexpr std::size_t LongestTitle = 511;
@@ -135,8 +150,8 @@ private:
     /// A mistyped key must not silently leave an application unprotected.
     void RefuseStrangeKeys() {
         for (const auto& item : m_entry.items())
-            if (std::find(KnownKeys.begin(), KnownKeys.end(), item.key()) == KnownKeys.end())
-                m_mistakes.Add(Below(item.key()), L"unknown key '" + FromUtf8(item.key()) + L"'.");
+            if (std::find(KnownKeys().begin(), KnownKeys().end(), item.key()) == KnownKeys().end())
+                m_mistakes.Add(Below(item.key()), UnknownKey(item.key(), KnownKeys()));
     }
 
     std::string Below(const std::string& key) const { return m_path + "/" + key; }
@@ -214,7 +229,7 @@ void ReadEntries(const json& document, CAppsText& result, CMistakes& mistakes) {
     }
     for (const auto& item : document.items())
         if (item.key() != "applications" && item.key() != "$schema")
-            mistakes.Add("/" + item.key(), L"unknown key '" + FromUtf8(item.key()) + L"'.");
+            mistakes.Add("/" + item.key(), UnknownKey(item.key(), {"applications", "$schema"}));
     std::size_t number = 0;
     for (const auto& item : document["applications"]) {
         const std::string path = "/applications/" + std::to_string(number++);

@@ -90,7 +90,8 @@ TEST_F(AppsFileTest, EachMistakeIsNamed) {
         {"[]", "has no list 'applications'"},
         {R"({"applications":{}})", "has no list 'applications'"},
         {R"({"applications":[7]})", "line 1, applications/0: not an object"},
-        {Replaced(Good, "windowTitles", "windowTitle"), "unknown key 'windowTitle'"},
+        {Replaced(Good, "windowTitles", "windowTitle"), "unknown key 'windowTitle'; did you mean 'windowTitles'?"},
+        {Replaced(Good, "windowTitles", "icon"), "unknown key 'icon'; known are 'friendlyName', 'executables', "},
         {Replaced(Good, R"("friendlyName":"Letters")", R"("friendlyName":"")"), "'friendlyName' must be a text"},
         {Replaced(Good, R"("friendlyName":"Letters",)", ""), "'friendlyName' must be a text"},
         {Replaced(Good, R"(["letter*.exe"])", R"("letter.exe")"), "'executables' must be a list of texts"},
@@ -178,6 +179,21 @@ TEST_F(AppsFileTest, TheSchemaKnowsTheSameKeysAndStates) {
     EXPECT_EQ(states.size(), 7u);
     for (const auto& state : states)
         EXPECT_NO_THROW(StateChangeFromName(FromUtf8(state.get<std::string>()))) << state;
+}
+
+TEST_F(AppsFileTest, TheGuidesExampleIsTakenAndItsTableHasEachKeyOfIt) {
+    std::ifstream file(QUORLINE_DOCS "/quorline.md");
+    const std::string guide{std::istreambuf_iterator<char>(file), {}};
+    const std::size_t begin = guide.find("```json\n") + 8;
+    ASSERT_GT(guide.size(), begin);
+    const std::string example = guide.substr(begin, guide.find("```", begin) - begin);
+    const CAppsText text = ExamineAppsText(example, L"example.json");
+    EXPECT_TRUE(text.mistakes.empty()) << ToUtf8(text.mistakes.front());
+    ASSERT_EQ(text.entries.size(), 1u);
+    const auto application = nlohmann::json::parse(example)["applications"][0];
+    EXPECT_EQ(application.size(), 7u) << "each key has its example";
+    for (const auto& item : application.items())
+        EXPECT_THAT(guide, HasSubstr("\n| `" + item.key() + "` | "));
 }
 
 TEST_F(AppsFileTest, WithNoFileNamedTheMachinesOwnIsMeant) {
