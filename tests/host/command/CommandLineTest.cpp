@@ -102,6 +102,12 @@ TEST(CommandLine, EveryCommandHasAnExampleItsExitCodesAndTheCommonOptions) {
     }
 }
 
+TEST(CommandLine, EveryCommandIsInTheGuide) {
+    const std::string guide = ReadBytes(L"" QUORLINE_DOCS "/quorline.md");
+    for (const std::string& command : CommandsOf(L"quorline.exe"))
+        EXPECT_THAT(guide, testing::AnyOf(HasSubstr("`" + command + "`"), HasSubstr("`" + command + " "))) << command;
+}
+
 TEST(CommandLine, TheWholeTableOfExitCodesIsInTheProgramsOwnHelp) {
     const std::string help = RunQuorline(L"--help").out;
     for (const auto& [code, meaning] : ExitCodeMeanings)
