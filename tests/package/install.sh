@@ -41,6 +41,12 @@ expect 'C:\Program Files\Quorline\quorline-watch.exe' "$(registry_value "$EVENTS
 expect_class "$SESSION_CLASS" 'C:\Program Files\Quorline\QuorlineHost.dll'
 expect_class "$SIGNER_CLASS" 'C:\Program Files\Quorline\QuorlineSigner.dll'
 
+# Wine's installer passes over the rights that a package sets.
+step "its data folder is the system's and the administrators' to write, and the users' to read"
+expect 'O:BAD:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;0x1200a9;;;BU)' \
+    "$(msiinfo export "$(echo "$DIST"/*.msi)" MsiLockPermissionsEx | sed -n 's/.*\tDATADIR\tCreateFolder\t\([^\t]*\)\t.*/\1/p')" \
+    "the rights to the data folder"
+
 step "it brings every file that the zip has"
 (cd "$PROGRAM" && find . -type f | sort) >"$SCRATCH/installed"
 cmake -E tar tf "$DIST/Quorline-$VERSION-x64.zip" | sed -n "s,^Quorline-$VERSION-x64,.,p" | grep -v '/$' | sort >"$SCRATCH/zipped"
