@@ -4,6 +4,8 @@
 #include "Console.h"
 #include "ExitCode.h"
 #include "TempFolder.h"
+#include "protection/ProcessInfo.h"
+#include "protection/WindowInfo.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -70,6 +72,42 @@ TEST_F(AppsFileTest, AnEntryBecomesADocumentScriptWithBothScriptsLoaded) {
     EXPECT_EQ(app.GetRestoreScript().GetText(), L"var x = 1;");
     EXPECT_EQ(app.GetRestoreScript().GetScriptLang(), CScript::LangJScript);
     EXPECT_EQ(app.GetStateChanges(), static_cast<unsigned long>(Standby | Hibernate));
+}
+
+TEST_F(AppsFileTest, EachKindOfPatternIsComparedWithItsOwn) {
+    const ProtectedApps apps = Read(Good);
+    const IProtectedAppMatcher& app = *apps.front();
+    CProcessInfo process;
+    process.m_imageName = L"LETTER2.EXE";
+    EXPECT_TRUE(app.IsMatchingProcess(process));
+    process.m_imageName = L"LETTERFRAME";
+    EXPECT_FALSE(app.IsMatchingProcess(process));
+    CWindowInfo window;
+    window.m_title = L"MY LETTER - PAPER";
+    EXPECT_TRUE(app.IsMatchingWindow(window));
+    std::swap(window.m_title, window.m_className);
+    EXPECT_FALSE(app.IsMatchingWindow(window));
+    window.m_className = L"LETTERFRAME";
+    EXPECT_TRUE(app.IsMatchingWindow(window));
+}
+
+TEST_F(AppsFileTest, OneKindOfPatternSuffices) {
+    for (const char* kind : {"executables", "windowTitles", "windowClasses"}) {
+        const std::string json = std::string(R"({"applications":[{"friendlyName":"L",")") + kind +
+                                 R"(":["x*"],"stateChanges":["standby"],"saveScript":"save.vbs"}]})";
+        EXPECT_EQ(Refusal(json), "accepted") << kind;
+    }
+}
+
+TEST_F(AppsFileTest, OfTwoApplicationsTheSecondsMistakeIsItsOwn) {
+    const std::string entry = Good.substr(Good.find('[') + 1, Good.rfind(']') - Good.find('[') - 1);
+    const std::string second = Replaced(entry, "\"Letters\"", "\"\"");
+    EXPECT_THAT(Refusal(R"({"applications":[)" + entry + "," + second + "]}"),
+                HasSubstr("applications/1/friendlyName: "));
+    const ProtectedApps apps = Read(R"({"applications":[)" + Replaced(entry, "Letters", "Notes") + "," + entry + "]}");
+    ASSERT_EQ(apps.size(), 2u);
+    EXPECT_EQ(apps[0]->GetAppFriendlyName(), L"Notes");
+    EXPECT_EQ(apps[1]->GetAppFriendlyName(), L"Letters");
 }
 
 TEST_F(AppsFileTest, ARestoreScriptMayBeLeftOut) {

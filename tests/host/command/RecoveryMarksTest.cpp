@@ -93,6 +93,17 @@ TEST_F(RecoveryMarksTest, AFileThatSomebodyRewroteMeanwhileIsNotOverwrittenInThe
     EXPECT_THAT(RecoveredOnDisk(m_store), ElementsAre(true, true, true));
 }
 
+TEST_F(RecoveryMarksTest, AnotherElementThatCameToStandThereIsNotOverwritten) {
+    CRecoveryMarks marks(m_store);
+    marks.Set(0, Set);
+    std::string text = ReadInfoFile(m_store.InfoPath());
+    text.replace(text.rfind("<Rec>"), 5, "<Odd>");
+    text.replace(text.rfind("</Rec>"), 6, "</Odd>");
+    std::ofstream(std::filesystem::path(m_store.InfoPath()), std::ios::binary) << text;
+    marks.Set(2, Set);
+    EXPECT_THAT(RecoveredOnDisk(m_store), ElementsAre(true, true, true));
+}
+
 TEST_F(RecoveryMarksTest, AFileThatCannotBeWrittenIsAnErrorAndTheDocumentStaysUnrecovered) {
     const CUniqueHandle reader(
         CreateFileW(m_store.InfoPath().c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr));

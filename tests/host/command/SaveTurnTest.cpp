@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <fstream>
 #include <future>
 
@@ -90,6 +91,24 @@ TEST(SaveTurn, TheNextSaveHasItsTurnWhenTheOneBeforeEnds) {
 TEST(SaveTurn, ATurnWhoseOwnerWasEndedIsFree) {
     // The thread keeps the mutex for good; the turn's own memory is never given back.
     std::async(std::launch::async, [] { static_cast<void>(std::make_unique<CSaveTurn>().release()); }).get();
-    auto next = std::async(std::launch::async, [] { const CSaveTurn turn; });
+    std::atomic<bool> waited{false};
+    auto next = std::async(std::launch::async, [&] { const CSaveTurn turn([&] { waited = true; }); });
     EXPECT_EQ(next.wait_for(std::chrono::seconds(60)), std::future_status::ready);
+    EXPECT_FALSE(waited);
+}
+
+TEST(SaveTurn, WhoHasToWaitIsToldSoOnce) {
+    auto first = std::make_unique<CSaveTurn>([] { ADD_FAILURE() << "nobody is in front"; });
+    std::atomic<int> told{0};
+    const CUniqueHandle waiting(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    auto second = std::async(std::launch::async, [&] {
+        const CSaveTurn turn([&] {
+            ++told;
+            SetEvent(waiting.Get());
+        });
+    });
+    EXPECT_EQ(WaitForSingleObject(waiting.Get(), 60'000), WAIT_OBJECT_0);
+    first.reset();
+    EXPECT_EQ(second.wait_for(std::chrono::seconds(60)), std::future_status::ready);
+    EXPECT_EQ(told, 1);
 }

@@ -18,3 +18,15 @@ TEST(Console, DataGoesOutAsItIs) {
     PrintData("{\n  \"a\": 1\n}");
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "{\n  \"a\": 1\n}\n");
 }
+
+TEST(Console, WithoutLinesTroublesAndDataAreStillTold) {
+    SetConsole({"quorline-sign", false});
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    PrintLine(L"saved");
+    PrintError(L"no paper");
+    PrintData("{}");
+    SetConsole({"quorline", true});
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "{}\n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "quorline-sign: no paper\n");
+}

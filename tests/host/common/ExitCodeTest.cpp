@@ -18,6 +18,10 @@ TEST(DescribeCode, GivesTheTextOfTheRuntimeAndOfTheSystem) {
     EXPECT_THAT(DescribeCode(ERROR_DISK_FULL), EndsWith(L" (error 112)")); // systems differ in the words
     EXPECT_THAT(DescribeCode(0x80070005), EndsWith(L" (error 0x80070005)"));
     EXPECT_EQ(DescribeCode(0x8123abcd), L"error 0x8123abcd");
+    // The last of the runtime's numbers, and of those that are written as they are.
+    EXPECT_THAT(DescribeCode(EILSEQ), EndsWith(L" (error 42)"));
+    EXPECT_EQ(DescribeCode(0xFFFF), L"error 65535");
+    EXPECT_EQ(DescribeCode(0x10000), L"error 0x00010000");
 }
 
 TEST(ExitCodes, TheGuidesTableIsTheProgramsOwn) {

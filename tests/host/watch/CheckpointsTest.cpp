@@ -53,6 +53,15 @@ TEST_F(CheckpointsTest, ADocumentThatIsOtherMissingOrNamedOtherwiseMakesADiffere
     }
 }
 
+TEST_F(CheckpointsTest, OneCopyIsNotTheSameAsTwoOthers) {
+    Saved(L"b", L"Letter", "one");
+    Saved(L"b", L"Letter", "two");
+    Saved(L"a", L"Letter", "one");
+    Saved(L"a", L"Letter", "one");
+    EXPECT_FALSE(HoldSameDocuments(m_all, L"a", L"b"));
+    EXPECT_FALSE(HoldSameDocuments(m_all, L"b", L"a"));
+}
+
 TEST_F(CheckpointsTest, OfMoreThanTheNumberTheOldestGo) {
     for (const wchar_t* store : {L"4", L"3", L"2", L"1"})
         Saved(store, L"Letter", "text");
@@ -81,6 +90,13 @@ TEST_F(CheckpointsTest, ARecoveredDocumentNeedsNoCopy) {
     Saved(L"2", L"Letter", "text");
     Saved(L"1", L"Report", "restored", true);
     EXPECT_EQ(FindSuperseded({L"1", L"2"}, m_all, {1, std::chrono::hours(1)}), Names{L"1"});
+}
+
+TEST_F(CheckpointsTest, DocumentsOfOneStoreAreDifferentOnesWhateverTheyAreCalled) {
+    Saved(L"2", L"Report", "text");
+    Saved(L"1", L"Letter", "restored", true);
+    Saved(L"1", L"Letter", "another without a name of its own");
+    EXPECT_EQ(FindSuperseded({L"1", L"2"}, m_all, {1, std::chrono::hours(1)}), Names{});
 }
 
 TEST_F(CheckpointsTest, OnlyTheNewestCopyOfADocumentIsOffered) {

@@ -147,6 +147,8 @@ TEST(DescribeProcessEnd, NamesExceptionsAndGivesTheNumber) {
     EXPECT_EQ(DescribeProcessEnd(0xC00000FD), L"a stack overflow (exception 0xC00000FD)");
     EXPECT_EQ(DescribeProcessEnd(0xC0001234), L"an exception 0xC0001234");
     EXPECT_EQ(DescribeProcessEnd(7), L"the exit code 7");
+    EXPECT_EQ(DescribeProcessEnd(0x7FFFFFFF), L"the exit code 2147483647");
+    EXPECT_EQ(DescribeProcessEnd(0x80000000), L"an exception 0x80000000");
 }
 
 TEST(StatusLine, IsWrittenOverAndTakenAwayAndFitsItsTerminal) {
