@@ -169,6 +169,9 @@ TEST(PrintfDirective, WhatIsCutIsTheEnd) {
     EXPECT_EQ(CPrintfDirective(L"5010s").PrintString(std::wstring(5000, L's')),
               blanks.substr(0, 10) + std::wstring(4085, L's'));
     EXPECT_EQ(CPrintfDirective(L".9999f").PrintFloat(0.5), L"0.5" + std::wstring(4092, L'0'));
+    // 309 digits, the point and 4095 more fill the field.
+    EXPECT_EQ(CPrintfDirective(L"4405.4095f").PrintFloat(std::numeric_limits<double>::max()).front(), L'1');
+    EXPECT_EQ(CPrintfDirective(L"4406.4095f").PrintFloat(std::numeric_limits<double>::max()).front(), L' ');
 }
 
 TEST(PrintfDirective, TheStackThatItTakesIsFixed) {

@@ -117,6 +117,12 @@ TEST(LogConfig, AProcessIsConfiguredOnceFollowsItsPropertiesFileAndKeepsItsSetti
     CLog4cxxConfigPeer::CheckPropertiesFile();
     EXPECT_EQ(Bytes(logFile).size(), size);
 
+    // A file that was put back is as new as one that was edited.
+    Touch(properties, -3600);
+    CLog4cxxConfigPeer::CheckPropertiesFile();
+    EXPECT_GT(Bytes(logFile).size(), size);
+    EXPECT_TRUE(Bytes(logFile).ends_with("Log config changed.\r\n"));
+
     // The file may define the appender itself; name and sizes still come from the settings.
     Put(properties, "log4j.rootLogger=INFO, TalvinorLogFile\n"
                     "log4j.appender.TalvinorLogFile=org.apache.log4j.RollingFileAppender\n"

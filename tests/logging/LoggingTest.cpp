@@ -2,6 +2,7 @@
 // SystemMessage.
 
 #include "base/LocaleText.h"
+#include "ImportHook.h"
 #include "LogLines.h"
 #include "ProcessUse.h"
 #include "logging/Logging.h"
@@ -163,4 +164,27 @@ TEST(Logging, TheSettingsAreCheckedBeforeALineAndNoOftenerThanAsked) {
     SetLogSettingsCheck(nullptr, 0);
     LogGlobal(log4cxx::Level::getInfo(), L"d");
     EXPECT_EQ(g_checks, 2);
+}
+
+namespace {
+ULONGLONG g_clock = 0;
+ULONGLONG WINAPI FixedTickCount() {
+    return g_clock;
+}
+} // namespace
+
+TEST(Logging, FromOneCheckToTheNextTheIntervalPasses) {
+    const CLogLines log;
+    const CImportHook hook(GetModuleHandleW(nullptr), "GetTickCount64", &FixedTickCount);
+    g_checks = 0;
+    g_clock = 100'000;
+    SetLogSettingsCheck(&CountCheck, 5000);
+    const std::pair<ULONGLONG, int> moments[] = {{100'000, 0}, {104'999, 0}, {105'000, 1}, {105'000, 1},
+                                                 {109'999, 1}, {110'000, 2}, {300'000, 3}, {304'999, 3}};
+    for (const auto& [moment, checks] : moments) {
+        g_clock = moment;
+        LogGlobal(log4cxx::Level::getInfo(), L"a");
+        EXPECT_EQ(g_checks, checks) << moment;
+    }
+    SetLogSettingsCheck(nullptr, 0);
 }
