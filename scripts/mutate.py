@@ -305,6 +305,8 @@ def print_table(entries):
 
 
 def main():
+    # What is put in is taken out again when this is ended.
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("words", nargs="*", metavar="WORD")
     for name in ("check", "compile", "area", "table"):
