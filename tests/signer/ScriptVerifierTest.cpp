@@ -253,6 +253,10 @@ TEST(ScriptVerifier, AnyTrustedRootDoesWhereTheMachineSaysSo) {
         EXPECT_EQ(untrusted, ReasonAgainst(text));
     }
     {
+        const CPolicyValue neither(L"AnyTrustedRoot", 2ul);
+        EXPECT_EQ(untrusted, ReasonAgainst(text));
+    }
+    {
         const CPolicyValue wrongType(L"AnyTrustedRoot", L"1");
         EXPECT_EQ(untrusted, ReasonAgainst(text));
     }

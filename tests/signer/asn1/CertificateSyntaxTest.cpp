@@ -69,7 +69,7 @@ TEST(CertificateSyntax, AKeyUsageThatClaimsBitsWhichItHasNotIsRefusedBeforeItIsD
     const CBytes good = Bytes({0x03, 0x02, 0x07, 0x80});
     for (const CBytes& usage :
          {Bytes({0x03, 0x01, 0xC7}), Bytes({0x03, 0x01, 0x07}), Bytes({0x03, 0x01, 0x00}), Bytes({0x03, 0x00}),
-          Bytes({0x03, 0x02, 0x08, 0x80}), Bytes({0x03, 0x02, 0xFF, 0x80})}) {
+          Bytes({0x03, 0x02, 0x08, 0x80}), Bytes({0x03, 0x02, 0x08, 0x00}), Bytes({0x03, 0x02, 0xFF, 0x80})}) {
         CCertificateParts spare = with(usage);
         spare.serial = DerInteger(7);
         EXPECT_EQ(refused, ReasonAgainst(SignedBy(with(usage).Join(Authority().RootKey()))))
@@ -271,6 +271,9 @@ TEST(CertificateSyntax, EachFieldTakesWhatIsRightForItAndNothingElse) {
         {"name of half a character", false, &Parts::issuer, name(commonName, Text(DerTag::BmpString, "abc"))},
         {"name of nothing", false, &Parts::issuer, name(commonName, {})},
         {"name of no kind", false, &Parts::issuer, name(DerNull(), Text(DerTag::PrintableString, "x"))},
+        {"name of two values", false, &Parts::subject,
+         DerSequence({DerElement(DerTag::Set, {DerSequence({commonName, Text(DerTag::PrintableString, "x"),
+                                                            Text(DerTag::PrintableString, "y")})})})},
         {"ends in 2120", true, &Parts::validity, validity(Text(DerTag::GeneralizedTime, "21200228235958Z"))},
         {"ends on the 30th of February", false, &Parts::validity, validity(Text(DerTag::UtcTime, "260230235958Z"))},
         {"ends with a fraction", false, &Parts::validity, validity(Text(DerTag::GeneralizedTime, "20260228235958.5Z"))},
@@ -279,6 +282,9 @@ TEST(CertificateSyntax, EachFieldTakesWhatIsRightForItAndNothingElse) {
         {"RSA", true, &Parts::key, key(szOID_RSA_RSA, DerNull(), withUnused(0, numbers))},
         {"RSA with parameters", false, &Parts::key, key(szOID_RSA_RSA, p256, withUnused(0, numbers))},
         {"RSA with unused bits", false, &Parts::key, key(szOID_RSA_RSA, DerNull(), withUnused(1, numbers))},
+        {"RSA with something behind it", false, &Parts::key,
+         DerSequence({DerSequence({DerOid(szOID_RSA_RSA), DerNull()}),
+                      DerElement(DerTag::BitString, {withUnused(0, numbers)}), DerNull()})},
         {"RSA with nothing", false, &Parts::key, key(szOID_RSA_RSA, DerNull(), Bytes({0}))},
         {"RSA with one number", false, &Parts::key,
          key(szOID_RSA_RSA, DerNull(), withUnused(0, DerSequence({DerInteger(7)})))},
