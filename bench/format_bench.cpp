@@ -14,6 +14,15 @@
 namespace {
 constexpr int Batch = 200;
 
+/// As the log and the checks have every message made.
+std::wstring Message(const wchar_t* format, ...) {
+    va_list args;
+    va_start(args, format);
+    std::wstring text = FormatMessageText(format, args);
+    va_end(args);
+    return text;
+}
+
 template <class... Args> std::wstring PrintBare(const wchar_t* format, Args... args) {
     wchar_t buffer[4096];
     const int length = _snwprintf_s(buffer, std::size(buffer), _TRUNCATE, format, args...);
@@ -22,17 +31,15 @@ template <class... Args> std::wstring PrintBare(const wchar_t* format, Args... a
 
 template <class... Args>
 void BesidePrint(benchmark::State& state, const wchar_t* format, const wchar_t* bare, Args... args) {
-    CStringFormatter& formatter = GlobalFormatter();
     CContest(state, 1.5, Batch)
-        .Run([&] { benchmark::DoNotOptimize(formatter.FormatNoThrow(format, args...)); },
+        .Run([&] { benchmark::DoNotOptimize(Message(format, args...)); },
              [&] { benchmark::DoNotOptimize(PrintBare(bare, args...)); });
 }
 
 template <class... Args>
 void BesideFmt(benchmark::State& state, const wchar_t* format, const wchar_t* theirs, Args... args) {
-    CStringFormatter& formatter = GlobalFormatter();
     CContest(state, 1.0, Batch)
-        .Run([&] { benchmark::DoNotOptimize(formatter.FormatNoThrow(format, args...)); },
+        .Run([&] { benchmark::DoNotOptimize(Message(format, args...)); },
              [&] { benchmark::DoNotOptimize(fmt::format(fmt::runtime(fmt::wstring_view(theirs)), args...)); });
 }
 

@@ -10,7 +10,6 @@
 
 #include <log4cxx/ndc.h>
 
-namespace {
 /// A class that logs, as the library's classes do.
 class CLogged {
 public:
@@ -22,6 +21,7 @@ private:
 };
 QUORLINE_CLASS_LOG(CLogged, L"Quorline.ScriptRunner")
 
+namespace {
 const log4cxx::LoggerPtr& Logger() {
     static const log4cxx::LoggerPtr logger = log4cxx::Logger::getLogger("Quorline.ScriptRunner");
     return logger;
