@@ -4,7 +4,21 @@
 
 #include <string_view>
 
+// Exported by every Windows and by Wine; declared for drivers alone.
+extern "C" NTSYSAPI LONG NTAPI NtQueryEvent(HANDLE event, int kind, void* information, ULONG size, ULONG* returned);
+
 namespace {
+/// Whether the event is set, or cannot be asked. Not by a wait that ends at once: systems let other threads run first
+/// when they end one, which on a busy machine takes longer than opening the stores.
+bool IsSet(HANDLE event) noexcept {
+    struct {
+        int type;
+        LONG state;
+    } information{};
+    constexpr int basic = 0;
+    return NtQueryEvent(event, basic, &information, sizeof information, nullptr) != 0 || information.state != 0;
+}
+
 /// Where the machine's stores are on record: its own, those of the domain, and those that policies bring.
 constexpr std::wstring_view Records[] = {L"Software\\Microsoft\\SystemCertificates",
                                          L"Software\\Microsoft\\EnterpriseCertificates",
@@ -43,7 +57,7 @@ CUniqueStore CMachineStores::Open(const wchar_t* name) {
 }
 
 bool CMachineStores::IsUnchanged() const {
-    return m_changed && WaitForSingleObject(m_changed.Get(), 0) == WAIT_TIMEOUT;
+    return m_changed && !IsSet(m_changed.Get());
 }
 
 /// False when the system will not tell of every change; nothing is kept open then.
