@@ -126,6 +126,8 @@ TEST_F(SaveTest, AnEngineThatDoesNotStartVetoesAndIsNamedHereAndInTheLog) {
     const std::string failed =
         "'without-engine.vbs', process " + std::to_string(m_running->Id()) + " did not come to its end: ";
     EXPECT_THAT(result.out, HasSubstr("failed     " + failed));
+    EXPECT_THAT(result.out, HasSubstr("; the log says more: "));
+    EXPECT_THAT(result.out, HasSubstr("\\Morvane\\Talvinor\\Logs\\TalvinorSession.log\r\n"));
     EXPECT_THAT(result.out, HasSubstr("vetoed     the machine must not enter hibernate"));
     EXPECT_THAT(ReadLogFile(), HasSubstr("The state change is vetoed: " + failed));
 }
