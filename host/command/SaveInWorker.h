@@ -16,7 +16,7 @@ struct CSaveRun {
     CWorkerWatch watch{};
     /// Told the worker's process identifier once it runs.
     std::function<void(unsigned long)> onStarted{};
-    std::wstring program = CWorkerProcess::OwnProgram();
+    std::wstring program = OwnProgram();
 };
 
 /// Completes the record of a save that its worker did not finish; why is the first of the troubles then. Throws

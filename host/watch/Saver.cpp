@@ -1,6 +1,7 @@
 #include "Saver.h"
 
 #include "ExitCode.h"
+#include "OwnProgram.h"
 #include "SaveInWorker.h"
 #include "base/UniqueHandle.h"
 
@@ -10,7 +11,7 @@
 namespace {
 /// The command, beside whichever program of ours runs: that one may have no console.
 std::wstring CommandProgram() {
-    const std::wstring own = CWorkerProcess::OwnProgram();
+    const std::wstring own = OwnProgram();
     return own.substr(0, own.find_last_of(L'\\') + 1) + L"quorline.exe";
 }
 

@@ -65,24 +65,6 @@ CUniqueHandle MakeJob() {
     return job;
 }
 
-/// A busy machine now and then refuses for the moment.
-bool StartPatiently(const std::wstring& program, const std::wstring& commandLine, STARTUPINFOEXW& startup,
-                    PROCESS_INFORMATION& started) {
-    constexpr int Tries = 20;
-    constexpr DWORD Pause = 50; // milliseconds, since nothing announces that it has come round
-    // A caller without a console would else see one open for each worker.
-    const DWORD window = GetConsoleWindow() == nullptr ? CREATE_NO_WINDOW : 0;
-    for (int count = 1;; ++count) {
-        std::wstring line = commandLine;
-        if (CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, TRUE, EXTENDED_STARTUPINFO_PRESENT | window,
-                           nullptr, nullptr, &startup.StartupInfo, &started))
-            return true;
-        if (GetLastError() != ERROR_INTERNAL_ERROR || count == Tries)
-            return false;
-        Sleep(Pause);
-    }
-}
-
 void WriteRequest(HANDLE pipe, const nlohmann::json& request) {
     const std::string line = request.dump() + "\n";
     DWORD written = 0;
@@ -106,12 +88,6 @@ std::wstring CWorkerEnd::Describe() const {
         break;
     }
     return DescribeProcessEnd(exitCode) + L" ended it after " + DescribeSeconds(stepTime);
-}
-
-std::wstring CWorkerProcess::OwnProgram() {
-    std::wstring path(32768, L'\0');
-    path.resize(GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
-    return path;
 }
 
 CWorkerProcess::CWorkerProcess(const nlohmann::json& request, const std::wstring& program) : m_job(MakeJob()) {
@@ -140,7 +116,7 @@ CWorkerProcess::CWorkerProcess(const nlohmann::json& request, const std::wstring
     PROCESS_INFORMATION started{};
     const std::wstring commandLine =
         L"\"" + program + L"\" worker " + std::to_wstring(reinterpret_cast<std::uintptr_t>(events.Get()));
-    if (!StartPatiently(program, commandLine, startup, started))
+    if (!StartPatiently(program, commandLine, true, EXTENDED_STARTUPINFO_PRESENT, startup.StartupInfo, started))
         ThrowStartFailure(GetLastError());
     m_process.Reset(started.hProcess);
     m_id = started.dwProcessId;

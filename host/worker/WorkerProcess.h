@@ -12,6 +12,7 @@
 
 #include "base/UniqueHandle.h"
 #include "EventPipe.h"
+#include "OwnProgram.h"
 
 #include <nlohmann/json.hpp>
 
@@ -70,9 +71,6 @@ public:
     CWorkerEnd Run(const CWorkerLimits& limits, const CWorkerWatch& watch);
 
     unsigned long Id() const { return m_id; }
-
-    /// The full path of the running program.
-    static std::wstring OwnProgram();
 
 private:
     using Clock = std::chrono::steady_clock;
