@@ -11,6 +11,8 @@
 namespace {
 
 constexpr const wchar_t* PasswordName = L"QUORLINE_PFX_PASSWORD";
+constexpr const wchar_t* Roots = L"Root";
+constexpr const wchar_t* Publishers = L"TrustedPublisher";
 
 void WriteFileBytes(const std::wstring& path, CBytesView bytes) {
     const CUniqueHandle file(CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr));
@@ -64,17 +66,25 @@ std::vector<CUniqueCertificate> ReadCertificates(const std::wstring& path) {
     return certificates;
 }
 
-CTrustPlaces::CTrustPlaces(PCCERT_CONTEXT certificate)
-    : root(IsSelfIssued(certificate)), publisher(HasUsage(certificate, szOID_PKIX_KP_CODE_SIGNING)) {}
+CTrustPlaces PlacesFor(PCCERT_CONTEXT certificate) {
+    return {IsSelfIssued(certificate), HasUsage(certificate, szOID_PKIX_KP_CODE_SIGNING)};
+}
 
 void TrustCertificate(PCCERT_CONTEXT certificate, const CTrustPlaces& places) {
     const auto add = [&](const wchar_t* store) {
         AddToStore(OpenSystemStore(CERT_SYSTEM_STORE_LOCAL_MACHINE, store, StoreAccess::Write).Get(), certificate);
     };
     if (places.root)
-        add(L"Root");
+        add(Roots);
     if (places.publisher)
-        add(L"TrustedPublisher");
+        add(Publishers);
+}
+
+CTrustPlaces FindTrust(PCCERT_CONTEXT certificate) {
+    const auto holds = [&](const wchar_t* name) {
+        return StoreHolds(OpenSystemStore(CERT_SYSTEM_STORE_LOCAL_MACHINE, name).Get(), certificate);
+    };
+    return {holds(Roots), holds(Publishers)};
 }
 
 CUniqueCertificate WriteDevelopmentCertificate(const std::wstring& path) {

@@ -17,14 +17,18 @@ std::vector<CUniqueCertificate> ReadCertificates(const std::wstring& path);
 /// In which of the machine's stores a certificate belongs: among the roots when it was issued by itself, among the
 /// publishers when it is for code signing.
 struct CTrustPlaces {
-    explicit CTrustPlaces(PCCERT_CONTEXT certificate);
-
     bool root;
     bool publisher;
+
+    bool operator==(const CTrustPlaces&) const = default;
 };
+CTrustPlaces PlacesFor(PCCERT_CONTEXT certificate);
 
 /// Puts a certificate where it belongs.
 void TrustCertificate(PCCERT_CONTEXT certificate, const CTrustPlaces& places);
+
+/// In which of the two stores a certificate is, as this process sees them.
+CTrustPlaces FindTrust(PCCERT_CONTEXT certificate);
 
 /// Makes a development certificate and writes it, without its key, to a file.
 CUniqueCertificate WriteDevelopmentCertificate(const std::wstring& path);

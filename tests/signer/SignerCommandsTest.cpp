@@ -108,7 +108,7 @@ TEST(SignerCommands, TrustStoresRootsAndPublishersWhereTheyBelong) {
     for (const std::wstring& path : {folder.Write(L"root.cer", Text(EncodedBytes(root.Get()))),
                                      folder.Write(L"both.pem", "# two\n" + Pem(leaf.Get()) + Pem(useless.Get()))})
         for (const CUniqueCertificate& certificate : ReadCertificates(path))
-            TrustCertificate(certificate.Get(), CTrustPlaces(certificate.Get()));
+            TrustCertificate(certificate.Get(), PlacesFor(certificate.Get()));
     EXPECT_TRUE(MachineHolds(L"Root", root.Get()));
     EXPECT_FALSE(MachineHolds(L"TrustedPublisher", root.Get()));
     EXPECT_TRUE(MachineHolds(L"TrustedPublisher", leaf.Get()));

@@ -36,6 +36,13 @@ TEST_F(TrustCommand, ADevelopmentCertificateIsTrustedByNobodyUntilItIsSaid) {
     EXPECT_TRUE(MachineHolds(L"TrustedPublisher", certificate));
 }
 
+TEST_F(TrustCommand, ANewProcessTellsWhetherTheTrustLasts) {
+    ASSERT_EQ(RunQuorline(L"cert --new-development --out " + Quoted(L"dev.cer")).exitCode, 0u);
+    EXPECT_EQ(RunQuorline(L"trusted " + Quoted(L"dev.cer")).exitCode, 1u);
+    ASSERT_EQ(RunQuorline(L"trust " + Quoted(L"dev.cer")).exitCode, 0u);
+    EXPECT_EQ(RunQuorline(L"trusted " + Quoted(L"dev.cer")).exitCode, 0u);
+}
+
 TEST_F(TrustCommand, AFileWithoutCertificatesIsNamed) {
     Put(L"no.cer", "no");
     const CProgramResult result = RunQuorline(L"trust " + Quoted(L"no.cer"));
