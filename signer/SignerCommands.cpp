@@ -80,6 +80,22 @@ void TrustCertificate(PCCERT_CONTEXT certificate, const CTrustPlaces& places) {
         add(Publishers);
 }
 
+CTrustPlaces DistrustCertificate(PCCERT_CONTEXT certificate) {
+    const CTrustPlaces found = FindTrust(certificate);
+    const auto remove = [&](const wchar_t* name) {
+        RemoveFromStore(OpenSystemStore(CERT_SYSTEM_STORE_LOCAL_MACHINE, name, StoreAccess::Write).Get(), certificate);
+        // Not every system writes the removal down before the store is opened the next time.
+        RegDeleteTreeW(HKEY_LOCAL_MACHINE, (std::wstring(L"Software\\Microsoft\\SystemCertificates\\") + name +
+                                            L"\\Certificates\\" + ThumbprintOf(certificate))
+                                               .c_str());
+    };
+    if (found.root)
+        remove(Roots);
+    if (found.publisher)
+        remove(Publishers);
+    return found;
+}
+
 CTrustPlaces FindTrust(PCCERT_CONTEXT certificate) {
     const auto holds = [&](const wchar_t* name) {
         return StoreHolds(OpenSystemStore(CERT_SYSTEM_STORE_LOCAL_MACHINE, name).Get(), certificate);

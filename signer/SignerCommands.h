@@ -27,6 +27,9 @@ CTrustPlaces PlacesFor(PCCERT_CONTEXT certificate);
 /// Puts a certificate where it belongs.
 void TrustCertificate(PCCERT_CONTEXT certificate, const CTrustPlaces& places);
 
+/// Takes a certificate out of both stores. Returns in which it was.
+CTrustPlaces DistrustCertificate(PCCERT_CONTEXT certificate);
+
 /// In which of the two stores a certificate is, as this process sees them.
 CTrustPlaces FindTrust(PCCERT_CONTEXT certificate);
 

@@ -19,7 +19,7 @@ void AddWorker(CCommandLine& line);
 // The signing commands, which need the signer alone.
 void AddSign(CCommandLine& line);
 void AddVerify(CCommandLine& line);
-void AddTrust(CCommandLine& line);
+void AddTrust(CCommandLine& line); // and distrust
 void AddCert(CCommandLine& line);
 
 inline void AddSigningCommands(CCommandLine& line) {

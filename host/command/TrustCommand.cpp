@@ -29,6 +29,18 @@ ordered_json Trust(PCCERT_CONTEXT certificate, ExitCode& code) {
     return Describe(certificate, places);
 }
 
+ordered_json Distrust(PCCERT_CONTEXT certificate) {
+    const std::wstring subject = SubjectOf(certificate);
+    const CTrustPlaces were = DistrustCertificate(certificate);
+    if (were.root)
+        PrintLine(subject + L": no trusted root any more, for programs started from now on");
+    if (were.publisher)
+        PrintLine(subject + L": no trusted publisher any more");
+    if (!were.root && !were.publisher)
+        PrintLine(subject + L": was not trusted");
+    return Describe(certificate, were);
+}
+
 /// What this process has open is not what others find there: a new one is asked.
 void RequireLasting(const std::wstring& file, const wchar_t* question, const wchar_t* trouble) {
     if (RunOwnProgram(std::wstring(question) + L" --quiet -- " + QuoteArgument(file)) != 0)
@@ -48,10 +60,27 @@ ExitCode RunTrust(const std::wstring& file, bool asJson) {
     return code;
 }
 
+ExitCode RunDistrust(const std::wstring& file, bool asJson) {
+    auto list = ordered_json::array();
+    for (const CUniqueCertificate& certificate : ReadCertificates(file))
+        list.push_back(Distrust(certificate.Get()));
+    RequireLasting(file, L"untrusted", L"this machine still trusts what is in");
+    if (asJson)
+        PrintJson({{"certificates", std::move(list)}});
+    return ExitCode::Done;
+}
+
 /// Whether each certificate of a file is where `trust` puts it.
 ExitCode AskTrusted(const std::wstring& file) {
     for (const CUniqueCertificate& certificate : ReadCertificates(file))
         if (FindTrust(certificate.Get()) != PlacesFor(certificate.Get()))
+            return ExitCode::Failed;
+    return ExitCode::Done;
+}
+
+ExitCode AskUntrusted(const std::wstring& file) {
+    for (const CUniqueCertificate& certificate : ReadCertificates(file))
+        if (FindTrust(certificate.Get()) != CTrustPlaces{false, false})
             return ExitCode::Failed;
     return ExitCode::Done;
 }
@@ -80,5 +109,13 @@ void AddTrust(CCommandLine& line) {
                     {ExitCode::Done, ExitCode::Failed},
                     R"({"certificates": [{"subject", "thumbprint", "root", "publisher"}]})"},
                    &RunTrust);
+    AddFileCommand(line,
+                   {"distrust",
+                    "Take back what trust did, in both stores",
+                    {"distrust quorline-development.cer"},
+                    {ExitCode::Done, ExitCode::Failed},
+                    R"({"certificates": [{"subject", "thumbprint", "root", "publisher": whether it was one}]})"},
+                   &RunDistrust);
     AddQuestion(line, "trusted", &AskTrusted);
+    AddQuestion(line, "untrusted", &AskUntrusted);
 }

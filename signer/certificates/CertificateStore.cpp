@@ -26,6 +26,19 @@ bool Names(const CERT_EXTENSION& usages, const char* usage) {
     return false;
 }
 
+/// Empty when the store does not hold exactly this one.
+CUniqueCertificate FindInStore(HCERTSTORE store, PCCERT_CONTEXT certificate) {
+    CUniqueCertificate found;
+    // The system compares issuer and serial number only; that is where a forgery would begin.
+    while (store != nullptr) {
+        found = CUniqueCertificate(
+            CertFindCertificateInStore(store, X509_ASN_ENCODING, 0, CERT_FIND_EXISTING, certificate, found.Detach()));
+        if (!found || SameBytes(EncodedBytes(found.Get()), EncodedBytes(certificate)))
+            break;
+    }
+    return found;
+}
+
 } // namespace
 
 CUniqueStore OpenSystemStore(DWORD where, const wchar_t* name, StoreAccess access) {
@@ -38,22 +51,19 @@ CUniqueStore OpenSystemStore(DWORD where, const wchar_t* name, StoreAccess acces
 }
 
 bool StoreHolds(HCERTSTORE store, PCCERT_CONTEXT certificate) {
-    CUniqueCertificate found;
-    // The system compares issuer and serial number only; that is where a forgery would begin.
-    while (store != nullptr) {
-        found = CUniqueCertificate(
-            CertFindCertificateInStore(store, X509_ASN_ENCODING, 0, CERT_FIND_EXISTING, certificate, found.Detach()));
-        if (!found)
-            break;
-        if (SameBytes(EncodedBytes(found.Get()), EncodedBytes(certificate)))
-            return true;
-    }
-    return false;
+    return static_cast<bool>(FindInStore(store, certificate));
 }
 
 void AddToStore(HCERTSTORE store, PCCERT_CONTEXT certificate) {
     if (!CertAddCertificateContextToStore(store, certificate, CERT_STORE_ADD_REPLACE_EXISTING, nullptr))
         ThrowLastError(L"cannot add the certificate '" + SubjectOf(certificate) + L"' to the store");
+}
+
+void RemoveFromStore(HCERTSTORE store, PCCERT_CONTEXT certificate) {
+    CUniqueCertificate found = FindInStore(store, certificate);
+    // The call frees the certificate, also when it fails.
+    if (found && !CertDeleteCertificateFromStore(found.Detach()))
+        ThrowLastError(L"cannot take the certificate '" + SubjectOf(certificate) + L"' out of the store");
 }
 
 std::wstring SubjectOf(PCCERT_CONTEXT certificate) {

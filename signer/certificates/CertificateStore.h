@@ -19,6 +19,9 @@ bool StoreHolds(HCERTSTORE store, PCCERT_CONTEXT certificate);
 /// Throws CSignerError.
 void AddToStore(HCERTSTORE store, PCCERT_CONTEXT certificate);
 
+/// Takes exactly this certificate out of the store, if it is there. Throws CSignerError.
+void RemoveFromStore(HCERTSTORE store, PCCERT_CONTEXT certificate);
+
 /// The subject's distinguished name, fit for one line of a log: whoever made the certificate chose it.
 std::wstring SubjectOf(PCCERT_CONTEXT certificate);
 

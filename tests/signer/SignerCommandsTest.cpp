@@ -94,7 +94,7 @@ private:
     CUniqueCertificate m_certificate;
 };
 
-TEST(SignerCommands, TrustStoresRootsAndPublishersWhereTheyBelong) {
+TEST(SignerCommands, TrustStoresRootsAndPublishersWhereTheyBelongAndDistrustTakesThemOut) {
     // Not called as the test root: a chain could end in the one or the other.
     const CUniqueCertificate root = Authority().IssueRoot(L"CN=Quorline Other Test Root");
     const CUniqueCertificate leaf = Authority().Issue(CodeSigningRequest(L"CN=Leaf"), root.Get());
@@ -115,6 +115,12 @@ TEST(SignerCommands, TrustStoresRootsAndPublishersWhereTheyBelong) {
     EXPECT_FALSE(MachineHolds(L"Root", leaf.Get()));
     EXPECT_FALSE(MachineHolds(L"TrustedPublisher", useless.Get()));
     EXPECT_FALSE(MachineHolds(L"Root", useless.Get()));
+
+    EXPECT_EQ(DistrustCertificate(root.Get()), (CTrustPlaces{true, false}));
+    EXPECT_EQ(DistrustCertificate(leaf.Get()), (CTrustPlaces{false, true}));
+    EXPECT_EQ(DistrustCertificate(useless.Get()), (CTrustPlaces{false, false}));
+    EXPECT_EQ(FindTrust(root.Get()), (CTrustPlaces{false, false}));
+    EXPECT_EQ(FindTrust(leaf.Get()), (CTrustPlaces{false, false}));
 }
 
 /// Deletes the key of a development certificate at the end.

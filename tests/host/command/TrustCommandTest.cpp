@@ -36,11 +36,29 @@ TEST_F(TrustCommand, ADevelopmentCertificateIsTrustedByNobodyUntilItIsSaid) {
     EXPECT_TRUE(MachineHolds(L"TrustedPublisher", certificate));
 }
 
+TEST_F(TrustCommand, DistrustTakesBackBothStores) {
+    ASSERT_EQ(RunQuorline(L"cert --new-development --out " + Quoted(L"dev.cer")).exitCode, 0u);
+    ASSERT_EQ(RunQuorline(L"trust " + Quoted(L"dev.cer")).exitCode, 0u);
+    const auto certificates = ReadCertificates(Path(L"dev.cer"));
+    const PCCERT_CONTEXT certificate = certificates.at(0).Get();
+    const CProgramResult result = RunQuorline(L"distrust --json " + Quoted(L"dev.cer"));
+    EXPECT_EQ(result.exitCode, 0u) << result.err;
+    EXPECT_FALSE(MachineHolds(L"Root", certificate));
+    EXPECT_FALSE(MachineHolds(L"TrustedPublisher", certificate));
+    const auto said = nlohmann::json::parse(result.out)["certificates"][0];
+    EXPECT_EQ(said["thumbprint"], ToUtf8(ThumbprintOf(certificate)));
+    EXPECT_EQ(said["root"], true);
+    EXPECT_EQ(said["publisher"], true);
+    EXPECT_THAT(RunQuorline(L"distrust " + Quoted(L"dev.cer")).out, HasSubstr("was not trusted"));
+}
+
 TEST_F(TrustCommand, ANewProcessTellsWhetherTheTrustLasts) {
     ASSERT_EQ(RunQuorline(L"cert --new-development --out " + Quoted(L"dev.cer")).exitCode, 0u);
     EXPECT_EQ(RunQuorline(L"trusted " + Quoted(L"dev.cer")).exitCode, 1u);
+    EXPECT_EQ(RunQuorline(L"untrusted " + Quoted(L"dev.cer")).exitCode, 0u);
     ASSERT_EQ(RunQuorline(L"trust " + Quoted(L"dev.cer")).exitCode, 0u);
     EXPECT_EQ(RunQuorline(L"trusted " + Quoted(L"dev.cer")).exitCode, 0u);
+    EXPECT_EQ(RunQuorline(L"untrusted " + Quoted(L"dev.cer")).exitCode, 1u);
 }
 
 TEST_F(TrustCommand, AFileWithoutCertificatesIsNamed) {
