@@ -1,8 +1,8 @@
 #include "config/PropertyService.h"
 
 #include "base/EffectiveToken.h"
+#include "base/MachineDirectory.h"
 #include "base/PathHelper.h"
-#include "config/MachineDirectory.h"
 #include "config/RegistryReader.h"
 #include "logging/ClassLog.h"
 

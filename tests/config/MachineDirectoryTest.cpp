@@ -1,13 +1,13 @@
 // The rights of the directories that the property service makes: as they are asked for, and as they read back. Wine
 // keeps of an access list what Unix rights can say: the owner's, the system's and those of everybody; it knows no owner
-// but the user and no group of users. Proves config/MachineDirectory.
+// but the user and no group of users. Proves base/MachineDirectory.
 
 #include "ClientKey.h"
 #include "base/UniqueHandle.h"
 #include "ImportHook.h"
 #include "LogLines.h"
 #include "TempFolder.h"
-#include "config/MachineDirectory.h"
+#include "base/MachineDirectory.h"
 #include "config/PropertyService.h"
 
 #include <gmock/gmock.h>

@@ -1,4 +1,4 @@
-#include "config/MachineDirectory.h"
+#include "base/MachineDirectory.h"
 
 #include "base/UniqueHandle.h"
 
