@@ -5,7 +5,7 @@
 #include "InternalSavedDocument.h"
 #include "ScriptExecution/InfoFileFields.h"
 #include "JsonText.h"
-#include "StoreCatalog.h"
+#include "StoreFiles.h"
 
 #include <algorithm>
 #include <utility>
@@ -52,42 +52,79 @@ constexpr std::pair<InfoFileElement, const char*> JsonNames[] = {{InfoFileElemen
                                                                  {InfoFileElement::SaveScript, "saveScript"},
                                                                  {InfoFileElement::RestoreScript, "restoreScript"}};
 
-ordered_json DocumentJson(const CInternalSavedDocument* document) {
+ordered_json DocumentJson(const CStoreEntry& store, const CInternalSavedDocument* document) {
     ordered_json json;
     for (const auto& [element, name] : JsonNames)
         json[name] = ToUtf8(std::ranges::find(GetInfoFileFields(), element, &CInfoFileField::element)->get(*document));
     json["recovered"] = IsRecovered(document);
+    const CSavedCopyAnswer copy = ExamineCopyOf(store, *document);
+    json["missing"] = copy.kind == CSavedCopyAnswer::Kind::Missing;
+    if (copy.kind == CSavedCopyAnswer::Kind::Refused)
+        json["problem"] = ToUtf8(copy.reason);
+    return json;
+}
+
+ordered_json StoreJson(const CStoreEntry& store) {
+    ordered_json json{{"name", ToUtf8(store.name)},
+                      {"directory", ToUtf8(store.directory)},
+                      {"time", ToUtf8(TimeOf(store))},
+                      {"state", ToUtf8(StateOf(store))}};
+    if (store.info) {
+        json["documents"] = ordered_json::array();
+        for (const auto* document : DocumentsInOrder(store))
+            json["documents"].push_back(DocumentJson(store, document));
+    } else {
+        json["problem"] = ToUtf8(store.problem);
+    }
+    json["unrecorded"] = ordered_json::array();
+    for (const auto& path : FindUnrecorded(store))
+        json["unrecorded"].push_back(ToUtf8(path));
     return json;
 }
 
 void PrintStoresJson(const std::vector<CStoreEntry>& stores) {
     ordered_json list = ordered_json::array();
-    for (const auto& store : stores) {
-        ordered_json entry{{"name", ToUtf8(store.name)}, {"directory", ToUtf8(store.directory)}};
-        if (store.info) {
-            entry["documents"] = ordered_json::array();
-            for (const auto* document : DocumentsInOrder(store))
-                entry["documents"].push_back(DocumentJson(document));
-        } else {
-            entry["problem"] = ToUtf8(store.problem);
-        }
-        list.push_back(std::move(entry));
-    }
+    for (const auto& store : stores)
+        list.push_back(StoreJson(store));
     PrintJson({{"stores", std::move(list)}});
+}
+
+void PrintDocument(const CStoreEntry& store, const CInternalSavedDocument* document) {
+    const auto note = [](const std::wstring& text) { PrintLine(L"               " + text); };
+    const CSavedCopyAnswer copy = ExamineCopyOf(store, *document);
+    const bool isMissing = copy.kind == CSavedCopyAnswer::Kind::Missing;
+    PrintLine((IsRecovered(document) ? L"  recovered    "
+               : isMissing           ? L"  missing      "
+                                     : L"  unrecovered  ") +
+              Text(document, &CInternalSavedDocument::GetDocTempPath));
+    const std::wstring application = Text(document, &CInternalSavedDocument::GetAppExeImageName);
+    const std::wstring script = Text(document, &CInternalSavedDocument::GetSaveScriptName);
+    if (!application.empty())
+        note(L"of " + application + (script.empty() ? L"" : L", by " + script));
+    if (IsRecovered(document) && isMissing)
+        note(copy.reason);
+    if (copy.kind == CSavedCopyAnswer::Kind::Refused)
+        note(L"is not restored: " + copy.reason);
+}
+
+std::wstring DescribeChange(const CStoreEntry& store) {
+    const std::wstring time = TimeOf(store);
+    const std::wstring state = StateOf(store);
+    return (state.empty() ? L"state not recorded" : state) + (time.empty() ? L"" : L", " + time);
 }
 
 void PrintTable(const std::vector<CStoreEntry>& stores) {
     std::size_t unrecovered = 0;
     for (const auto& store : stores) {
-        PrintLine(store.name);
+        PrintLine(store.name + L"  " + DescribeChange(store));
         if (!store.info)
             PrintLine(L"  unreadable   " + store.problem);
         for (const auto* document : DocumentsInOrder(store)) {
-            const bool recovered = IsRecovered(document);
-            unrecovered += recovered ? 0 : 1;
-            PrintLine((recovered ? L"  recovered    " : L"  unrecovered  ") +
-                      Text(document, &CInternalSavedDocument::GetDocTempPath));
+            unrecovered += IsRecovered(document) ? 0 : 1;
+            PrintDocument(store, document);
         }
+        for (const auto& path : FindUnrecorded(store))
+            PrintLine(L"  unrecorded   " + path);
     }
     PrintLine(std::to_wstring(unrecovered) + (unrecovered == 1 ? L" unrecovered document" : L" unrecovered documents") +
               L" in " + StoresDirectory());
@@ -95,26 +132,30 @@ void PrintTable(const std::vector<CStoreEntry>& stores) {
 
 ExitCode RunHistory(bool asJson) {
     const CHostApartment apartment;
-    const auto stores = ReadInOrder();
+    auto stores = ReadInOrder();
+    ExitCode code = ExitCode::Done;
+    for (const auto& store : stores)
+        if (!store.info) {
+            PrintError(L"the info file of the store '" + store.name + L"' cannot be read: " + store.problem);
+            code = ExitCode::Failed;
+        }
+    // Nothing says that they ever were stores.
+    std::ranges::move(FindStoresWithoutRecord(), std::back_inserter(stores));
     if (asJson)
         PrintStoresJson(stores);
     else
         PrintTable(stores);
-    for (const auto& store : stores)
-        if (!store.info)
-            PrintError(L"the info file of the store '" + store.name + L"' cannot be read: " + store.problem);
-    return std::all_of(stores.begin(), stores.end(), [](const auto& store) { return store.info != nullptr; })
-               ? ExitCode::Done
-               : ExitCode::Failed;
+    return code;
 }
 } // namespace
 
 void AddHistory(CCommandLine& line) {
     line.Add({"history",
-              "List the saved documents, those not yet recovered first",
+              "List the stores and their documents, those not yet recovered first",
               {"history", "history --json"},
               {ExitCode::Done, ExitCode::Failed},
-              R"({"stores": [{"name", "directory", "documents": [{"name", "originalPath", "savedCopy", "application",)"
-              R"( "applicationPath", "saveScript", "restoreScript", "recovered"}] or "problem"}]})"},
+              R"({"stores": [{"name", "directory", "time", "state", "documents": [{"name", "originalPath",)"
+              R"( "savedCopy", "application", "applicationPath", "saveScript", "restoreScript", "recovered",)"
+              R"( "missing", "problem" of a copy that is left alone}] or "problem", "unrecorded": []}]})"},
              [](const CCommonOptions& options) { return RunHistory(options.json); });
 }
