@@ -12,6 +12,8 @@ WINEPREFIX=${WINEPREFIX:-$ROOT/build/prefix}
 export WINEPREFIX
 # Wine links the documents folder to HOME, and tests write there.
 export HOME=$WINEPREFIX-home
+# Wine's recycle bin is the trash below this folder, which it does not make by itself.
+mkdir -p "$HOME/.local/share"
 export WINEARCH=win64 LANG=C.UTF-8 LC_ALL=C.UTF-8
 export WINEDEBUG=${WINEDEBUG:--all}
 # No offers to download a .NET runtime or a browser engine, no entries for the desktop's menus, and no debugger for a

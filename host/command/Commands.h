@@ -9,6 +9,7 @@ void AddSave(CCommandLine& line);
 void AddRestore(CCommandLine& line);
 void AddTry(CCommandLine& line);
 void AddHistory(CCommandLine& line);
+void AddForget(CCommandLine& line);
 void AddCheck(CCommandLine& line);
 void AddApps(CCommandLine& line);
 void AddWatch(CCommandLine& line);

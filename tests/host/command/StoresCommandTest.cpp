@@ -99,3 +99,80 @@ TEST_F(StoresCommand, ACopyElsewhereIsNotEvenLookedAt) {
                 HasSubstr("               is not restored: it does not lie in the directory of its store\r\n"));
     EXPECT_EQ(History()[0]["documents"][0]["problem"], "it does not lie in the directory of its store");
 }
+
+TEST_F(StoresCommand, AnUnrecoveredDocumentIsForgottenOnlyWhenItIsSaidSo) {
+    MakeStore(m_documents, L"1", {{L"a.txt", true}});
+    MakeStore(m_documents, L"2", {{L"a.txt", true}, {L"b.txt"}});
+    const CProgramResult refused = RunQuorline(L"forget --permanently 1 2");
+    EXPECT_EQ(refused.exitCode, 2u);
+    EXPECT_THAT(refused.err,
+                AllOf(HasSubstr("the store '2' may be needed, '"), HasSubstr("b.txt' was not restored yet"),
+                      HasSubstr("nothing was deleted. Restore it first, or give --yes")));
+    EXPECT_TRUE(IsThere(L"1"));
+    EXPECT_TRUE(IsThere(L"2"));
+    EXPECT_EQ(RunQuorline(L"forget --permanently --yes 1 2").exitCode, 0u);
+    EXPECT_FALSE(IsThere(L"1"));
+    EXPECT_FALSE(IsThere(L"2"));
+}
+
+TEST_F(StoresCommand, WhatWasRestoredIsForgottenOnceItIsOldEnough) {
+    MakeOld(MakeStore(m_documents, L"young", {{L"a.txt", true}}), 29);
+    MakeOld(MakeStore(m_documents, L"old", {{L"a.txt", true}}), 31);
+    MakeOld(MakeStore(m_documents, L"needed", {{L"a.txt"}}), 31);
+    const CProgramResult result = RunQuorline(L"forget --recovered --older-than 30d --json");
+    EXPECT_EQ(result.exitCode, 0u) << result.err;
+    const auto answer = nlohmann::json::parse(result.out);
+    ASSERT_EQ(answer["deleted"].size(), 1u);
+    EXPECT_EQ(answer["deleted"][0], ToUtf8((m_documents.Base() / L"old").wstring()));
+    ASSERT_EQ(answer["kept"].size(), 1u);
+    EXPECT_THAT(answer["kept"][0]["reason"], HasSubstr("a.txt' was not restored yet"));
+    EXPECT_TRUE(IsThere(L"young"));
+    EXPECT_TRUE(IsThere(L"needed"));
+    EXPECT_FALSE(IsThere(L"old"));
+    EXPECT_EQ(RunQuorline(L"forget --recovered").exitCode, 0u);
+    EXPECT_FALSE(IsThere(L"young"));
+    EXPECT_TRUE(IsThere(L"needed"));
+}
+
+TEST_F(StoresCommand, WhatIsForgottenLiesInTheRecycleBinUnlessItIsToGoForGood) {
+    MakeStore(m_documents, L"1", {{L"a.txt", true}});
+    MakeStore(m_documents, L"2", {{L"a.txt", true}});
+    const long long before = Recycled();
+    EXPECT_THAT(RunQuorline(L"forget 1").out, HasSubstr("recycled   "));
+    EXPECT_FALSE(IsThere(L"1"));
+    EXPECT_EQ(Recycled(), before + 1);
+    EXPECT_THAT(RunQuorline(L"forget 2 --permanently").out, HasSubstr("deleted    "));
+    EXPECT_FALSE(IsThere(L"2"));
+    EXPECT_EQ(Recycled(), before + 1);
+}
+
+TEST_F(StoresCommand, AFileThatNoRecordNamesKeepsItsStoreAndSoDoesAnUnreadableRecord) {
+    MakeStore(m_documents, L"1", {{L"a.txt", true}});
+    std::ofstream(m_documents.Base() / L"1" / L"by-itself.txt") << "x";
+    std::filesystem::create_directories(m_documents.Base() / L"broken");
+    std::ofstream(m_documents.Base() / L"broken" / L"info.xml") << "<Nothing";
+    const CProgramResult result = RunQuorline(L"forget --recovered");
+    EXPECT_EQ(result.exitCode, 0u);
+    EXPECT_THAT(result.out, AllOf(HasSubstr("no record names '"), HasSubstr("by-itself.txt'"),
+                                  HasSubstr("its documents are not known: ")));
+    EXPECT_TRUE(IsThere(L"1"));
+    EXPECT_EQ(RunQuorline(L"forget broken").exitCode, 2u);
+    EXPECT_TRUE(IsThere(L"broken"));
+    EXPECT_EQ(RunQuorline(L"forget broken --yes --permanently").exitCode, 0u);
+    EXPECT_FALSE(IsThere(L"broken"));
+}
+
+TEST_F(StoresCommand, OnlyStoresAreForgotten) {
+    MakeStore(m_documents, L"1", {{L"a.txt", true}});
+    for (const wchar_t* named : {L".", L"..", L"..\\1\\..", L"none", L"1\\a.txt"}) {
+        const CProgramResult result = RunQuorline(std::wstring(L"forget --yes --permanently ") + named);
+        EXPECT_EQ(result.exitCode, 2u);
+        EXPECT_THAT(result.err, HasSubstr("'quorline history' lists them"));
+    }
+    EXPECT_EQ(RunQuorline(L"forget").exitCode, 2u);
+    EXPECT_EQ(RunQuorline(L"forget 1 --recovered").exitCode, 2u);
+    EXPECT_EQ(RunQuorline(L"forget 1 --older-than 30d").exitCode, 2u);
+    EXPECT_TRUE(IsThere(L"1"));
+    EXPECT_EQ(RunQuorline(L"forget --recovered").exitCode, 0u);
+    EXPECT_THAT(RunQuorline(L"forget --recovered").out, HasSubstr("nothing to forget"));
+}
