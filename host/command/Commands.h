@@ -12,6 +12,7 @@ void AddHistory(CCommandLine& line);
 void AddForget(CCommandLine& line);
 void AddCheck(CCommandLine& line);
 void AddApps(CCommandLine& line);
+void AddRegister(CCommandLine& line); // and unregister
 void AddWatch(CCommandLine& line);
 
 /// What the program starts itself as; nobody types it, and no help names it.

@@ -58,7 +58,7 @@ TEST_F(CommandTest, AnUnregisteredComponentIsNamedWithWhatToDo) {
         RunProgram(L"regsvr32 /s /u " + path);
         const CProgramResult result = Save();
         EXPECT_EQ(result.exitCode, 4u) << result.err;
-        EXPECT_THAT(result.err, HasSubstr("is not registered on this machine; run: regsvr32 "));
+        EXPECT_THAT(result.err, HasSubstr("is not registered; run as administrator: quorline register"));
         EXPECT_EQ(Lines(result.err), 1u) << result.err;
         RunProgram(L"regsvr32 /s " + path);
     }
@@ -71,7 +71,9 @@ TEST_F(CommandTest, TheSessionServerWithoutItsProxiesIsNotRegistered) {
     const CProgramResult result = Save();
     Register(L"");
     EXPECT_EQ(result.exitCode, 4u) << result.err;
-    EXPECT_THAT(result.err, HasSubstr("is not registered on this machine; run: regsvr32 QuorlineHost.dll"));
+    EXPECT_THAT(result.err,
+                HasSubstr("the session server is not registered: the proxies of its interfaces are missing; run as "
+                          "administrator: quorline register"));
     EXPECT_EQ(Lines(result.err), 1u) << result.err;
     EXPECT_EQ(Save().exitCode, 0u);
 }
