@@ -13,6 +13,7 @@ void AddForget(CCommandLine& line);
 void AddCheck(CCommandLine& line);
 void AddApps(CCommandLine& line);
 void AddRegister(CCommandLine& line); // and unregister
+void AddDoctor(CCommandLine& line);
 void AddWatch(CCommandLine& line);
 
 /// What the program starts itself as; nobody types it, and no help names it.

@@ -8,7 +8,7 @@ int wmain(int count, wchar_t** values) {
                       "them.",
                       LibraryLog::Written);
     for (const auto add : {&AddSave, &AddRestore, &AddTry, &AddHistory, &AddForget, &AddCheck, &AddApps, &AddRegister,
-                           &AddWatch, &AddSigningCommands, &AddWorker})
+                           &AddDoctor, &AddWatch, &AddSigningCommands, &AddWorker})
         add(line);
     return line.Run(count, values);
 }
