@@ -12,6 +12,7 @@ void AddHistory(CCommandLine& line);
 void AddForget(CCommandLine& line);
 void AddCheck(CCommandLine& line);
 void AddApps(CCommandLine& line);
+void AddPower(CCommandLine& line);    // standby, hibernate, shutdown
 void AddRegister(CCommandLine& line); // and unregister
 void AddDoctor(CCommandLine& line);
 void AddWatch(CCommandLine& line);
