@@ -10,6 +10,7 @@ void AddRestore(CCommandLine& line);
 void AddTry(CCommandLine& line);
 void AddHistory(CCommandLine& line);
 void AddForget(CCommandLine& line);
+void AddNew(CCommandLine& line);
 void AddCheck(CCommandLine& line);
 void AddApps(CCommandLine& line);
 void AddPower(CCommandLine& line);    // standby, hibernate, shutdown

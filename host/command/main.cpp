@@ -7,8 +7,8 @@ int wmain(int count, wchar_t** values) {
                       "Saves the open documents of protected applications before a power state change and restores "
                       "them.",
                       LibraryLog::Written);
-    for (const auto add : {&AddSave, &AddRestore, &AddTry, &AddHistory, &AddForget, &AddCheck, &AddApps, &AddPower,
-                           &AddRegister, &AddDoctor, &AddWatch, &AddSigningCommands, &AddWorker})
+    for (const auto add : {&AddSave, &AddRestore, &AddTry, &AddHistory, &AddForget, &AddNew, &AddCheck, &AddApps,
+                           &AddPower, &AddRegister, &AddDoctor, &AddWatch, &AddSigningCommands, &AddWorker})
         add(line);
     return line.Run(count, values);
 }
