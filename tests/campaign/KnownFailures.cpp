@@ -358,22 +358,24 @@ bool CannotFail(const std::string& function) {
             return true;
     static const std::set<std::string> functions{
         // What only answers, and what has no way of saying that it failed.
-        "AcquireSRWLockExclusive", "CompareFileTime", "ConvertDefaultLocale", "CertDuplicateCertificateContext",
-        "CertDuplicateStore", "CertFreeCertificateChain", "CertFreeCertificateContext", "CoUninitialize",
-        "CryptDestroyHash", "CryptDestroyKey", "CryptReleaseContext", "DeleteCriticalSection",
-        "DisableThreadLibraryCalls", "EnterCriticalSection", "FreeLibrary", "FreeLibraryAndExitThread",
-        "GetCurrentProcess", "GetCurrentProcessId", "GetCurrentThread", "GetCurrentThreadId", "GetLastError",
-        "GetLengthSid", "GetLocalTime", "GetSidIdentifierAuthority", "GetSidSubAuthority", "GetSidSubAuthorityCount",
-        "GetSystemMetrics", "GetSystemTime", "GetSystemTimeAsFileTime", "GetThreadLocale", "GetTickCount64",
-        "GetUserDefaultLCID", "InitializeCriticalSection", "IsDBCSLeadByteEx", "LeaveCriticalSection", "LocalFree",
-        "NCryptFreeObject", "OutputDebugStringW", "RegisterClipboardFormatW", "ReleaseSRWLockExclusive",
-        "RpcStringFreeW", "RtlDllShutdownInProgress", "SafeArrayDestroy", "SafeArrayGetDim", "SetLastError", "Sleep",
-        "SysFreeString", "SysStringLen", "TlsGetValue", "TryAcquireSRWLockExclusive", "VariantInit",
+        "AcquireSRWLockExclusive", "AcquireSRWLockShared", "CompareFileTime", "ConvertDefaultLocale",
+        "CertDuplicateCertificateContext", "CertDuplicateStore", "CertFreeCertificateChain",
+        "CertFreeCertificateContext", "CoUninitialize", "CryptDestroyHash", "CryptDestroyKey", "CryptReleaseContext",
+        "DeleteCriticalSection", "DisableThreadLibraryCalls", "EnterCriticalSection", "FreeLibrary",
+        "FreeLibraryAndExitThread", "GetCurrentProcess", "GetCurrentProcessId", "GetCurrentThread",
+        "GetCurrentThreadId", "GetLastError", "GetLengthSid", "GetLocalTime", "GetSidIdentifierAuthority",
+        "GetSidSubAuthority", "GetSidSubAuthorityCount", "GetSystemMetrics", "GetSystemTime", "GetSystemTimeAsFileTime",
+        "GetThreadLocale", "GetTickCount64", "GetUserDefaultLCID", "InitializeCriticalSection", "IsDBCSLeadByteEx",
+        "LeaveCriticalSection", "LocalFree", "NCryptFreeObject", "OutputDebugStringW", "RegisterClipboardFormatW",
+        "ReleaseSRWLockExclusive", "ReleaseSRWLockShared", "RpcStringFreeW", "RtlDllShutdownInProgress",
+        "SafeArrayDestroy", "SafeArrayGetDim", "SetLastError", "Sleep", "SysFreeString", "SysStringLen", "TlsGetValue",
+        "TryAcquireSRWLockExclusive", "VariantInit",
         // The same of the C runtime.
-        "__C_specific_handler", "___lc_codepage_func", "___mb_cur_max_func", "__iob_func", "_amsg_exit", "_assert",
-        "_errno", "_initterm", "_lock", "_resetstkoflw", "_unlock", "_vsnprintf", "_wcserror", "_wcsicmp", "_wcsnicmp",
-        "_wtoi", "abort", "feof", "ferror", "free", "getenv", "iswspace", "iswxdigit", "localeconv", "memcmp", "memcpy",
-        "memmove", "memset", "strerror", "strlen", "strncmp", "strtoul", "towupper", "wcscmp", "wcslen"};
+        "__C_specific_handler", "__emutls_get_address", "___lc_codepage_func", "___mb_cur_max_func", "__iob_func",
+        "_amsg_exit", "_assert", "_errno", "_initterm", "_lock", "_resetstkoflw", "_unlock", "_vsnprintf", "_wcserror",
+        "_wcsicmp", "_wcsnicmp", "_wtoi", "abort", "feof", "ferror", "free", "getenv", "iswspace", "iswxdigit",
+        "localeconv", "memcmp", "memcpy", "memmove", "memset", "strerror", "strlen", "strncmp", "strtoul", "towupper",
+        "wcscmp", "wcslen"};
     return functions.contains(function);
 }
 
