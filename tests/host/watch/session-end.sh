@@ -34,9 +34,13 @@ save_script() { # sample
 
 start_prefix
 find "$DRIVE/users" -path '*Local/Morvane' -prune -exec rm -rf {} +
-for dll in Quorline QuorlineHost QuorlineSigner; do
-    "$WINE" regsvr32 /s "$(windows_path "$PROGRAM/$dll.dll")" || fail "regsvr32 $dll.dll failed"
-done
+register() { # options...
+    local dll
+    for dll in Quorline QuorlineHost QuorlineSigner; do
+        "$WINE" regsvr32 /s "$@" "$(windows_path "$PROGRAM/$dll.dll")" || fail "regsvr32 $* $dll.dll failed"
+    done
+}
+register
 signed_samples "$SCRIPTS"
 
 step "the end of a session saves, and the next start brings the document back"
@@ -72,4 +76,5 @@ log_has 'The last session ended without notice' || fail "the log does not tell o
 wait_until "the checkpoint's text did not come back" window_shows "$TEXT"
 quorline watch --stop >/dev/null
 end_notepads
+register /u # the tests of the packages come to this prefix, too
 step "done"
