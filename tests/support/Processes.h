@@ -19,10 +19,22 @@ inline CUniqueHandle FindProcess(const std::function<bool(const PROCESSENTRY32W&
     return {};
 }
 
-/// The worker that a command has started; empty when there is none.
+inline ULONGLONG BeginOf(HANDLE process) {
+    FILETIME begin{}, end{}, kernel{}, user{};
+    GetProcessTimes(process, &begin, &end, &kernel, &user);
+    return (ULONGLONG{begin.dwHighDateTime} << 32) + begin.dwLowDateTime;
+}
+
+/// The worker that a command has started; empty when there is none. A console's host may be another child, and the
+/// command may have the number of one that is gone, whose children still run.
 inline CUniqueHandle WorkerOf(HANDLE command) {
     const DWORD parent = GetProcessId(command);
-    return FindProcess([parent](const PROCESSENTRY32W& entry) { return entry.th32ParentProcessID == parent; });
+    return FindProcess([parent, command](const PROCESSENTRY32W& entry) {
+        if (entry.th32ParentProcessID != parent || _wcsicmp(entry.szExeFile, L"quorline.exe") != 0)
+            return false;
+        const CUniqueHandle child(OpenProcess(PROCESS_QUERY_INFORMATION, FALSE, entry.th32ProcessID));
+        return child && BeginOf(child.Get()) >= BeginOf(command);
+    });
 }
 
 /// A process by the name of its program.
