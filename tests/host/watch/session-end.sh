@@ -34,13 +34,9 @@ save_script() { # sample
 
 start_prefix
 find "$DRIVE/users" -path '*Local/Morvane' -prune -exec rm -rf {} +
-register() { # options...
-    local dll
-    for dll in Quorline QuorlineHost QuorlineSigner; do
-        "$WINE" regsvr32 /s "$@" "$(windows_path "$PROGRAM/$dll.dll")" || fail "regsvr32 $* $dll.dll failed"
-    done
-}
-register
+for dll in Quorline QuorlineHost QuorlineSigner; do
+    "$WINE" regsvr32 /s "$(windows_path "$PROGRAM/$dll.dll")" || fail "regsvr32 $dll.dll failed"
+done
 signed_samples "$SCRIPTS"
 
 step "the end of a session saves, and the next start brings the document back"
@@ -76,5 +72,7 @@ log_has 'The last session ended without notice' || fail "the log does not tell o
 wait_until "the checkpoint's text did not come back" window_shows "$TEXT"
 quorline watch --stop >/dev/null
 end_notepads
-register /u # the tests of the packages come to this prefix, too
+# The tests of the packages use this prefix, too, and would find components and event sources of the build in it.
+"$WINE" --stop
+rm -rf "$WINEPREFIX"
 step "done"
