@@ -175,6 +175,8 @@ TEST_F(DiskTest, PathsOfEveryLengthAreUsableOrRefused) {
             documents +=
                 L"\\" +
                 std::wstring(std::min<std::size_t>(200, std::max<std::size_t>(length - documents.size(), 2) - 1), L'd');
+        // A folder that is missing would be made as a link to the home folder, which then led into itself.
+        fs::create_directories(L"\\\\?\\" + documents);
         folder.Point(documents);
         std::optional<CInternalDocumentStore> store(std::in_place);
         for (const std::size_t name : {1u, 60u, 200u}) {

@@ -3,6 +3,7 @@
 // Points the user's documents folder at a fresh scratch folder for the life of the object. The setting belongs to the
 // whole prefix, so one program at a time has it: tests declare LOCK documents-folder, and a mutex guards what does not.
 
+#include "TempFolder.h"
 #include "base/UniqueHandle.h"
 
 #include <windows.h>
@@ -19,7 +20,7 @@ public:
         static int count = 0;
         m_path = std::filesystem::temp_directory_path() /
                  (L"documents-" + std::to_wstring(GetCurrentProcessId()) + L"-" + std::to_wstring(++count));
-        std::filesystem::remove_all(m_path);
+        RemoveFolder(m_path);
         std::filesystem::create_directories(m_path);
         RegOpenKeyExW(HKEY_CURRENT_USER, L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\User Shell Folders",
                       0, KEY_READ | KEY_WRITE, m_key.Put());
@@ -33,8 +34,7 @@ public:
     ~CDocumentsFolder() {
         RegSetValueExW(m_key.Get(), L"Personal", 0, m_oldType, m_old.data(), static_cast<DWORD>(m_old.size()));
         ReleaseMutex(m_mutex.Get());
-        std::error_code ignored;
-        std::filesystem::remove_all(m_path, ignored);
+        RemoveFolder(L"\\\\?\\" + m_path.wstring()); // what a test put there may be too deep for a plain path
     }
 
     CDocumentsFolder(const CDocumentsFolder&) = delete;
