@@ -126,6 +126,11 @@ list_folder() { # folder, identifier of its parent
     done
 }
 
+sequence() { # package action number
+    msibuild "$1" -q "DELETE FROM \`InstallExecuteSequence\` WHERE \`Action\` = '$2'" \
+        "INSERT INTO \`InstallExecuteSequence\` (\`Action\`, \`Sequence\`) VALUES ('$2', $3)"
+}
+
 make_package() {
     local package=$OUT/$NAME.msi
     {
@@ -143,6 +148,8 @@ make_package() {
     # What it does not know it leaves out, with a warning.
     [ ! -s "$WORK/wixl.log" ] || { cat "$WORK/wixl.log" >&2; fail "the package would be incomplete"; }
     msibuild "$package" -i "$ROOT/package/folder-rights.idt"
+    # The registration makes the data folder with its rights, which not every installer gives to the folders of a package.
+    sequence "$package" CreateFolders 5300
     sign "$package"
 }
 

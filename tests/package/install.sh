@@ -1,9 +1,10 @@
 #!/bin/bash
-# The Windows package, as an administrator deals with it: install.sh PACKAGES OLDER_PACKAGES SCRATCH
+# The Windows package, as an administrator deals with it: install.sh PACKAGES OLDER_PACKAGES SCRATCH PRINT_RIGHTS
 set -euo pipefail
 DIST=$1
 OLDER=$2
 SCRATCH=$3
+PRINT_RIGHTS=$4
 # shellcheck source-path=SCRIPTDIR source=support.sh
 source "$(dirname "$0")/support.sh"
 
@@ -16,6 +17,7 @@ EVENTS='HKLM\System\CurrentControlSet\Services\EventLog\Application'
 
 msiexec() { timeout 120 "$WINE" msiexec "$@" /qn; }
 installed_products() { "$WINE" uninstaller --list | tr -d '\r' | grep -c '|||Quorline$' || true; }
+rights() { "$WINE" "$PRINT_RIGHTS" "C:\\ProgramData\\$1" | tr -d '\r' | sed 's/S-1-5-21[0-9-]*/user/g'; }
 
 start_prefix
 PROGRAM="$DRIVE/Program Files/Quorline"
@@ -41,11 +43,17 @@ expect 'C:\Program Files\Quorline\quorline-watch.exe' "$(registry_value "$EVENTS
 expect_class "$SESSION_CLASS" 'C:\Program Files\Quorline\QuorlineHost.dll'
 expect_class "$SIGNER_CLASS" 'C:\Program Files\Quorline\QuorlineSigner.dll'
 
-# Wine's installer passes over the rights that a package sets.
+# Windows' own installer gives the rights that the package names, and takes a folder away from whoever made it before; for
+# Wine's it is the registration that makes the folder. Of an access list Wine keeps the owner's rights, the system's and
+# everybody's; what users may do is lost.
 step "its data folder is the system's and the administrators' to write, and the users' to read"
 expect 'O:BAD:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;0x1200a9;;;BU)' \
     "$(msiinfo export "$(echo "$DIST"/*.msi)" MsiLockPermissionsEx | sed -n 's/.*\tDATADIR\tCreateFolder\t\([^\t]*\)\t.*/\1/p')" \
     "the rights to the data folder"
+for folder in Quorline 'Quorline\Config' 'Quorline\Config\Scripts'; do
+    expect 'O:userD:(A;OICI;FA;;;SY)(A;OICI;FA;;;user)' "$(rights "$folder")" "the rights to '$folder'"
+done
+rights . | grep -q ';;;WD)' || fail "the folder around it is not everybody's to read, so that this shows nothing"
 
 step "it brings every file that the zip has"
 (cd "$PROGRAM" && find . -type f | sort) >"$SCRATCH/installed"

@@ -6,14 +6,6 @@ SCRATCH=$2
 # shellcheck source-path=SCRIPTDIR source=support.sh
 source "$(dirname "$0")/support.sh"
 
-dlls=(Quorline QuorlineHost QuorlineSigner)
-regsvr() { # options
-    local dll
-    for dll in "${dlls[@]}"; do
-        "$WINE" regsvr32 /s "$@" "$(windows_path "$PROGRAM/$dll.dll")" || fail "regsvr32 $* $dll.dll failed"
-    done
-}
-
 start_prefix
 snapshot before
 folder="$SCRATCH/Grüße an Zoë, 夜"
@@ -22,14 +14,16 @@ mkdir -p "$folder"
 PROGRAM=$(echo "$folder"/Quorline-*)
 
 step "the programs register from any folder"
-regsvr
+quorline register || fail "it cannot be registered"
 expect_class "$SESSION_CLASS" "$(windows_path "$PROGRAM/QuorlineHost.dll")"
 
 step "a document is saved and restored from there"
 save_and_restore "$folder/scripts"
 
 step "unregistered, nothing of it is left"
-regsvr /u
+quorline unregister || fail "it cannot be unregistered"
+# The folder for the applications file may hold one by now.
+rmdir "$DRIVE/ProgramData/Quorline"
 # The sources of the event log are made by whoever logs first.
 for source in Quorline Talvinor TalvinorSession; do
     "$WINE" reg delete "HKLM\\System\\CurrentControlSet\\Services\\Eventlog\\Application\\$source" /f >/dev/null 2>&1 || true
