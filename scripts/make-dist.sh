@@ -147,7 +147,10 @@ make_package() {
         "$WORK/references.wxs") 2>"$WORK/wixl.log" || { cat "$WORK/wixl.log" >&2; fail "the package could not be made"; }
     # What it does not know it leaves out, with a warning.
     [ ! -s "$WORK/wixl.log" ] || { cat "$WORK/wixl.log" >&2; fail "the package would be incomplete"; }
-    msibuild "$package" -i "$ROOT/package/folder-rights.idt"
+    # What wixl has no words for: the rights of the data folder, and the program's folder in the machine's search path.
+    msibuild "$package" -i "$ROOT/package/folder-rights.idt" -i "$ROOT/package/program-path.idt"
+    sequence "$package" RemoveEnvironmentStrings 3300
+    sequence "$package" WriteEnvironmentStrings 5200
     # The registration makes the data folder with its rights, which not every installer gives to the folders of a package.
     sequence "$package" CreateFolders 5300
     sign "$package"

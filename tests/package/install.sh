@@ -17,9 +17,14 @@ EVENTS='HKLM\System\CurrentControlSet\Services\EventLog\Application'
 
 msiexec() { timeout 120 "$WINE" msiexec "$@" /qn; }
 installed_products() { "$WINE" uninstaller --list | tr -d '\r' | grep -c '|||Quorline$' || true; }
+# Wine's installer leaves the separator when it takes a folder out.
+search_path() {
+    registry_value 'HKLM\System\CurrentControlSet\Control\Session Manager\Environment' PATH | tr -s ';' | sed 's/;$//'
+}
 rights() { "$WINE" "$PRINT_RIGHTS" "C:\\ProgramData\\$1" | tr -d '\r' | sed 's/S-1-5-21[0-9-]*/user/g'; }
 
 start_prefix
+PATH_BEFORE=$(search_path)
 PROGRAM="$DRIVE/Program Files/Quorline"
 snapshot before
 
@@ -42,6 +47,10 @@ expect 'C:\Program Files\Quorline\quorline-watch.exe' "$(registry_value "$EVENTS
 [ -d "$DRIVE/ProgramData/Quorline/Config/Scripts" ] || fail "the data folder is missing"
 expect_class "$SESSION_CLASS" 'C:\Program Files\Quorline\QuorlineHost.dll'
 expect_class "$SIGNER_CLASS" 'C:\Program Files\Quorline\QuorlineSigner.dll'
+
+step "a prompt that is opened now knows the command"
+expect "$PATH_BEFORE;C:\\Program Files\\Quorline\\" "$(search_path)" "the search path"
+"$WINE" cmd /c quorline --version >/dev/null || fail "the command is not found"
 
 # Windows' own installer gives the rights that the package names, and takes a folder away from whoever made it before; for
 # Wine's it is the registration that makes the folder. Of an access list Wine keeps the owner's rights, the system's and
@@ -95,6 +104,7 @@ expect 0 "$(installed_products)" "installed products"
 [ -s "$store" ] || fail "the store was removed"
 [ -s "$DRIVE/ProgramData/Quorline/notepad.json" ] || fail "the applications file was removed"
 rm -r "$DRIVE/ProgramData/Quorline"
+expect "$PATH_BEFORE" "$(search_path)" "the search path"
 snapshot after
 same_snapshots before after "removed"
 step "done"
