@@ -14,7 +14,7 @@ struct Rule {
     bool text;
 };
 
-constexpr Rule rules[] = {
+constexpr Rule Rules[] = {
     {Document, DocStore, false},
     {DocStore, StoreGuid, true},
     {DocStore, Docs, false},
@@ -40,14 +40,14 @@ InfoFileElement ElementOf(const CExpatParseState<16>& state) {
 // Both are looked up several times for each element of files that may hold thousands.
 constexpr std::size_t ElementCount = static_cast<std::size_t>(Document) + 1;
 
-constexpr auto collectingElements = [] {
+constexpr auto CollectingElements = [] {
     std::array<bool, ElementCount> elements{};
-    for (const Rule& rule : rules)
+    for (const Rule& rule : Rules)
         elements[static_cast<std::size_t>(rule.child)] = rule.text;
     return elements;
 }();
 
-constexpr auto elementNames = [] {
+constexpr auto ElementNames = [] {
     std::array<std::wstring_view, ElementCount> names;
     for (std::size_t i = 0; i < names.size(); ++i)
         names[i] = InfoFileName(static_cast<InfoFileElement>(i));
@@ -55,7 +55,7 @@ constexpr auto elementNames = [] {
 }();
 
 bool CollectsText(InfoFileElement element) {
-    return collectingElements[static_cast<std::size_t>(element)];
+    return CollectingElements[static_cast<std::size_t>(element)];
 }
 
 } // namespace
@@ -67,9 +67,9 @@ CInfoFileElements::CInfoFileElements() {
 std::optional<InfoFileElement> CInfoFileElements::Begin(std::wstring_view name) {
     if (m_ignoredDepth == 0) {
         auto& parent = m_states.back();
-        for (const Rule& rule : rules) {
+        for (const Rule& rule : Rules) {
             const auto child = static_cast<std::size_t>(rule.child);
-            if (rule.parent != ElementOf(parent) || elementNames[child] != name)
+            if (rule.parent != ElementOf(parent) || ElementNames[child] != name)
                 continue;
             if (parent.seen[child]++ > 0 && rule.child != Doc)
                 break;
@@ -100,14 +100,14 @@ void CInfoFileElements::AddText(std::wstring_view text) {
 }
 
 std::optional<std::array<unsigned short, 6>> ReadInfoFileTime(std::wstring_view text) {
-    static constexpr std::wstring_view pattern = L"dddd-dd-ddTdd:dd:dd";
+    static constexpr std::wstring_view Pattern = L"dddd-dd-ddTdd:dd:dd";
     std::array<unsigned short, 6> numbers{};
     std::size_t number = 0;
-    if (text.size() != pattern.size())
+    if (text.size() != Pattern.size())
         return std::nullopt;
-    for (std::size_t i = 0; i < pattern.size(); ++i) {
+    for (std::size_t i = 0; i < Pattern.size(); ++i) {
         const bool digit = text[i] >= L'0' && text[i] <= L'9';
-        if (pattern[i] == L'd' ? !digit : text[i] != pattern[i])
+        if (Pattern[i] == L'd' ? !digit : text[i] != Pattern[i])
             return std::nullopt;
         if (digit)
             numbers[number] = static_cast<unsigned short>(numbers[number] * 10 + (text[i] - L'0'));

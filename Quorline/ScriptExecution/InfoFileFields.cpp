@@ -43,7 +43,7 @@ template <auto Getter, auto Setter> constexpr CInfoFileField TextField(InfoFileE
 }
 
 using CRecord = CInternalSavedDocument;
-constexpr CInfoFileField fields[] = {
+constexpr CInfoFileField Fields[] = {
     TextField<&CRecord::GetDocName, &CRecord::SetDocName>(Name),
     TextField<&CRecord::GetDocOriginalPath, &CRecord::SetDocOriginalPath>(OrigPath),
     TextField<&CRecord::GetDocTempPath, &CRecord::SetDocTempPath>(TempPath),
@@ -56,5 +56,5 @@ constexpr CInfoFileField fields[] = {
 } // namespace
 
 std::span<const CInfoFileField> GetInfoFileFields() noexcept {
-    return fields;
+    return Fields;
 }
