@@ -33,7 +33,7 @@ TEST(EnumeratorFailure, AListThatExactlyFillsTheBufferIsAskedForAgain) {
         Program(), "K32EnumProcesses", +[](DWORD* ids, DWORD size, DWORD* returned) -> WINBOOL {
             sizes.push_back(size);
             constexpr DWORD there = 32;
-            const DWORD count = std::min<DWORD>(size / sizeof(DWORD), there);
+            const DWORD count = std::min(static_cast<DWORD>(size / sizeof(DWORD)), there);
             std::fill_n(ids, count, GetCurrentProcessId());
             *returned = count * static_cast<DWORD>(sizeof(DWORD));
             return TRUE;
