@@ -7,6 +7,7 @@
 #include "RestoreSelection.h"
 #include "RestoreWork.h"
 #include "StatusLine.h"
+#include "StoreFiles.h"
 #include "TimeText.h"
 #include "WorkerCommand.h"
 #include "WorkerProcess.h"
@@ -125,6 +126,8 @@ std::vector<CStoreEntry> ReadStores() {
     for (const auto& store : stores)
         if (!store.info)
             PrintError(L"the info file of the store '" + store.name + L"' cannot be read: " + store.problem);
+    // Nothing says that they ever were stores.
+    std::ranges::move(FindStoresWithoutRecord(), std::back_inserter(stores));
     return stores;
 }
 
@@ -148,6 +151,8 @@ void PrintSummary(const CRestoreSelection& selection, const std::vector<COutcome
     list("missing", L"missing       ");
     for (const auto& older : selection.older)
         PrintLine(L"older         " + older.SavedCopy());
+    for (const auto& path : selection.unrecorded)
+        PrintLine(L"unrecorded    " + path);
 }
 
 void PrintData(const std::vector<CStoreEntry>& stores, const CRestoreSelection& selection,
@@ -167,7 +172,12 @@ void PrintData(const std::vector<CStoreEntry>& stores, const CRestoreSelection& 
     for (const auto& store : stores)
         if (!store.info)
             unreadable.push_back({{"store", ToUtf8(store.name)}, {"problem", ToUtf8(store.problem)}});
-    PrintJson({{"documents", std::move(documents)}, {"unreadable", std::move(unreadable)}});
+    ordered_json unrecorded = ordered_json::array();
+    for (const auto& path : selection.unrecorded)
+        unrecorded.push_back(ToUtf8(path));
+    PrintJson({{"documents", std::move(documents)},
+               {"unreadable", std::move(unreadable)},
+               {"unrecorded", std::move(unrecorded)}});
 }
 } // namespace
 
@@ -196,7 +206,7 @@ void AddRestore(CCommandLine& line) {
                   {"restore --all", "restore Letter --with restore.js"},
                   {ExitCode::Done, ExitCode::Failed, ExitCode::NotRegistered},
                   R"({"documents": [{"store", "savedCopy", "outcome": "restored", "failed", "missing" or "older",)"
-                  R"( "trouble"}], "unreadable": [{"store", "problem"}]})"},
+                  R"( "trouble"}], "unreadable": [{"store", "problem"}], "unrecorded": []})"},
                  [=](const CCommonOptions& options) {
                      request->json = options.json;
                      return RunRestore(*request, *limits);

@@ -2,6 +2,7 @@
 
 #include "ExitCode.h"
 #include "InternalSavedDocument.h"
+#include "StoreFiles.h"
 #include "base/Text.h"
 
 #include <algorithm>
@@ -75,6 +76,8 @@ CRestoreSelection SelectDocuments(std::vector<CStoreEntry>& stores, const CResto
     for (auto& store : stores) {
         const bool whole = everything || IsStoreNamed(store, request.target);
         known = known || whole;
+        if (whole)
+            std::ranges::move(FindUnrecorded(store), std::back_inserter(selection.unrecorded));
         const auto documents = store.Documents();
         for (std::size_t i = 0; i < documents.size(); ++i) {
             const bool named = !everything && IsDocumentNamed(*documents[i], request.target);

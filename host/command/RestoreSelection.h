@@ -19,6 +19,8 @@ struct CRestoreSelection {
     std::vector<CSelectedDocument> documents;
     /// Older copies, which are passed over where the request wants the newest alone.
     std::vector<CSelectedDocument> older;
+    /// Full paths of what lies in the stores that were asked for as a whole, and is named by no record.
+    std::vector<std::wstring> unrecorded;
 };
 
 /// Without a document's own name only those are taken that no script was started for yet. Throws CCommandError for a

@@ -14,6 +14,7 @@
 #include <wincrypt.h>
 
 namespace {
+using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -108,6 +109,36 @@ TEST_F(RestoreTest, ASavedCopyThatIsGoneIsMissing) {
     EXPECT_THAT(result.out, Not(HasSubstr("not restored  ")));
     EXPECT_THAT(Restored(), ElementsAre("there.txt"));
     EXPECT_THAT(RecoveredOnDisk(store), ElementsAre(false, true));
+}
+
+TEST_F(RestoreTest, WhatNoRecordNamesIsListedAndLeftAlone) {
+    const CStoreEntry store = MakeStore(m_documents, L"store", {{L"a.txt"}});
+    const CStoreEntry other = MakeStore(m_documents, L"other", {{L"b.txt", true}});
+    const std::filesystem::path recordless = m_documents.Base() / L"recordless";
+    std::filesystem::create_directories(recordless);
+    const std::string files[] = {ToUtf8(other.directory + L"\\stray.txt"), ToUtf8(store.directory + L"\\by-itself.txt"),
+                                 ToUtf8((recordless / L"file.txt").wstring())};
+    for (const auto& file : files)
+        std::ofstream(std::filesystem::path(FromUtf8(file))) << "text";
+
+    const CProgramResult data = RunQuorline(L"restore --all --json --with " + Quoted(L"restore.js"));
+    EXPECT_EQ(data.exitCode, 0u) << data.out << data.err;
+    const auto answer = nlohmann::json::parse(data.out);
+    EXPECT_EQ(answer["documents"].size(), 1u) << answer;
+    EXPECT_THAT(answer["unrecorded"], UnorderedElementsAre(files[0], files[1], files[2]));
+    EXPECT_EQ(answer["unreadable"],
+              nlohmann::json::array({{{"store", "recordless"}, {"problem", "it has no info file"}}}));
+    EXPECT_THAT(Restored(), ElementsAre("a.txt"));
+
+    const CProgramResult words = RestoreAll();
+    EXPECT_EQ(words.exitCode, 0u) << words.err;
+    EXPECT_THAT(words.out, HasSubstr("nothing to restore\r\n"));
+    for (const auto& file : files)
+        EXPECT_THAT(words.out, HasSubstr("unrecorded    " + file + "\r\n"));
+    EXPECT_THAT(RunQuorline(L"restore other --with " + Quoted(L"restore.js")).out,
+                AllOf(HasSubstr("unrecorded    " + files[0]), Not(HasSubstr("by-itself")), Not(HasSubstr("file.txt"))));
+    EXPECT_THAT(RunQuorline(L"restore a.txt --with " + Quoted(L"restore.js")).out, Not(HasSubstr("unrecorded")))
+        << "who names a document asks for nothing else";
 }
 
 TEST_F(RestoreTest, WhatDoesNotLieInItsStoreReachesNoScript) {
