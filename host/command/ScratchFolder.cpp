@@ -2,17 +2,12 @@
 
 #include "ExitCode.h"
 #include "SystemText.h"
+#include "base/FolderRemoval.h"
 
 #include <filesystem>
 
 namespace {
 constexpr const wchar_t* MarkName = L"quorline-try";
-
-void Remove(const std::filesystem::path& folder) noexcept {
-    std::error_code
-        ignored; // what an application still holds open goes with a later trial, or with the user's own hand
-    std::filesystem::remove_all(folder, ignored);
-}
 } // namespace
 
 CScratchFolder::CScratchFolder() {
@@ -28,8 +23,9 @@ CScratchFolder::CScratchFolder() {
 }
 
 CScratchFolder::~CScratchFolder() {
+    // What an application still holds open stays for the user's own hand.
     if (!m_kept)
-        Remove(m_path);
+        RemoveFolder(m_path);
 }
 
 void CScratchMark::Put(const std::wstring& storeDirectory) {
@@ -50,5 +46,5 @@ void RemoveScratchStores(const std::wstring& storesDirectory) {
     };
     for (const auto& entry : std::filesystem::directory_iterator(storesDirectory, ignored))
         if (entry.is_directory(ignored) && isUnused(entry.path()))
-            Remove(entry.path());
+            RemoveFolder(entry.path().wstring()); // what is still held open goes with a later trial
 }

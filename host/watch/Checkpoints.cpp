@@ -1,6 +1,7 @@
 #include "Checkpoints.h"
 
 #include "StoreCatalog.h"
+#include "base/FolderRemoval.h"
 
 #include <algorithm>
 #include <array>
@@ -81,7 +82,5 @@ std::vector<std::wstring> FindSuperseded(const std::vector<std::wstring>& checkp
 }
 
 bool RemoveStore(const std::wstring& store) {
-    std::error_code error;
-    fs::remove_all(fs::path(StoresDirectory()) / store, error);
-    return !error;
+    return RemoveFolder(StoresDirectory() + L"\\" + store);
 }

@@ -3,7 +3,7 @@
 // Points the user's documents folder at a fresh scratch folder for the life of the object. The setting belongs to the
 // whole prefix, so one program at a time has it: tests declare LOCK documents-folder, and a mutex guards what does not.
 
-#include "TempFolder.h"
+#include "base/FolderRemoval.h"
 #include "base/UniqueHandle.h"
 
 #include <windows.h>
@@ -20,7 +20,7 @@ public:
         static int count = 0;
         m_path = std::filesystem::temp_directory_path() /
                  (L"documents-" + std::to_wstring(GetCurrentProcessId()) + L"-" + std::to_wstring(++count));
-        RemoveFolder(m_path);
+        RemoveFolder(m_path.wstring());
         std::filesystem::create_directories(m_path);
         RegOpenKeyExW(HKEY_CURRENT_USER, L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\User Shell Folders",
                       0, KEY_READ | KEY_WRITE, m_key.Put());

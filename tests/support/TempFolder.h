@@ -2,26 +2,14 @@
 
 // A fresh folder that is removed, with all in it, at the end.
 
+#include "base/FolderRemoval.h"
+
 #include <windows.h>
 
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
-#include <vector>
-
-/// Removes a folder with all in it, as far as that can be. The runtime's own function has been seen to go round for
-/// ever where the system listed a file that was gone.
-inline void RemoveFolder(const std::filesystem::path& folder) {
-    std::error_code ignored;
-    std::vector<std::filesystem::path> found;
-    for (std::filesystem::recursive_directory_iterator entry(folder, ignored), end; !ignored && entry != end;
-         entry.increment(ignored))
-        found.push_back(entry->path());
-    for (auto path = found.rbegin(); path != found.rend(); ++path)
-        std::filesystem::remove(*path, ignored);
-    std::filesystem::remove(folder, ignored);
-}
 
 class CTempFolder {
 public:
