@@ -23,7 +23,15 @@ struct CWatchRequest {
     std::vector<std::wstring> keep;
     std::wstring scriptLimit;
     bool stop = false;
+    bool json = false;
 };
+
+/// What is told in words or as data, whichever was asked for.
+void Tell(const CWatchRequest& request, const char* event, const std::wstring& text) {
+    PrintLine(text);
+    if (request.json)
+        PrintWatchLine(event, "info", {}, text);
+}
 
 /// For the window and the shell.
 class CWindowApartment {
@@ -69,10 +77,10 @@ CWatchOptions OptionsFrom(const CWatchRequest& request) {
     return options;
 }
 
-ExitCode StopWatching() {
+ExitCode StopWatching(const CWatchRequest& request) {
     HWND window = FindWindowW(CWatchWindow::ClassName, nullptr);
     if (window == nullptr) {
-        PrintLine(L"nobody watches this session");
+        Tell(request, "not-watched", L"nobody watches this session");
         return ExitCode::Done;
     }
     DWORD id = 0;
@@ -83,21 +91,23 @@ ExitCode StopWatching() {
         throw CCommandError(ExitCode::Failed, L"the program that watches this session does not end; sign out, or end "
                                               L"process " +
                                                   std::to_wstring(id) + L".");
-    PrintLine(L"the session is watched no more");
+    Tell(request, "stopped", L"the session is watched no more");
     return ExitCode::Done;
 }
 
 ExitCode RunWatch(const CWatchRequest& request) {
     if (request.stop)
-        return StopWatching();
+        return StopWatching(request);
     const CWatchOptions options = OptionsFrom(request);
     const CUniqueHandle instance(CreateMutexW(nullptr, FALSE, InstanceName));
     if (!instance || GetLastError() == ERROR_ALREADY_EXISTS) {
-        PrintLine(L"this session is watched already");
+        Tell(request, "watched-already", L"this session is watched already");
         return ExitCode::Done;
     }
     const CWindowApartment apartment;
     EnsureEventSource();
+    if (request.json)
+        PrintWatchEvents();
     try {
         CWatcher watcher(options);
         PrintLine(L"watching this session; '" + options.appsFile + L"' lists the protected applications");
@@ -118,8 +128,13 @@ void AddWatch(CCommandLine& line) {
     CLI::App& command = line.Add({"watch",
                                   "Stay, and save before the session ends and before the machine is suspended",
                                   {"watch", "watch --checkpoint 15m --keep 5 2d", "watch --stop"},
-                                  {ExitCode::Done, ExitCode::Failed}},
-                                 [=](const CCommonOptions&) { return RunWatch(*request); });
+                                  {ExitCode::Done, ExitCode::Failed},
+                                  R"({"event", "severity": "info", "warning" or "error", "values": [], "text"},)"
+                                  R"( a line for each event)"},
+                                 [=](const CCommonOptions& options) {
+                                     request->json = options.json;
+                                     return RunWatch(*request);
+                                 });
     AddAppsOption(command, request->appsFile);
     command.add_option("--restore", request->restore, "What to do with documents that were not recovered")
         ->check(CLI::IsMember({"ask", "always", "never"}))

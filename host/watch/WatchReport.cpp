@@ -1,8 +1,13 @@
 #include "WatchReport.h"
 
+#include "Console.h"
+#include "JsonWide.h"
 #include "base/UniqueHandle.h"
 
 #include <log4cxx/logger.h>
+
+#include <algorithm>
+#include <atomic>
 
 namespace {
 constexpr const wchar_t* Source = L"Quorline";
@@ -13,6 +18,36 @@ constexpr DWORD SeverityOf(DWORD event) {
 }
 constexpr DWORD Warning = 2;
 constexpr DWORD Error = 3;
+
+/// What programs know an event by.
+constexpr std::pair<DWORD, const char*> Names[] = {{EVENT_WATCHING, "watching"},
+                                                   {EVENT_SESSION_ENDED, "session-ended"},
+                                                   {EVENT_SESSION_GOES_ON, "session-goes-on"},
+                                                   {EVENT_SAVED, "saved"},
+                                                   {EVENT_NOTHING_TO_SAVE, "nothing-to-save"},
+                                                   {EVENT_VETOED, "vetoed"},
+                                                   {EVENT_SAVE_FAILED, "save-failed"},
+                                                   {EVENT_CHECKPOINT, "checkpoint"},
+                                                   {EVENT_CHECKPOINT_FAILED, "checkpoint-failed"},
+                                                   {EVENT_CHECKPOINTS_CLEARED, "checkpoints-cleared"},
+                                                   {EVENT_UNANNOUNCED_END, "unannounced-end"},
+                                                   {EVENT_RESTORE_OFFERED, "restore-offered"},
+                                                   {EVENT_RESTORED, "restored"},
+                                                   {EVENT_RESTORE_FAILED, "restore-failed"},
+                                                   {EVENT_TROUBLE, "trouble"},
+                                                   {EVENT_STOPPED, "stopped"}};
+
+std::atomic<bool> g_printed = false;
+
+const char* NameOf(DWORD event) {
+    const auto found = std::ranges::find(Names, event, &std::pair<DWORD, const char*>::first);
+    return found != std::end(Names) ? found->second : "";
+}
+
+const char* SeverityNameOf(DWORD event) {
+    const DWORD severity = SeverityOf(event);
+    return severity == Error ? "error" : severity == Warning ? "warning" : "info";
+}
 
 std::wstring TextOf(DWORD event, const std::vector<const wchar_t*>& inserts) {
     wchar_t* buffer = nullptr;
@@ -49,6 +84,17 @@ WORD TypeOf(DWORD event) {
 }
 } // namespace
 
+void PrintWatchEvents() {
+    g_printed = true;
+}
+
+void PrintWatchLine(const char* event, const char* severity, const std::vector<std::wstring>& values,
+                    const std::wstring& text) {
+    const nlohmann::ordered_json line{
+        {"event", event}, {"severity", severity}, {"values", nlohmann::json(values)}, {"text", ToUtf8(text)}};
+    PrintData(line.dump(-1, ' ', true));
+}
+
 void EnsureEventSource() {
     CUniqueRegKey key;
     if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, SourceKey, 0, KEY_READ, key.Put()) == ERROR_SUCCESS)
@@ -71,7 +117,10 @@ void ReportWatchEvent(DWORD event, const std::vector<std::wstring>& inserts) noe
         texts.reserve(inserts.size());
         for (const auto& insert : inserts)
             texts.push_back(insert.c_str());
-        Log(event, TextOf(event, texts));
+        const std::wstring text = TextOf(event, texts);
+        Log(event, text);
+        if (g_printed)
+            PrintWatchLine(NameOf(event), SeverityNameOf(event), inserts, text);
         HANDLE source = RegisterEventSourceW(nullptr, Source);
         if (source == nullptr)
             return;

@@ -9,6 +9,13 @@
 #include <string>
 #include <vector>
 
+/// Has every event from now on printed, too: as JSON in a line of its own.
+void PrintWatchEvents();
+
+/// Such a line, for what is no event: {"event", "severity": "info", "warning" or "error", "values": [], "text"}.
+void PrintWatchLine(const char* event, const char* severity, const std::vector<std::wstring>& values,
+                    const std::wstring& text);
+
 /// Makes the source known to the event log where that may be done and nobody has done it: an installation does.
 void EnsureEventSource();
 

@@ -67,6 +67,8 @@ void CWatcher::Run() {
     LookForDocuments();
     m_window.Run();
     m_restoreWindow.Close();
+    if (!m_sessionEnded)
+        ReportWatchEvent(EVENT_STOPPED, {});
 }
 
 /// A session whose end nobody announced, or whose end came although it could not be saved, left its last checkpoint.
@@ -169,6 +171,7 @@ void CWatcher::OnEnd(bool ends) {
         WriteRecord();
     }
     ReportWatchEvent(EVENT_SESSION_ENDED, {});
+    m_sessionEnded = true;
     PostQuitMessage(0);
 }
 

@@ -71,6 +71,7 @@ private:
     CSaver m_saver;
     Busy m_busy = Busy::No;
     bool m_savedForEnd = false;
+    bool m_sessionEnded = false;
     bool m_savedForSuspend = false;
     std::optional<DWORD> m_inputAtCheckpoint;
 };

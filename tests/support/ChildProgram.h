@@ -127,14 +127,17 @@ public:
 
     /// Reads on until this has come; false when the output ends before.
     bool ReadUntil(const std::string& text) {
-        while (m_read.find(text) == std::string::npos) {
-            char block[512];
-            DWORD count = 0;
-            if (!ReadFile(m_pipe.Get(), block, sizeof block, &count, nullptr) || count == 0)
+        while (m_read.find(text) == std::string::npos)
+            if (!ReadOn())
                 return false;
-            m_read.append(block, count);
-        }
         return true;
+    }
+
+    /// All that it prints until it ends.
+    const std::string& ReadToEnd() {
+        while (ReadOn()) {
+        }
+        return m_read;
     }
 
     HANDLE Process() const { return m_process.Get(); }
@@ -147,6 +150,15 @@ public:
     }
 
 private:
+    bool ReadOn() {
+        char block[512];
+        DWORD count = 0;
+        if (!ReadFile(m_pipe.Get(), block, sizeof block, &count, nullptr) || count == 0)
+            return false;
+        m_read.append(block, count);
+        return true;
+    }
+
     CUniqueHandle m_pipe;
     CUniqueHandle m_process;
     std::string m_read;

@@ -17,11 +17,11 @@ protected:
         std::filesystem::remove(WatchRecordPath());
     }
 
-    void Watch(const std::wstring& options = L"") {
+    void Watch(const std::wstring& options = L"", const char* said = "watching this session") {
         m_watch = std::make_unique<CPipedProgram>(L"\"" + ProgramFolder() + L"\\quorline.exe\" watch --apps " +
                                                   Quoted(L"apps.json") + L" " + options);
         // Told before it looks for documents; that has been done when the first message is answered.
-        ASSERT_TRUE(m_watch->ReadUntil("watching this session"));
+        ASSERT_TRUE(m_watch->ReadUntil(said));
         Tell(WM_NULL);
     }
     void Stop() {

@@ -4,9 +4,17 @@
 #include "WatchEvents.h"
 #include "WatchResource.h"
 
+#include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
+
 #include <commctrl.h>
 
+#include <sstream>
+
 namespace {
+using testing::ElementsAre;
+using testing::HasSubstr;
+
 constexpr const char* FailingScript = "Err.Raise 5, \"Save script\", \"The letter has no name yet\"\r\n";
 
 /// Says that it runs, and goes on until it is told to end.
@@ -172,6 +180,41 @@ TEST_F(WatchTest, ASessionIsWatchedOnce) {
     const CProgramResult second = RunQuorline(L"watch");
     EXPECT_EQ(second.exitCode, 0u);
     EXPECT_EQ(second.out, "this session is watched already\r\n");
+}
+
+TEST_F(WatchTest, ProgramsAreToldEachEventInALineOfItsOwnAsItHappens) {
+    PutApps();
+    StartNotepad();
+    Watch(L"--json", "{\"event\":\"watching\"");
+    const auto second = nlohmann::json::parse(RunQuorline(L"watch --json").out);
+    EXPECT_EQ(second["event"], "watched-already");
+    EXPECT_EQ(Tell(WM_QUERYENDSESSION), TRUE);
+    EXPECT_TRUE(m_watch->ReadUntil("{\"event\":\"saved\""));
+    EXPECT_EQ(nlohmann::json::parse(RunQuorline(L"watch --stop --json").out)["event"], "stopped");
+    EXPECT_EQ(m_watch->Wait(), 0u);
+    std::vector<nlohmann::json> events;
+    std::istringstream lines(m_watch->ReadToEnd());
+    for (std::string line; std::getline(lines, line);)
+        events.push_back(nlohmann::json::parse(line));
+    m_watch.reset();
+    ASSERT_EQ(events.size(), 3u) << nlohmann::json(events);
+    EXPECT_THAT(events[0]["values"], ElementsAre(ToUtf8(Path(L"apps.json"))));
+    EXPECT_THAT(events[0]["text"], HasSubstr("Quorline watches this session. Protected applications: "));
+    EXPECT_EQ(events[1]["severity"], "info");
+    EXPECT_THAT(events[1]["values"],
+                ElementsAre("the end of the session", "1", ToUtf8(Stored(L".txt").at(0).parent_path().wstring())));
+    EXPECT_EQ(events[2]["event"], "stopped");
+    EXPECT_EQ(nlohmann::json::parse(RunQuorline(L"watch --stop --json").out)["event"], "not-watched");
+}
+
+TEST_F(WatchTest, AVetoIsAWarningForProgramsToo) {
+    PutApps("failing.vbs");
+    PutSigned(L"failing.vbs", FailingScript);
+    StartNotepad();
+    Watch(L"--json", "{\"event\":\"watching\"");
+    EXPECT_EQ(Tell(WM_QUERYENDSESSION), FALSE);
+    EXPECT_TRUE(m_watch->ReadUntil("{\"event\":\"vetoed\",\"severity\":\"warning\",\"values\":[\"the end of the "
+                                   "session\",\"'failing.vbs', line 1"));
 }
 
 TEST_F(WatchTest, TheProgramHasTheTextsOfTheEventLog) {
