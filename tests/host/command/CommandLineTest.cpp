@@ -1,6 +1,6 @@
 // What every command has in common, asked of the real programs. Proves command/CommandLine and NearestName.
 
-#include "ChildProgram.h"
+#include "CommandList.h"
 #include "Console.h"
 #include "ExitCode.h"
 #include "LogFile.h"
@@ -9,8 +9,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <sstream>
-
 namespace {
 using testing::AllOf;
 using testing::EndsWith;
@@ -18,18 +16,6 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 using testing::StartsWith;
-
-/// As --help lists them.
-std::vector<std::string> CommandsOf(const std::wstring& program) {
-    std::istringstream lines(RunProgram(L"\"" + ProgramFolder() + L"\\" + program + L"\" --help").out);
-    std::vector<std::string> names;
-    std::string line;
-    while (std::getline(lines, line) && !line.starts_with("Subcommands:")) {
-    }
-    while (std::getline(lines, line) && line.starts_with("  "))
-        names.push_back(line.substr(2, line.find(' ', 2) - 2));
-    return names;
-}
 } // namespace
 
 TEST(NearestName, TakesWhatWasMeantAndNothingElse) {
@@ -86,26 +72,6 @@ TEST(CommandLine, AMistypedNameGetsTheNearestRightOneAndWhereToReadOn) {
         EXPECT_EQ(result.err, "quorline: " + std::string(text) + "\r\n");
         EXPECT_THAT(result.out, IsEmpty());
     }
-}
-
-TEST(CommandLine, EveryCommandHasAnExampleItsExitCodesAndTheCommonOptions) {
-    const auto commands = CommandsOf(L"quorline.exe");
-    ASSERT_THAT(commands, testing::IsSupersetOf({"save", "restore", "history", "sign", "verify", "trust", "cert"}));
-    for (const std::string& command : commands) {
-        const CProgramResult help = RunQuorline(FromUtf8(command) + L" --help");
-        EXPECT_EQ(help.exitCode, 0u);
-        EXPECT_THAT(help.err, IsEmpty());
-        EXPECT_THAT(help.out, AllOf(HasSubstr("\r\n  quorline " + command), HasSubstr("Exit codes:\r\n  0  done\r\n"),
-                                    HasSubstr("\r\n  2  the command line or a file"), HasSubstr("--quiet"),
-                                    HasSubstr("--log-level")))
-            << command;
-    }
-}
-
-TEST(CommandLine, EveryCommandIsInTheGuide) {
-    const std::string guide = ReadBytes(L"" QUORLINE_DOCS "/quorline.md");
-    for (const std::string& command : CommandsOf(L"quorline.exe"))
-        EXPECT_THAT(guide, testing::AnyOf(HasSubstr("`" + command + "`"), HasSubstr("`" + command + " "))) << command;
 }
 
 TEST(CommandLine, TheWholeTableOfExitCodesIsInTheProgramsOwnHelp) {
