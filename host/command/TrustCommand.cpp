@@ -3,6 +3,7 @@
 #include "JsonText.h"
 #include "OwnProgram.h"
 #include "SignerCommands.h"
+#include "common/SignerErrors.h"
 
 namespace {
 using nlohmann::ordered_json;
@@ -41,6 +42,17 @@ ordered_json Distrust(PCCERT_CONTEXT certificate) {
     return Describe(certificate, were);
 }
 
+/// Says beside what failed what to do about it.
+template <class Work> auto AsAdministrator(const Work& work) {
+    try {
+        return work();
+    } catch (const CSignerError& error) {
+        if (error.Result() != E_ACCESSDENIED)
+            throw;
+        throw CCommandError(ExitCode::Failed, error.Text() + L"; run this as administrator");
+    }
+}
+
 /// What this process has open is not what others find there: a new one is asked.
 void RequireLasting(const std::wstring& file, const wchar_t* question, const wchar_t* trouble) {
     if (RunOwnProgram(std::wstring(question) + L" --quiet -- " + QuoteArgument(file)) != 0)
@@ -53,7 +65,7 @@ ExitCode RunTrust(const std::wstring& file, bool asJson) {
     ExitCode code = ExitCode::Done;
     auto list = ordered_json::array();
     for (const CUniqueCertificate& certificate : ReadCertificates(file))
-        list.push_back(Trust(certificate.Get(), code));
+        list.push_back(AsAdministrator([&] { return Trust(certificate.Get(), code); }));
     RequireLasting(file, L"trusted", L"this machine did not keep what is in");
     if (asJson)
         PrintJson({{"certificates", std::move(list)}});
@@ -63,7 +75,7 @@ ExitCode RunTrust(const std::wstring& file, bool asJson) {
 ExitCode RunDistrust(const std::wstring& file, bool asJson) {
     auto list = ordered_json::array();
     for (const CUniqueCertificate& certificate : ReadCertificates(file))
-        list.push_back(Distrust(certificate.Get()));
+        list.push_back(AsAdministrator([&] { return Distrust(certificate.Get()); }));
     RequireLasting(file, L"untrusted", L"this machine still trusts what is in");
     if (asJson)
         PrintJson({{"certificates", std::move(list)}});
