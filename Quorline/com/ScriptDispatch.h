@@ -13,6 +13,7 @@
 #include <atlcom.h>
 
 #include <climits>
+#include <cstring>
 #include <vector>
 
 template <class T, const IID* piid, const GUID* plibid = &LIBID_QuorlineLib, WORD wMajor = 5, WORD wMinor = 0>
@@ -30,8 +31,11 @@ public:
             // The values stay the caller's: these are views of them, valid during the call.
             std::vector<VARIANT> arguments(params->rgvarg, params->rgvarg + params->cArgs);
             for (VARIANT& argument : arguments) {
-                if (V_VT(&argument) == (VT_BYREF | VT_VARIANT) && V_VARIANTREF(&argument) != nullptr)
-                    argument = *V_VARIANTREF(&argument);
+                if (V_VT(&argument) != (VT_BYREF | VT_VARIANT))
+                    continue;
+                // Engines pack their variables closer than a VARIANT may stand, so it is copied byte by byte.
+                if (const void* const variable = V_VARIANTREF(&argument))
+                    std::memcpy(&argument, variable, sizeof argument);
             }
             DISPPARAMS direct = *params;
             direct.rgvarg = arguments.data();
