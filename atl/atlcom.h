@@ -19,6 +19,7 @@
 #include "atlbase.h"
 
 #include <atomic>
+#include <cstring>
 #include <memory>
 #include <new>
 
@@ -67,8 +68,12 @@ inline HRESULT AtlInternalQueryInterface(void* object, const _ATL_INTMAP_ENTRY* 
     if (found == nullptr)
         return E_POINTER;
     *found = nullptr;
+    // Byte by byte: remote calls ask by an identifier that stands in the middle of a proxy's tables, at any address.
+    const auto asksFor = [wanted = static_cast<const void*>(&iid)](const IID& offered) {
+        return std::memcmp(wanted, &offered, sizeof offered) == 0;
+    };
     for (const auto* entry = entries; entry->piid != nullptr; ++entry) {
-        if ((entry == entries && IsEqualIID(iid, IID_IUnknown)) || IsEqualIID(iid, *entry->piid)) {
+        if ((entry == entries && asksFor(IID_IUnknown)) || asksFor(*entry->piid)) {
             auto* const unknown = reinterpret_cast<IUnknown*>(static_cast<char*>(object) + entry->offset);
             unknown->AddRef();
             *found = unknown;
