@@ -68,6 +68,7 @@ CCheckpointRules RulesFrom(const std::vector<std::wstring>& texts) {
 CWatchOptions OptionsFrom(const CWatchRequest& request) {
     CWatchOptions options;
     options.appsFile = std::filesystem::absolute(AppsFileOf(request.appsFile)).wstring();
+    options.isAppsFileNamed = !request.appsFile.empty();
     options.restore = RestoreModeFrom(request.restore);
     options.keep = RulesFrom(request.keep);
     if (!request.checkpoint.empty())

@@ -61,7 +61,7 @@ CWatcher::CWatcher(const CWatchOptions& options)
 void CWatcher::Run() {
     StartRecord();
     ReportWatchEvent(EVENT_WATCHING, {m_options.appsFile});
-    ShowState(WatchState::Protected, L"Quorline protects your documents");
+    ShowProtected();
     if (m_options.checkpoint.count() != 0)
         m_window.StartTimer(static_cast<unsigned int>(milliseconds(m_options.checkpoint).count()));
     LookForDocuments();
@@ -98,6 +98,21 @@ void CWatcher::ShowState(WatchState state, const std::wstring& text) {
     m_icon.Show(state, text);
 }
 
+void CWatcher::ShowProtected() {
+    ShowState(WatchState::Protected,
+              IsAnythingProtected() ? L"Quorline protects your documents" : L"No application is protected yet");
+}
+
+/// The machine's applications file is missing until an administrator protects something, and the package starts this
+/// program before that: nobody's session is held up for it. One that was named, or that is there and cannot be read, is
+/// a mistake that may cost documents.
+bool CWatcher::IsAnythingProtected() const {
+    if (m_options.isAppsFileNamed || GetFileAttributesW(m_options.appsFile.c_str()) != INVALID_FILE_ATTRIBUTES)
+        return true;
+    const DWORD error = GetLastError();
+    return error != ERROR_FILE_NOT_FOUND && error != ERROR_PATH_NOT_FOUND;
+}
+
 CSaveOrder CWatcher::Order(const std::wstring& state) const {
     return {state, m_options.appsFile, false, m_options.scriptLimit, milliseconds(0)};
 }
@@ -116,6 +131,10 @@ CSaveOutcome CWatcher::Save(const CSaveOrder& order, Busy busy,
 bool CWatcher::SaveBefore(const std::wstring& what, const CSaveOrder& order, bool canBeStopped) {
     if (m_busy == Busy::Saving)
         return false;
+    if (!IsAnythingProtected()) {
+        ReportWatchEvent(EVENT_NOTHING_TO_SAVE, {what});
+        return true;
+    }
     // What goes on quietly does not hold up what is urgent.
     if (m_busy == Busy::Checkpoint)
         m_saver.Abort();
@@ -133,7 +152,7 @@ bool CWatcher::SaveBefore(const std::wstring& what, const CSaveOrder& order, boo
     const std::wstring troubles = Join(outcome.troubles);
     if (!outcome.vetoed) {
         m_window.UnblockEnd();
-        ShowState(WatchState::Protected, L"Quorline protects your documents");
+        ShowProtected();
         if (outcome.documents != 0)
             ReportWatchEvent(EVENT_SAVED, {what, std::to_wstring(outcome.documents), outcome.store});
         else
@@ -206,7 +225,7 @@ void CWatcher::OnResume() {
 void CWatcher::OnTimer() {
     // Nobody has touched the machine since: there is nothing new to save.
     const DWORD input = LastInput();
-    if (m_busy != Busy::No || m_inputAtCheckpoint == input)
+    if (m_busy != Busy::No || m_inputAtCheckpoint == input || !IsAnythingProtected())
         return;
     m_inputAtCheckpoint = input;
     try {

@@ -17,7 +17,8 @@
 enum class RestoreMode { Ask, Always, Never };
 
 struct CWatchOptions {
-    std::wstring appsFile; ///< full path
+    std::wstring appsFile;        ///< full path
+    bool isAppsFileNamed = false; ///< by whoever starts it; otherwise it is the machine's
     RestoreMode restore = RestoreMode::Ask;
     std::chrono::seconds checkpoint{0}; ///< how often; never when zero
     CCheckpointRules keep;
@@ -47,7 +48,9 @@ private:
 
     CSaveOutcome Save(const CSaveOrder& order, Busy busy, const std::function<void(const std::wstring&)>& onScript);
     bool SaveBefore(const std::wstring& what, const CSaveOrder& order, bool canBeStopped);
+    bool IsAnythingProtected() const;
     void ShowState(WatchState state, const std::wstring& text);
+    void ShowProtected();
     CSaveOrder Order(const std::wstring& state) const;
 
     void MakeCheckpoint();

@@ -18,8 +18,10 @@ protected:
     }
 
     void Watch(const std::wstring& options = L"", const char* said = "watching this session") {
-        m_watch = std::make_unique<CPipedProgram>(L"\"" + ProgramFolder() + L"\\quorline.exe\" watch --apps " +
-                                                  Quoted(L"apps.json") + L" " + options);
+        WatchWith(L"--apps " + Quoted(L"apps.json") + L" " + options, said);
+    }
+    void WatchWith(const std::wstring& options, const char* said = "watching this session") {
+        m_watch = std::make_unique<CPipedProgram>(L"\"" + ProgramFolder() + L"\\quorline.exe\" watch " + options);
         // Told before it looks for documents; that has been done when the first message is answered.
         ASSERT_TRUE(m_watch->ReadUntil(said));
         Tell(WM_NULL);

@@ -1,6 +1,8 @@
 // Proves what the real watcher answers the session and the machine: watch/Watcher, WatchWindow, Saver.
 
 #include "WatchFixture.h"
+
+#include "AppsFile.h"
 #include "WatchEvents.h"
 #include "WatchResource.h"
 
@@ -66,6 +68,19 @@ TEST_F(WatchTest, AnEndThatCouldNotBeSavedLeavesTheCheckpointToTheNextStart) {
     EXPECT_EQ(m_watch->Wait(), 0u);
     EXPECT_TRUE(ReadWatchRecord(WatchRecordPath()).watching);
     m_watch.reset();
+}
+
+TEST_F(WatchTest, BeforeAnythingIsProtectedNothingHoldsUpTheEndOfTheSession) {
+    ASSERT_FALSE(std::filesystem::exists(DefaultAppsFile()));
+    WatchWith(L"");
+    EXPECT_EQ(Tell(WM_QUERYENDSESSION), TRUE);
+    EXPECT_EQ(Tell(WM_POWERBROADCAST, PBT_APMQUERYSUSPEND), TRUE);
+    EXPECT_EQ(StoreCount(), 0u);
+}
+
+TEST_F(WatchTest, AnApplicationsFileThatWasNamedAndIsMissingSpeaksAgainstTheEnd) {
+    Watch();
+    EXPECT_EQ(Tell(WM_QUERYENDSESSION), FALSE);
 }
 
 TEST_F(WatchTest, AnInstallationThatWantsTheProgramClosedSavesNothing) {
