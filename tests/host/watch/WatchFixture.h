@@ -7,6 +7,8 @@
 #include "WatchWindow.h"
 
 #include <algorithm>
+#include <chrono>
+#include <future>
 
 class WatchTest : public CommandTest {
 protected:
@@ -46,6 +48,39 @@ protected:
     static void Press(int button) {
         DWORD_PTR answer = 0;
         SendMessageTimeoutW(Dialog(), WM_COMMAND, static_cast<WPARAM>(button), 0, SMTO_NORMAL, 60'000, &answer);
+    }
+
+    /// Opens the icon's menu as a click does, and takes one of its commands with the keyboard.
+    static void ChooseOfMenu(int place) {
+        // Answered when the menu is gone and the command is done.
+        const auto answer =
+            std::async(std::launch::async, [] { return Tell(CWatchWindow::IconMessage, 0, WM_RBUTTONUP); });
+        GUITHREADINFO state{};
+        state.cbSize = sizeof(state);
+        while ((state.flags & GUI_INMENUMODE) == 0 &&
+               answer.wait_for(std::chrono::seconds(0)) != std::future_status::ready)
+            GetGUIThreadInfo(GetWindowThreadProcessId(Window(), nullptr), &state);
+        ASSERT_NE(state.flags & GUI_INMENUMODE, 0u);
+        for (int i = 0; i < place; ++i)
+            PostMessageW(Window(), WM_KEYDOWN, VK_DOWN, 0);
+        PostMessageW(Window(), WM_KEYDOWN, VK_RETURN, 0);
+        ASSERT_NE(answer.wait_for(std::chrono::minutes(1)), std::future_status::timeout);
+    }
+
+    /// A window of a program that is about to open it; null when none comes within a minute.
+    static HWND WaitForWindow(const wchar_t* className, const wchar_t* title) {
+        const ULONGLONG end = GetTickCount64() + 60'000;
+        HWND window = nullptr;
+        while ((window = FindWindowW(className, title)) == nullptr && GetTickCount64() < end)
+            Tell(WM_NULL);
+        return window;
+    }
+    static void EndProgramOf(HWND window) {
+        DWORD id = 0;
+        GetWindowThreadProcessId(window, &id);
+        const CUniqueHandle process(OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, id));
+        TerminateProcess(process.Get(), 0);
+        WaitForSingleObject(process.Get(), 60'000);
     }
 
     std::size_t StoreCount() const { return Stored(L"info.xml").size(); }

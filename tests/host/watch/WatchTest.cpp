@@ -176,6 +176,19 @@ TEST_F(WatchTest, AUserWhoSaysNotNowIsNotAskedAgain) {
     EXPECT_NE(Dialog(), nullptr);
 }
 
+TEST_F(WatchTest, ShowFolderOpensTheStoreAndGoesOnAsking) {
+    PutApps();
+    StartNotepad();
+    ASSERT_EQ(Save().exitCode, 0u);
+    Watch();
+    ASSERT_NE(Dialog(), nullptr);
+    Press(IDC_SHOW_FOLDER);
+    const HWND folder = WaitForWindow(L"ExplorerWClass", nullptr);
+    ASSERT_NE(folder, nullptr);
+    EXPECT_NE(Dialog(), nullptr);
+    EndProgramOf(folder);
+}
+
 TEST_F(WatchTest, AlwaysRestoresWithoutAskingAndNeverDoesNothing) {
     PutApps();
     StartNotepad();
@@ -187,6 +200,39 @@ TEST_F(WatchTest, AlwaysRestoresWithoutAskingAndNeverDoesNothing) {
     Watch(L"--restore always");
     EXPECT_EQ(Dialog(), nullptr);
     EXPECT_TRUE(WaitForFile(Stored(L".txt").at(0).wstring() + L".restored"));
+}
+
+TEST_F(WatchTest, ADoubleClickOnTheIconListsEveryDocumentAndTicksTheUnrecovered) {
+    PutApps();
+    StartNotepad();
+    ASSERT_EQ(Save().exitCode, 0u);
+    ASSERT_EQ(Restore(L"--all").exitCode, 0u);
+    ASSERT_EQ(Save().exitCode, 0u);
+    Watch(L"--restore never");
+    ASSERT_EQ(Dialog(), nullptr);
+    Tell(CWatchWindow::IconMessage, 0, WM_LBUTTONDBLCLK);
+    ASSERT_NE(Dialog(), nullptr);
+    const HWND list = GetDlgItem(Dialog(), IDC_DOCUMENTS);
+    EXPECT_EQ(SendMessageW(list, LVM_GETITEMCOUNT, 0, 0), 2);
+    const auto isTicked = [&](WPARAM row) {
+        return SendMessageW(list, LVM_GETITEMSTATE, row, LVIS_STATEIMAGEMASK) == INDEXTOSTATEIMAGEMASK(2);
+    };
+    EXPECT_TRUE(isTicked(0)); // the newest
+    EXPECT_FALSE(isTicked(1));
+    Press(IDC_RESTORE);
+    EXPECT_EQ(Stored(L".restored").size(), 2u);
+}
+
+TEST_F(WatchTest, TheMenuOfTheIconOpensHistoryAndLog) {
+    PutApps();
+    Watch();
+    ChooseOfMenu(1);
+    EXPECT_NE(Dialog(), nullptr);
+    Press(IDCANCEL);
+    ChooseOfMenu(2);
+    const HWND log = WaitForWindow(L"Notepad", L"TalvinorSession.log - Notepad");
+    ASSERT_NE(log, nullptr);
+    EndProgramOf(log);
 }
 
 TEST_F(WatchTest, ASessionIsWatchedOnce) {
