@@ -43,10 +43,11 @@ test: deps ## build for debugging and run every test but the soak tests
 	@ctest --preset debug $(CTEST_FLAGS); result=$$?; \
 	[ -n "$(CI)" ] || scripts/tallies.sh build/debug/Testing/Temporary/LastTest.log; exit $$result
 
-demo: deps ## save Notepad's unsaved text before hibernation, and show it
-	@$(PACKAGES) demo
+demo: deps ## install the package, end a session with unsaved text, and bring the text back
+	@$(PACKAGES) dist demo
 	$(call build_preset,release,ship)
-	@samples/demo.sh build/release
+	@DIST_ONLY=msi scripts/make-dist.sh build/release build/demo-package
+	@samples/demo.sh build/demo-package/*.msi
 
 lint: deps ## check formatting, static analysis, scripts and wording
 	@$(PACKAGES) lint

@@ -1,17 +1,20 @@
 #!/bin/bash
-# The main job on real applications: demo.sh BUILD_FOLDER
+# The whole road on real applications: demo.sh PACKAGE.msi
 #
-# Starts Notepad twice on a desktop of its own, types into both, and saves what was typed before a hibernation; shows a
-# script that fails and a script that was altered; then brings the documents back. Once with VBScript, once with JScript.
-# Leaves what it made in build/demo/ and ends with an error if anything is not as it should be.
+# Installs the package into a Wine prefix and on a desktop of its own, protects Notepad, checks and tries the scripts. Two
+# Notepads then hold unsaved text when the session ends; the next one asks, and both texts come back. At last it shows a
+# script that fails and a script that was altered. Leaves what it made in build/demo/ and ends with an error if anything
+# is not as it should be.
 set -euo pipefail
 
 ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
-BIN=$(cd "$1/bin" && pwd)
+PACKAGE=$(realpath "$1")
 OUT=$ROOT/build/demo
 WINE=$ROOT/scripts/wine-run.sh
 # A prefix of its own: what is registered here, the tests must not meet.
 export WINEPREFIX=$ROOT/build/demo-prefix
+PROGRAM="$WINEPREFIX/drive_c/Program Files/Quorline"
+DATA=$WINEPREFIX/drive_c/ProgramData/Quorline
 DRIVERS='HKCU\Software\Wine\Drivers'
 EXPLORER='HKCU\Software\Wine\Explorer'
 
@@ -20,10 +23,10 @@ SECOND='Dear Ana, the lamp & the key are under the third stone.'
 
 say() { printf '\n== %s\n' "$*"; }
 fail() { printf 'demo: %s\n' "$*" >&2; exit 1; }
-# Through a file: what a restore script starts holds a pipe open as long as it runs.
+# As it is typed at a prompt. Through a file: what a restore script starts holds a pipe open as long as it runs.
 quorline() {
     local status=0
-    "$WINE" "$BIN/quorline.exe" "$@" >"$OUT/command.txt" 2>&1 || status=$?
+    "$WINE" quorline "$@" >"$OUT/command.txt" 2>&1 || status=$?
     tr -d '\r' <"$OUT/command.txt"
     return "$status"
 }
@@ -33,6 +36,24 @@ expect_exit() { # expected actual what
     [ "$1" = "$2" ] || fail "$3 ended with exit code $2 instead of $1"
 }
 
+comes_true() { # within how many seconds, command...
+    local end=$((SECONDS + $1))
+    shift
+    while [ "$SECONDS" -lt "$end" ]; do
+        if "$@"; then return; fi
+        sleep 0.1
+    done
+    return 1
+}
+wait_until() { # what is missing otherwise, command...
+    local missing=$1
+    shift
+    if ! comes_true 60 "$@"; then
+        screenshot failure
+        fail "$missing"
+    fi
+}
+
 # --- the desktop ---
 
 stop_wine() { "$WINE" --stop; }
@@ -40,31 +61,25 @@ stop_wine() { "$WINE" --stop; }
 finish() {
     status=$?
     trap - EXIT
-    "$WINE" taskkill /f /im notepad.exe >/dev/null 2>&1 || true
-    "$WINE" reg add "$DRIVERS" /v Graphics /d null /f >/dev/null 2>&1 || true
-    "$WINE" reg delete "$EXPLORER" /v Desktop /f >/dev/null 2>&1 || true
     stop_wine || true
     [ -z "${XVFB:-}" ] || kill "$XVFB" 2>/dev/null || true
-    [ "$status" = 0 ] && say "The demo did all it should. Its results are in build/demo/."
+    [ "$status" = 0 ] && say "The demo did all it should, in $SECONDS s. Its results are in build/demo/."
     exit "$status"
 }
 
 start_desktop() {
     Xvfb -displayfd 6 -screen 0 1024x700x24 -nolisten tcp 6>"$OUT/display" >"$OUT/xvfb.log" 2>&1 &
     XVFB=$!
-    for _ in $(seq 100); do
-        [ -s "$OUT/display" ] && break
-        sleep 0.1
-    done
-    [ -s "$OUT/display" ] || fail "no X server could be started; see build/demo/xvfb.log"
+    wait_until "no X server could be started; see build/demo/xvfb.log" [ -s "$OUT/display" ]
     DISPLAY=:$(cat "$OUT/display")
     export DISPLAY
     rm "$OUT/display"
-    # One Windows desktop as one X window: Wine then keeps the focus itself and no window manager is needed.
+    # One Windows desktop as one X window: Wine then keeps the focus itself and no window manager is needed. By this name
+    # it has a taskbar, too.
     {
         "$WINE" reg add "$DRIVERS" /v Graphics /d x11 /f
-        "$WINE" reg add "$EXPLORER" /v Desktop /d Default /f
-        "$WINE" reg add "$EXPLORER\\Desktops" /v Default /d 1024x700 /f
+        "$WINE" reg add "$EXPLORER" /v Desktop /d shell /f
+        "$WINE" reg add "$EXPLORER\\Desktops" /v shell /d 1024x700 /f
     } >/dev/null
     stop_wine
 }
@@ -73,32 +88,35 @@ screenshot() { import -window root "$OUT/$1.png"; }
 
 notepads() { xdotool search --onlyvisible --name 'Notepad$' 2>/dev/null | wc -l; }
 
-wait_for_notepads() { # how many
-    for _ in $(seq 150); do
-        [ "$(notepads)" = "$1" ] && return
-        sleep 0.1
-    done
-    fail "$(notepads) Notepad windows are open instead of $1"
-}
+has_notepads() { [ "$(notepads)" = "$1" ]; }
+wait_for_notepads() { wait_until "there should be $1 Notepad windows" has_notepads "$1"; }
 
 read_windows() { "$WINE" cscript //nologo "$(windows_path "$ROOT/samples/read-windows.vbs")" | tr -d '\r'; }
 
-wait_for_text() { # each text must stand in a window of its own
-    local shown=
-    for _ in $(seq 30); do
-        shown=$(read_windows)
-        [ "$(grep -cFx -- "$FIRST" <<<"$shown")" = 1 ] && [ "$(grep -cFx -- "$SECOND" <<<"$shown")" = 1 ] && return
-        sleep 0.3
-    done
-    printf '%s\n' "$shown"
-    screenshot failure
-    fail "the Notepad windows do not show what they should"
+texts_are_shown() { # each text in a window of its own
+    local shown
+    shown=$(read_windows)
+    [ "$(grep -cFx -- "$FIRST" <<<"$shown")" = 1 ] && [ "$(grep -cFx -- "$SECOND" <<<"$shown")" = 1 ]
 }
+wait_for_text() { wait_until "the Notepad windows do not show what they should" texts_are_shown; }
 
 open_and_type() { # which window, text
     "$WINE" notepad >/dev/null 2>&1 &
     wait_for_notepads "$1"
+    # A window is there a moment before it has the keyboard.
+    sleep 0.5
     xdotool type --delay 12 -- "$2"
+}
+
+# Keys that came too early, on a busy machine, are in the other window.
+type_texts() {
+    for _ in 1 2 3; do
+        open_and_type 1 "$FIRST"
+        open_and_type 2 "$SECOND"
+        if comes_true 8 texts_are_shown; then return; fi
+        close_notepads
+    done
+    fail "what is typed does not reach the Notepad windows"
 }
 
 # Apart, for the picture.
@@ -116,59 +134,126 @@ close_notepads() {
     wait_for_notepads 0
 }
 
-# --- the steps ---
+find_dialog() { # title; into DIALOG
+    DIALOG=$(xdotool search --onlyvisible --name "^$1\$" 2>/dev/null | head -n 1)
+    [ -n "$DIALOG" ]
+}
+is_gone() { ! xdotool getwindowname "$1" >/dev/null 2>&1; }
 
-register_components() {
-    say "Registering the library, the session server and the signer"
-    for dll in Quorline QuorlineHost QuorlineSigner; do
-        "$WINE" regsvr32 /s "$(windows_path "$BIN/$dll.dll")" || fail "regsvr32 $dll.dll failed"
-        echo "registered $dll.dll"
-    done
+# At a place told from the lower edge of a dialog's window, which is as wide as its title.
+click() { # thousandths of its width, thousandths of its height from below
+    local WIDTH HEIGHT
+    eval "$(xdotool getwindowgeometry --shell "$DIALOG" | grep -E '^(WIDTH|HEIGHT)=')"
+    xdotool mousemove --window "$DIALOG" $((WIDTH * $1 / 1000)) $((HEIGHT - HEIGHT * $2 / 1000)) click 1
+    wait_until "the dialog does not go when it is answered" is_gone "$DIALOG"
 }
 
-sign_scripts() {
-    say "Making a development certificate, trusting it here, and signing the scripts"
-    mkdir -p "$OUT/scripts"
-    cp "$ROOT"/samples/*.vbs "$ROOT"/samples/*.js "$ROOT"/samples/*.json "$OUT/scripts/"
-    rm "$OUT/scripts/read-windows.vbs"
-    local certificate scripts=() script
+# --- the steps ---
+
+install_package() {
+    say "msiexec /i $(basename "$PACKAGE") /qn"
+    "$WINE" msiexec /i "$(windows_path "$PACKAGE")" /qn || fail "the package cannot be installed"
+    quorline --version || fail "the command does not run from its name"
+}
+
+protect_notepad() {
+    say "quorline new notepad, and sign what it wrote with a certificate that is trusted here"
+    local certificate
     certificate=$(windows_path "$OUT/development.cer")
+    quorline new notepad --out 'C:\ProgramData\Quorline'
+    mv "$DATA/notepad.json" "$DATA/applications.json"
     quorline cert --new-development --out "$certificate"
     quorline trust "$certificate"
-    for script in "$OUT"/scripts/*.vbs "$OUT"/scripts/*.js; do scripts+=("$(windows_path "$script")"); done
-    quorline sign "${scripts[@]}"
+    quorline sign 'C:\ProgramData\Quorline\notepad-save.js' 'C:\ProgramData\Quorline\notepad-restore.js'
+}
+
+check_and_try() {
+    say "quorline check"
+    quorline check || fail "the applications file has mistakes"
+    say "quorline try notepad-save.js --process notepad.exe"
+    quorline try 'C:\ProgramData\Quorline\notepad-save.js' --process notepad.exe | tee "$OUT/try.txt"
+    grep -q '^written  ' "$OUT/try.txt" || fail "the trial wrote no document"
+}
+
+log_count() { # text
+    find "$WINEPREFIX/drive_c/users" -name TalvinorSession.log -exec cat {} + 2>/dev/null | grep -cF -- "$1" || true
+}
+log_has() { # text, how often
+    [ "$(log_count "$1")" = "${2:-1}" ]
+}
+
+# Starts what is to start at logon, as the package has entered it.
+log_on() { # for which time
+    "$WINE" wineboot >/dev/null 2>&1 </dev/null || fail "the session does not begin"
+    wait_until "the session is not watched" log_has 'Quorline watches this session. Protected' "$1"
+    # Out of the pictures.
+    xdotool mousemove 700 600
+}
+
+show_icon() { # colour, picture
+    local seen
+    screenshot "$2"
+    convert "$OUT/$2.png" -gravity southeast -crop 120x40+0+0 +repage -scale 200% "$OUT/$2.png"
+    seen=$(convert "$OUT/$2.png" -fill white +opaque "$1" -format '%[fx:int((1-mean)*w*h)]' info:)
+    [ "$seen" -gt 100 ] || fail "the notification area does not show the icon in $1"
+    echo "the icon of the notification area is there"
+}
+
+# Notepad asks about text that has no file yet. By then it is saved, so whoever wants to go home may say no.
+end_session() {
+    local ended=0 ending
+    timeout 60 "$WINE" wineboot --end-session >/dev/null 2>&1 &
+    ending=$!
+    for _ in 1 2; do
+        wait_until "Notepad does not ask about its text" find_dialog Notepad
+        log_has 'Before the end of the session, documents were saved: 2.' || fail "Notepad was asked before its text was saved"
+        click 500 210
+    done
+    wait "$ending" || ended=$?
+    expect_exit 0 "$ended" "the session"
+    log_has 'The session ends, and Quorline with it.' || fail "nobody watched the session to its end"
+    has_notepads 0 || fail "a Notepad is still there"
+    stop_wine
+}
+
+answer_restore_window() {
+    wait_until "nobody asks about the documents" find_dialog Quorline
+    sleep 0.5
+    screenshot restore-window
+    import -window "$DIALOG" "$OUT/restore-window-alone.png"
+    say "Restore is clicked"
+    click 520 80
 }
 
 # What the save printed says where the store is.
 save() { # applications file
     local status=0
-    quorline save --state hibernate --apps "$(windows_path "$OUT/scripts/$1")" >"$OUT/save.txt" || status=$?
+    quorline save --state hibernate --apps "$(windows_path "$DATA/$1")" >"$OUT/save.txt" || status=$?
     cat "$OUT/save.txt"
     return "$status"
 }
 
-check_saved_copies() { # where to keep them
-    local store
-    store=$(unix_path "$(sed -n 's/^store      //p' "$OUT/save.txt")")
-    mkdir -p "$OUT/$1"
-    cp "$store"/* "$OUT/$1/"
+check_saved_copies() {
+    local copy found=0 store
+    store=$(find "$WINEPREFIX-home" -name info.xml -exec dirname {} +)
+    mkdir "$OUT/saved"
+    cp "$store"/* "$OUT/saved/"
     say "info.xml of the store"
-    tr -d '\r' <"$OUT/$1/info.xml"
+    tr -d '\r' <"$OUT/saved/info.xml"
     say "The saved copies against what was typed"
-    local found=0
-    for copy in "$OUT/$1"/*.txt; do
+    for copy in "$OUT/saved"/*.txt; do
         iconv -f UTF-16 -t UTF-8 "$copy" | tr -d '\r' >"$copy.utf8"
         printf '%s: %s\n' "$(basename "$copy")" "$(cat "$copy.utf8")"
         if [ "$(cat "$copy.utf8")" = "$FIRST" ] || [ "$(cat "$copy.utf8")" = "$SECOND" ]; then found=$((found + 1)); fi
     done
     [ "$found" = 2 ] || fail "the saved copies do not hold what was typed"
-    [ "$(md5sum "$OUT/$1"/*.utf8 | cut -c1-32 | sort -u | wc -l)" = 2 ] || fail "one text was saved twice"
+    [ "$(md5sum "$OUT/saved"/*.utf8 | cut -c1-32 | sort -u | wc -l)" = 2 ] || fail "one text was saved twice"
     echo "both hold exactly what was typed"
 }
 
 show_failing_script() {
-    say "A second hibernation, with a save script that fails"
-    sed 's/notepad-save.vbs/failing-save.vbs/' "$OUT/scripts/notepad.json" >"$OUT/scripts/failing.json"
+    say "A hibernation, with a save script that fails"
+    sed 's/notepad-save.vbs/failing-save.vbs/' "$DATA/notepad.json" >"$DATA/failing.json"
     local status=0
     save failing.json || status=$?
     expect_exit 3 "$status" "the save with a failing script"
@@ -177,9 +262,9 @@ show_failing_script() {
 }
 
 show_altered_script() {
-    say "A third hibernation, with a save script that was altered after it was signed"
-    sed 's/Saved the text of/Stole the text of/' "$OUT/scripts/notepad-save.vbs" >"$OUT/scripts/altered-save.vbs"
-    sed 's/notepad-save.vbs/altered-save.vbs/' "$OUT/scripts/notepad.json" >"$OUT/scripts/altered.json"
+    say "Another hibernation, with a save script that was altered after it was signed"
+    sed 's/Saved the text of/Stole the text of/' "$DATA/notepad-save.vbs" >"$DATA/altered-save.vbs"
+    sed 's/notepad-save.vbs/altered-save.vbs/' "$DATA/notepad.json" >"$DATA/altered.json"
     local status=0
     save altered.json || status=$?
     expect_exit 3 "$status" "the save with an altered script"
@@ -192,22 +277,30 @@ show_altered_script() {
     echo "refused, and no engine was made for it"
 }
 
-restore_documents() { # applications file, screenshot
-    say "Notepad is closed; what the machine lost is in the history"
-    close_notepads
+check_history() {
+    say "quorline history"
     quorline history | tee "$OUT/history.txt"
-    [ "$(grep -c '^  unrecovered' "$OUT/history.txt")" = 2 ] || fail "the history does not show two unrecovered documents"
-    say "Restoring"
-    quorline restore --all --apps "$(windows_path "$OUT/scripts/$1")"
-    wait_for_notepads 2
-    wait_for_text
-    read_windows
-    place_notepads
-    screenshot "$2"
-    say "Restoring once more"
-    quorline restore --all --apps "$(windows_path "$OUT/scripts/$1")" | tee "$OUT/again.txt"
-    grep -qx 'nothing to restore' "$OUT/again.txt" || fail "a document was restored twice"
-    close_notepads
+    [ "$(grep -c '^  recovered' "$OUT/history.txt")" = 2 ] || fail "the history does not show two recovered documents"
+    say "quorline restore --all"
+    quorline restore --all | tee "$OUT/again.txt"
+    grep -qx 'nothing to restore' "$OUT/again.txt" || fail "a document would be restored twice"
+}
+
+prepare_bad_scripts() {
+    cp "$ROOT"/samples/{notepad.json,notepad-*.vbs,failing-save.vbs} "$DATA/"
+    local script scripts=()
+    for script in notepad-save notepad-restore failing-save; do scripts+=("C:\\ProgramData\\Quorline\\$script.vbs"); done
+    quorline sign "${scripts[@]}" >"$OUT/sign.txt" || fail "the samples cannot be signed: $(cat "$OUT/sign.txt")"
+}
+
+remove_package() {
+    say "msiexec /x $(basename "$PACKAGE") /qn"
+    quorline watch --stop
+    "$WINE" msiexec /x "$(windows_path "$PACKAGE")" /qn || fail "the package cannot be removed"
+    [ ! -e "$PROGRAM" ] || fail "files of the package are left: $(find "$PROGRAM" | head)"
+    [ -s "$DATA/applications.json" ] || fail "the applications file went with the package"
+    [ -n "$(find "$WINEPREFIX-home" -name info.xml)" ] || fail "the store went with the package"
+    echo "the programs are gone; the applications file, the scripts and the store are there"
 }
 
 collect_log() {
@@ -219,34 +312,44 @@ collect_log() {
 
 rm -rf "$OUT"
 mkdir -p "$OUT"
-# What an earlier demo left in this scratch prefix would be listed and restored too.
-rm -rf "$WINEPREFIX"/drive_c/users/*/Documents/"Talvinor Saved Documents" \
-    "$WINEPREFIX"/drive_c/users/*/AppData/Local/Morvane
 trap finish EXIT
+stop_wine
+rm -rf "$WINEPREFIX" "$WINEPREFIX-home"
 start_desktop
-register_components
-sign_scripts
+install_package
 
-say "Two Notepads with unsaved text"
-open_and_type 1 "$FIRST"
-open_and_type 2 "$SECOND"
+"$WINE" notepad >/dev/null 2>&1 &
+wait_for_notepads 1
+protect_notepad
+check_and_try
+close_notepads
+stop_wine
+
+say "The user logs on, opens two Notepads, types, and saves nothing"
+log_on 1
+show_icon '#2E8B45' notification-icon
+type_texts
+read_windows
+place_notepads
+screenshot before-the-end
+
+say "The session ends; to both Notepads the user says no"
+end_session
+check_saved_copies
+
+say "The user logs on again, and is asked"
+log_on 2
+answer_restore_window
+wait_for_notepads 2
 wait_for_text
 read_windows
 place_notepads
-screenshot before-hibernation
+screenshot after-restore
+check_history
 
-say "The machine is about to hibernate"
-save notepad.json
-check_saved_copies saved-vbscript
+prepare_bad_scripts
 show_failing_script
 show_altered_script
-restore_documents notepad.json after-resume
-
-say "The same with JScript"
-open_and_type 1 "$FIRST"
-open_and_type 2 "$SECOND"
-wait_for_text
-save notepad-js.json
-check_saved_copies saved-jscript
-restore_documents notepad-js.json after-resume-jscript
 collect_log
+close_notepads
+remove_package
