@@ -70,10 +70,15 @@ ExitCode RunSteps(const CStep& step, bool asJson) {
 }
 
 /// What is in it decides which scripts run for everybody.
-void MakeAppsFolder() {
-    const std::filesystem::path folder = std::filesystem::path(DefaultAppsFile()).parent_path();
-    if (MakeMachineDirectory(folder.wstring()))
-        PrintLine(folder.wstring() + L": made, for administrators to write");
+ExitCode MakeAppsFolder() {
+    const std::wstring folder = std::filesystem::path(DefaultAppsFile()).parent_path().wstring();
+    if (MakeMachineDirectory(folder)) {
+        PrintLine(folder + L": made, for administrators to write");
+    } else if (const DWORD error = GetLastError(); error != ERROR_ALREADY_EXISTS) {
+        PrintError(folder + L" could not be made: " + DescribeCode(error) + L"; run this as administrator");
+        return ExitCode::Failed;
+    }
+    return ExitCode::Done;
 }
 } // namespace
 
@@ -85,8 +90,9 @@ void AddRegister(CCommandLine& line) {
               {ExitCode::Done, ExitCode::Failed},
               json},
              [](const CCommonOptions& options) {
-                 MakeAppsFolder();
-                 return RunSteps({"DllRegisterServer", L"registered"}, options.json);
+                 const ExitCode folder = MakeAppsFolder();
+                 const ExitCode components = RunSteps({"DllRegisterServer", L"registered"}, options.json);
+                 return components == ExitCode::Done ? folder : components;
              });
     line.Add({"unregister",
               "Take the components beside this program out of the registry",
