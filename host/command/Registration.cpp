@@ -26,7 +26,8 @@ CComponent FindComponent(const wchar_t* what, REFCLSID id, DWORD context) {
     CComponent component{what, ServerOf(id), {}};
     CComPtr<IClassFactory> factory;
     const HRESULT hr = CoGetClassObject(id, context, nullptr, IID_IClassFactory, reinterpret_cast<void**>(&factory));
-    if (hr == REGDB_E_CLASSNOTREG)
+    // A file that is there and knows nothing of the class answers the same.
+    if (hr == REGDB_E_CLASSNOTREG && component.server.empty())
         component.problem = L"is not registered";
     else if (FAILED(hr))
         component.problem = L"is registered, but does not load: " + DescribeCode(static_cast<unsigned long>(hr));

@@ -14,6 +14,8 @@ using testing::IsEmpty;
 using testing::Not;
 
 using DoctorCommand = CommandTest;
+
+constexpr const wchar_t* SignerServer = L"CLSID\\{7E48C5CF-72F6-4C84-9F43-B04B87B31243}\\InprocServer32";
 } // namespace
 
 TEST_F(DoctorCommand, AMachineInOrderIsToldWithTheSignersOwnerAndTheLogsPlace) {
@@ -58,6 +60,32 @@ TEST_F(DoctorCommand, AMissingVBScriptIsToldWithHowToAddIt) {
                 AllOf(HasSubstr("the engine of VBScript does not start: "),
                       HasSubstr("DISM /Online /Add-Capability /CapabilityName:VBSCRIPT~~~~"),
                       HasSubstr("write new scripts in JScript"), Not(HasSubstr("the engine of JScript does"))));
+}
+
+TEST_F(DoctorCommand, AMissingJScriptIsToldWithHowToMendWindows) {
+    const CChangedValue changed(HKEY_CLASSES_ROOT, L"JScript\\CLSID", nullptr, nullptr);
+    const CProgramResult result = RunQuorline(L"doctor");
+    EXPECT_EQ(result.exitCode, 1u);
+    EXPECT_THAT(result.err, AllOf(HasSubstr("the engine of JScript does not start: "),
+                                  HasSubstr("mend Windows' own files as administrator: sfc /scannow"),
+                                  Not(HasSubstr("the engine of VBScript does"))));
+}
+
+TEST_F(DoctorCommand, AnotherSignerIsToldWithWhereItLiesAndWhoseItIs) {
+    const std::wstring other = Path(L"OtherSigner.dll");
+    std::filesystem::copy_file(ProgramFolder() + L"\\QuorlineSigner.dll", other);
+    {
+        const CChangedValue changed(HKEY_CLASSES_ROOT, SignerServer, nullptr, other.c_str());
+        const CProgramResult result = RunQuorline(L"doctor");
+        EXPECT_EQ(result.exitCode, 0u) << result.err;
+        EXPECT_THAT(result.out, HasSubstr("good       the script signer, " + ToUtf8(other) +
+                                          " (Quorline script signer, Quorline)"));
+    }
+    const CChangedValue changed(HKEY_CLASSES_ROOT, SignerServer, nullptr, L"C:\\windows\\system32\\msi.dll");
+    const CProgramResult result = RunQuorline(L"doctor");
+    EXPECT_EQ(result.exitCode, 1u);
+    EXPECT_THAT(result.err, AllOf(HasSubstr("the script signer, C:\\windows\\system32\\msi.dll (Wine MSI dll, Wine, "),
+                                  HasSubstr(") is registered, but does not load: ")));
 }
 
 TEST_F(DoctorCommand, ADocumentsFolderThatCannotBeWrittenIsTold) {
