@@ -46,6 +46,14 @@ constexpr CPowerState States[] = {
      }},
 };
 
+/// "Access denied (error 5); ...", with what to do about it.
+std::wstring DescribeRefusal(DWORD error) {
+    return DescribeCode(error) +
+           (error == ERROR_NOT_ALL_ASSIGNED
+                ? L"; this user has no right to shut the machine down, ask an administrator for it"
+                : L"; 'powercfg /a' tells which states this machine has");
+}
+
 struct CPowerRequest {
     CSaveRequest save;
     CWorkerLimits limits;
@@ -64,8 +72,7 @@ ExitCode RunPower(const CPowerState& state, const CPowerRequest& request) {
     PrintLine(L"asking     Windows for " + name);
     if (!state.enter())
         throw CCommandError(ExitCode::Failed, L"everything is saved, but Windows refuses " + name + L": " +
-                                                  DescribeCode(GetLastError()) +
-                                                  L"; 'powercfg /a' tells which states this machine has.");
+                                                  DescribeRefusal(GetLastError()));
     return saved;
 }
 } // namespace

@@ -7,8 +7,22 @@
 
 namespace {
 using testing::AllOf;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
+using testing::StartsWith;
+
+/// Takes the right to shut down from this process and from all that it starts; for good, and no other test here asks
+/// for it.
+void GiveUpShutdown() {
+    CUniqueHandle token;
+    TOKEN_PRIVILEGES privileges{};
+    privileges.PrivilegeCount = 1;
+    privileges.Privileges[0].Attributes = SE_PRIVILEGE_REMOVED;
+    ASSERT_TRUE(OpenProcessToken(GetCurrentProcess(), TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY, token.Put()));
+    ASSERT_TRUE(LookupPrivilegeValueW(nullptr, SE_SHUTDOWN_NAME, &privileges.Privileges[0].Luid));
+    ASSERT_TRUE(AdjustTokenPrivileges(token.Get(), FALSE, &privileges, 0, nullptr, nullptr));
+}
 
 class PowerCommand : public CommandTest {
 protected:
@@ -32,6 +46,20 @@ TEST_F(PowerCommand, ADryRunSavesAndStopsBeforeWindowsIsAsked) {
         EXPECT_EQ(other.exitCode, 0u) << other.err;
         EXPECT_THAT(other.out, HasSubstr("state      " + ToUtf8(state)));
     }
+}
+
+TEST_F(PowerCommand, WhenWindowsRefusesEverythingIsSavedAndTheReasonIsTold) {
+    PutApps();
+    StartNotepad();
+    GiveUpShutdown();
+    const CProgramResult result = RunQuorline(L"hibernate --apps " + Quoted(L"apps.json"));
+    EXPECT_EQ(result.exitCode, 1u) << result.out;
+    EXPECT_THAT(result.out, AllOf(HasSubstr("saved      "), EndsWith("asking     Windows for hibernate\r\n")));
+    EXPECT_THAT(result.err,
+                AllOf(StartsWith("quorline: everything is saved, but Windows refuses hibernate: "),
+                      EndsWith("(error 1300); this user has no right to shut the machine down, ask an administrator "
+                               "for it\r\n")));
+    EXPECT_EQ(Stored(L".txt").size(), 1u);
 }
 
 TEST_F(PowerCommand, AVetoedChangeIsNotAskedFor) {
