@@ -133,19 +133,15 @@ void PrintTable(const std::vector<CStoreEntry>& stores) {
 ExitCode RunHistory(bool asJson) {
     const CHostApartment apartment;
     auto stores = ReadInOrder();
-    ExitCode code = ExitCode::Done;
-    for (const auto& store : stores)
-        if (!store.info) {
-            PrintError(L"the info file of the store '" + store.name + L"' cannot be read: " + store.problem);
-            code = ExitCode::Failed;
-        }
+    PrintUnreadable(stores);
+    const bool readable = std::ranges::all_of(stores, [](const CStoreEntry& store) { return store.info != nullptr; });
     // Nothing says that they ever were stores.
     std::ranges::move(FindStoresWithoutRecord(), std::back_inserter(stores));
     if (asJson)
         PrintStoresJson(stores);
     else
         PrintTable(stores);
-    return code;
+    return readable ? ExitCode::Done : ExitCode::Failed;
 }
 } // namespace
 

@@ -103,7 +103,8 @@ ExitCode RunNew(const CNewRequest& request, bool asJson) {
     for (const auto& path : {save, restore, apps})
         if (std::error_code ignored; std::filesystem::exists(path, ignored))
             throw CCommandError(ExitCode::BadInput,
-                                L"'" + path.wstring() + L"' is there already; nothing was written.");
+                                L"'" + path.wstring() +
+                                    L"' is there already; nothing was written. Name another folder with --out.");
     WriteNewFile(save, SaveTemplate);
     WriteNewFile(restore, RestoreScriptFor(image));
     const ordered_json entry{{"friendlyName", ToUtf8(name)},

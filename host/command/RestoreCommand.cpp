@@ -123,9 +123,7 @@ std::vector<CStoreEntry> ReadStores() {
     std::vector<CStoreEntry> stores;
     for (const auto& name : ListStores())
         stores.push_back(ReadStore(name));
-    for (const auto& store : stores)
-        if (!store.info)
-            PrintError(L"the info file of the store '" + store.name + L"' cannot be read: " + store.problem);
+    PrintUnreadable(stores);
     // Nothing says that they ever were stores.
     std::ranges::move(FindStoresWithoutRecord(), std::back_inserter(stores));
     return stores;

@@ -90,6 +90,7 @@ CRestoreSelection SelectDocuments(std::vector<CStoreEntry>& stores, const CResto
         }
     }
     if (!known)
-        throw CCommandError(ExitCode::BadInput, L"there is no store and no document '" + request.target + L"'.");
+        throw CCommandError(ExitCode::BadInput, L"there is no store and no document '" + request.target +
+                                                    L"'; 'quorline history' lists them.");
     return selection;
 }

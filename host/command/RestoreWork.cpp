@@ -85,7 +85,8 @@ void DoRestore(const CRestoreOrder& order, IWorkerEvents& events) {
         COpenStore& store = stores.try_emplace(name, name).first->second;
         const auto documents = store.entry.Documents();
         if (index >= documents.size())
-            throw CCommandError(ExitCode::Failed, L"the store '" + name + L"' has changed meanwhile.");
+            throw CCommandError(ExitCode::Failed,
+                                L"the store '" + name + L"' has changed meanwhile; run restore again.");
         const CDocumentScript* app = scripts.Find(*documents[index]);
         events.Report(Announce(i, *documents[index], app));
         const COutcome outcome = Restore(store, index, app);

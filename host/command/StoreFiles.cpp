@@ -1,5 +1,6 @@
 #include "StoreFiles.h"
 
+#include "Console.h"
 #include "ScratchFolder.h"
 #include "SignerCommands.h"
 #include "base/PathHelper.h"
@@ -72,6 +73,13 @@ std::vector<CStoreEntry> FindStoresWithoutRecord() {
             stores.push_back(std::move(store));
     }
     return stores;
+}
+
+void PrintUnreadable(const std::vector<CStoreEntry>& stores) {
+    for (const CStoreEntry& store : stores)
+        if (!store.info)
+            PrintError(L"the info file of the store '" + store.name + L"' cannot be read: " + store.problem +
+                       L"; mend its info.xml, or 'quorline forget' it");
 }
 
 CSavedCopyAnswer ExamineCopyOf(const CStoreEntry& store, const CInternalSavedDocument& document) {

@@ -11,6 +11,9 @@ std::vector<std::wstring> FindUnrecorded(const CStoreEntry& store);
 /// The directories among the stores that hold something but no info file, as entries that cannot be read.
 std::vector<CStoreEntry> FindStoresWithoutRecord();
 
+/// Says, of each store whose record cannot be read, that and what to do about it.
+void PrintUnreadable(const std::vector<CStoreEntry>& stores);
+
 /// Whether a document's saved copy is there to be restored.
 CSavedCopyAnswer ExamineCopyOf(const CStoreEntry& store, const CInternalSavedDocument& document);
 

@@ -24,7 +24,8 @@ ordered_json Trust(PCCERT_CONTEXT certificate, ExitCode& code) {
     if (places.publisher)
         PrintLine(subject + L": now a trusted publisher");
     if (!places.root && !places.publisher) {
-        PrintError(subject + L": neither a root nor for code signing; nothing to trust");
+        PrintError(subject + L": neither a root nor for code signing, nothing to trust; name the file of a root, or "
+                             L"of a certificate that signs scripts");
         code = ExitCode::Failed;
     }
     return Describe(certificate, places);

@@ -56,7 +56,9 @@ unsigned long FindProcess(const std::wstring& name) {
 std::wstring CopyDocument(const std::wstring& document, const CScratchFolder& folder) {
     std::wstring copy = folder.Path() + L"\\" + std::filesystem::path(document).filename().wstring();
     if (!CopyFileW(document.c_str(), copy.c_str(), TRUE))
-        throw CCommandError(ExitCode::BadInput, L"the document '" + document + L"' cannot be read.");
+        throw CCommandError(ExitCode::BadInput,
+                            L"the document '" + document +
+                                L"' cannot be read; see that it is there and that you may read it.");
     return copy;
 }
 

@@ -38,7 +38,8 @@ CSaveResult TrySave(const CScript& script, unsigned long processId, IWorkerEvent
     apps.back()->SetAppFriendlyName(FileName(PathOfProcess(processId)));
     CSaveResult result = SaveApps(apps, Hibernate, events);
     if (!result.hasRun && result.troubles.empty())
-        throw CCommandError(ExitCode::Failed, L"the process " + std::to_wstring(processId) + L" is gone.");
+        throw CCommandError(ExitCode::Failed,
+                            L"the process " + std::to_wstring(processId) + L" is gone; start the application again.");
     return result;
 }
 

@@ -47,7 +47,8 @@ ordered_json VerifyScript(const std::wstring& script) {
             PrintAccepted(script, verification, entry);
         } else {
             PrintError(script + L": not accepted: " + verification.reason +
-                       (verification.subject.empty() ? L"" : L" (certificate: " + DescribeSigner(verification) + L")"));
+                       (verification.subject.empty() ? L"" : L" (certificate: " + DescribeSigner(verification) + L")") +
+                       L"; 'quorline sign' signs it anew, and the operator's guide tells more of each reason");
             entry["problem"] = ToUtf8(verification.reason);
         }
     } catch (const CSignerError& error) {

@@ -33,7 +33,8 @@ std::vector<std::wstring> TextsFromJson(const json& list) {
 }
 
 [[noreturn]] void RefuseToWrite(const std::wstring& path) {
-    throw CCommandError(ExitCode::Failed, L"'" + path + L"' cannot be written: " + DescribeCode(GetLastError()));
+    throw CCommandError(ExitCode::Failed, L"'" + path + L"' cannot be written: " + DescribeCode(GetLastError()) +
+                                              L"; see that its folder may be written");
 }
 } // namespace
 

@@ -8,6 +8,7 @@
 #include <algorithm>
 
 namespace {
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
@@ -37,7 +38,10 @@ TEST_F(CommandTest, BadInputGetsOneLineAndItsOwnExitCode) {
         {L"save --state nap --apps " + Quoted(L"apps.json"), "unknown state 'nap'"},
         {L"restore --apps " + Quoted(L"apps.json"), "--all"},
         {L"restore --all this --apps " + Quoted(L"apps.json"), "--all"},
-        {L"restore nothing --apps " + Quoted(L"apps.json"), "there is no store and no document 'nothing'"},
+        {L"restore nothing --apps " + Quoted(L"apps.json"),
+         "there is no store and no document 'nothing'; 'quorline history' lists them."},
+        {L"try " + Quoted(L"save.vbs") + L" --process explorer.exe --document " + Quoted(L"none.txt"),
+         "none.txt' cannot be read; see that it is there and that you may read it."},
         {L"sign", "SCRIPT"},
         {L"cert", "--new-development"},
     };
@@ -203,6 +207,7 @@ TEST_F(CommandTest, AMalformedStoreIsNamedAndTheOthersAreListed) {
         const CProgramResult result = RunQuorline(command);
         EXPECT_EQ(result.exitCode, 1u);
         EXPECT_THAT(result.err, StartsWith("quorline: the info file of the store 'broken' cannot be read: "));
+        EXPECT_THAT(result.err, EndsWith("; mend its info.xml, or 'quorline forget' it\r\n"));
         EXPECT_THAT(result.out, HasSubstr("Letter"));
     }
     const CProgramResult restored = Restore(L"--all");

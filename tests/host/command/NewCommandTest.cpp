@@ -43,7 +43,7 @@ TEST_F(NewCommand, NothingThatIsThereIsWrittenOver) {
     std::filesystem::remove(Path(L"notepad-save.js"));
     const CProgramResult again = RunQuorline(L"new notepad --out " + Quoted(L"."));
     EXPECT_EQ(again.exitCode, 2u);
-    EXPECT_THAT(again.err, HasSubstr("is there already; nothing was written"));
+    EXPECT_THAT(again.err, HasSubstr("is there already; nothing was written. Name another folder with --out.\r\n"));
     EXPECT_EQ(ReadBytes(Path(L"notepad-restore.js")), "mine");
     EXPECT_FALSE(std::filesystem::exists(Path(L"notepad-save.js")));
 }

@@ -21,7 +21,8 @@ TEST_F(VerifyCommand, NamesTheSignerOrTheReasonOfEachScript) {
     EXPECT_THAT(result.out, MatchesRegex(".*good\\.vbs: signed by CN=Quorline Development \\(\\w*\\), valid from "
                                          "20.* UTC until 20.* UTC\r\n"));
     EXPECT_THAT(result.err, HasSubstr("cannot read '" + ToUtf8(Path(L"missing.js")) + "': "));
-    EXPECT_THAT(result.err, HasSubstr("plain.vbs: not accepted: it is not signed\r\n"));
+    EXPECT_THAT(result.err, HasSubstr("plain.vbs: not accepted: it is not signed; 'quorline sign' signs it anew, and "
+                                      "the operator's guide tells more of each reason\r\n"));
     EXPECT_EQ(RunQuorline(L"verify " + Quoted(L"good.vbs")).exitCode, 0u);
 }
 
