@@ -46,6 +46,18 @@ TEST_F(CheckCommand, EveryMistakeIsToldWithItsLineAndKey) {
                       HasSubstr("line 6, applications/1/restoreScript: "), HasSubstr("missing.js' cannot be read")));
 }
 
+TEST_F(CheckCommand, WhatNobodyKnowsAndWhatIsThereTwiceAreMistakes) {
+    PutSigned(L"save.vbs", "x = 1\r\n");
+    Put(L"apps.json", "{\"applications\": [\n{\"friendlyName\": \"A\", \"executables\": [\"a.exe\"],\n\"stateChange\": "
+                      "[\"standby\"], \"saveScript\": \"save.vbs\",\n\"stateChanges\": [\"standby\", \"standby\"],\n"
+                      "\"saveScript\": \"save.vbs\"}]}");
+    const CProgramResult result = Check();
+    EXPECT_EQ(result.exitCode, 2u);
+    EXPECT_THAT(result.err, AllOf(HasSubstr("line 3, applications/0/stateChange: "),
+                                  HasSubstr("line 4, applications/0/stateChanges/1: "),
+                                  HasSubstr("line 5, applications/0/saveScript: ")));
+}
+
 TEST_F(CheckCommand, SyntaxIsReadByTheEngineAndNothingRuns) {
     const std::string marker = ToUtf8(Path(L"ran.txt"));
     std::string escaped;

@@ -4,6 +4,7 @@
 #include "CommandFixture.h"
 #include "CommandList.h"
 #include "StoreFile.h"
+#include "WorkerProcess.h"
 
 #include <nlohmann/json.hpp>
 
@@ -116,6 +117,10 @@ protected:
 TEST(Help, HasAnExampleTheExitCodesTheCommonOptionsAndTheShapeOfTheData) {
     const auto commands = CommandsOf(L"quorline.exe");
     ASSERT_THAT(commands, testing::IsSupersetOf({"save", "restore", "history", "sign", "verify", "trust", "cert"}));
+    EXPECT_THAT(commands, Not(testing::Contains("worker"))) << "nobody types it";
+    for (const char* command : {"save", "restore", "try"})
+        EXPECT_THAT(HelpOf(command), HasSubstr("Seconds that one script may take; 60 unless told\r\n")) << command;
+    EXPECT_EQ(CWorkerLimits().step, std::chrono::seconds(60));
     for (const std::string& command : commands) {
         const CProgramResult help = RunQuorline(FromUtf8(command) + L" --help");
         EXPECT_EQ(help.exitCode, 0u);

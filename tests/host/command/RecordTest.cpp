@@ -12,6 +12,9 @@
 
 #include <nlohmann/json.hpp>
 
+#include <regex>
+#include <set>
+
 namespace {
 using nlohmann::json;
 using testing::ElementsAre;
@@ -214,4 +217,33 @@ TEST_F(RecordTest, AScriptGivenByNameIsRunWhateverTheRecordSays) {
     EXPECT_THAT(Names(L".recorded"), ElementsAre());
     EXPECT_EQ(RunQuorline(L"restore --all --with " + Quoted(L"none.js")).exitCode, 2u);
     EXPECT_EQ(RunQuorline(L"restore --all").exitCode, 2u) << "neither applications nor a script";
+}
+
+TEST_F(RecordTest, ItsGuideTellsOfEachElementWhereItStands) {
+    PutApps();
+    StartNotepad();
+    ASSERT_EQ(Save(L"shutdown").exitCode, 0u);
+    // Each element stands on a line of its own, indented below the one that it is in.
+    std::set<std::string> written;
+    std::vector<std::string> open;
+    std::istringstream record(ReadBytes(Stored(L"info.xml").at(0).wstring()));
+    for (std::string line; std::getline(record, line);) {
+        std::smatch tag;
+        if (!std::regex_match(line, tag, std::regex("\\t*<(/?)(\\w+)>\\r")))
+            continue;
+        if (tag[1] == "/") {
+            open.pop_back();
+            continue;
+        }
+        if (!open.empty() && tag[2] != "Doc")
+            written.insert(tag[2].str() + " in " + open.back());
+        open.push_back(tag[2]);
+    }
+    std::set<std::string> told;
+    std::istringstream guide(ReadBytes(L"" QUORLINE_DOCS "/info-file.md"));
+    for (std::string line; std::getline(guide, line);)
+        if (std::smatch row; std::regex_search(line, row, std::regex("^\\| `(\\w+)` \\| `(\\w+)` \\|")))
+            told.insert(row[1].str() + " in " + row[2].str());
+    EXPECT_EQ(written, told);
+    EXPECT_EQ(told.size(), 14u);
 }
