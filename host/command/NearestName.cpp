@@ -22,6 +22,14 @@ std::size_t CountChanges(std::string_view from, std::string_view to) {
     }
     return last.back();
 }
+
+/// The only name that begins so; empty when none or more than one does, or when hardly anything was typed.
+std::string FindLongerName(std::string_view typed, const std::vector<std::string>& names) {
+    constexpr std::size_t Least = 3; // characters
+    const auto begins = [&](const std::string& name) { return name.starts_with(typed); };
+    const bool only = typed.size() >= Least && std::ranges::count_if(names, begins) == 1;
+    return only ? *std::ranges::find_if(names, begins) : "";
+}
 } // namespace
 
 std::string FindNearestName(std::string_view typed, const std::vector<std::string>& names) {
@@ -35,5 +43,5 @@ std::string FindNearestName(std::string_view typed, const std::vector<std::strin
             nearest = name;
         }
     }
-    return nearest;
+    return nearest.empty() ? FindLongerName(typed, names) : nearest;
 }

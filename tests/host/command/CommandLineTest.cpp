@@ -19,7 +19,8 @@ using testing::StartsWith;
 } // namespace
 
 TEST(NearestName, TakesWhatWasMeantAndNothingElse) {
-    const std::vector<std::string> names{"save", "restore", "history", "sign", "verify", "trust"};
+    const std::vector<std::string> names{"save",   "restore", "history",  "sign",
+                                         "verify", "trust",   "reporter", "repository"};
     const struct {
         const char* typed;
         const char* meant;
@@ -32,7 +33,10 @@ TEST(NearestName, TakesWhatWasMeantAndNothingElse) {
         {"histroy", "history"},
         {"sing", "sign"},
         {"veryfi", "verify"},
+        {"hist", "history"},
+        {"hi", ""},
         {"install", ""},
+        {"repo", ""},
         {"x", ""},
         {"", ""},
         {"hibernate-now", ""},

@@ -154,5 +154,6 @@ TEST_F(EveryCommand, TellsAsDataWhatItsHelpSaysAndNothingBeside) {
         const json answer = json::parse(result.out);
         EXPECT_FALSE(answer.empty()) << command;
         ExpectKnownKeys(answer, QuotedIn(ShapeIn(help)), command);
+        EXPECT_THAT(RunQuorline(line + L" --quiet").out, IsEmpty()) << command;
     }
 }
