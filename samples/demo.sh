@@ -129,10 +129,11 @@ place_notepads() {
     sleep 0.5
 }
 
-close_notepads() {
+no_notepads_after_kill() {
     "$WINE" taskkill /f /im notepad.exe >/dev/null 2>&1 || true
-    wait_for_notepads 0
+    has_notepads 0
 }
+close_notepads() { wait_until "Notepad cannot be closed" no_notepads_after_kill; }
 
 find_dialog() { # title; into DIALOG
     DIALOG=$(xdotool search --onlyvisible --name "^$1\$" 2>/dev/null | head -n 1)
@@ -233,9 +234,13 @@ save() { # applications file
     return "$status"
 }
 
+# Wine has the user's documents in the home folder or, from version 10 on, in the prefix.
+find_stores() { find "$WINEPREFIX-home" "$WINEPREFIX/drive_c/users" -name info.xml -exec dirname {} +; }
+
 check_saved_copies() {
     local copy found=0 store
-    store=$(find "$WINEPREFIX-home" -name info.xml -exec dirname {} +)
+    store=$(find_stores)
+    [ -d "$store" ] || fail "there should be one store: '$store'"
     mkdir "$OUT/saved"
     cp "$store"/* "$OUT/saved/"
     say "info.xml of the store"
@@ -299,7 +304,7 @@ remove_package() {
     "$WINE" msiexec /x "$(windows_path "$PACKAGE")" /qn || fail "the package cannot be removed"
     [ ! -e "$PROGRAM" ] || fail "files of the package are left: $(find "$PROGRAM" | head)"
     [ -s "$DATA/applications.json" ] || fail "the applications file went with the package"
-    [ -n "$(find "$WINEPREFIX-home" -name info.xml)" ] || fail "the store went with the package"
+    [ -n "$(find_stores)" ] || fail "the store went with the package"
     echo "the programs are gone; the applications file, the scripts and the store are there"
 }
 

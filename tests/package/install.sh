@@ -97,7 +97,7 @@ expect 0x3 "$(registry_value "$SETTINGS" TalvinorSDLogLevel)" "the level of the 
 quorline history >/dev/null || fail "the command does not run after the repair"
 
 step "removing it leaves nothing but what the user made"
-store=$(find "$HOME_FOLDER" -name info.xml)
+store=$(find_documents -name info.xml)
 [ -n "$store" ] || fail "there is no store"
 msiexec /x "$PACKAGE" || fail "it cannot be removed"
 expect 0 "$(installed_products)" "installed products"

@@ -22,12 +22,15 @@ start_prefix() {
     "$WINE" cmd /c exit
     DRIVE=$WINEPREFIX/drive_c
     HOME_FOLDER=$WINEPREFIX-home
-    rm -rf "${HOME_FOLDER:?}"/*
+    rm -rf "${HOME_FOLDER:?}"/* "$DRIVE"/users/*/Documents/*
     # Wine registers what scripts use when they use it for the first time.
     printf '%s\r\n' 'Set r = New RegExp' 'Set s = CreateObject("WScript.Shell")' \
         'Set f = CreateObject("Scripting.FileSystemObject")' >"$SCRATCH/first-use.vbs"
     "$WINE" cscript //nologo "$(windows_path "$SCRATCH/first-use.vbs")" >/dev/null 2>&1
 }
+
+# Wine has the user's documents in the home folder or, from version 10 on, in the prefix.
+find_documents() { find "$HOME_FOLDER" "$DRIVE/users" "$@"; }
 
 # What the machine holds that an installation may change: its part of the registry, and the files outside the user's own
 # folders. Keys without values and a folder for its own copies do not count, which Wine's installer leaves behind. Roots

@@ -26,7 +26,7 @@ watch() { # options...
 
 end_session() { timeout 60 "$WINE" wineboot --end-session; }
 power_cut() { "$WINE" --stop; }
-saved_copies() { find "$HOME_FOLDER" -name 'harvest*.txt' -path '*Saved Documents*' | wc -l; }
+saved_copies() { find_documents -name 'harvest*.txt' -path '*Saved Documents*' | wc -l; }
 save_script() { # sample
     cp "$ROOT/samples/$1" "$SCRIPTS/notepad-save.vbs"
     quorline sign "$(windows_path "$SCRIPTS/notepad-save.vbs")" >/dev/null
