@@ -4,13 +4,13 @@
 
 namespace {
 /// Saves what stands in a file beside it, and tells whether it runs for a checkpoint.
-std::string CheckpointScript(const std::string& folder) {
+std::string CheckpointScript(const std::string& folder, const std::string& document = "Letter") {
     return "Set files = CreateObject(\"Scripting.FileSystemObject\")\r\n"
            "files.OpenTextFile(\"" +
            folder +
            "\\runs\", 8, True).WriteLine CStr(Session.IsCheckpoint)\r\n"
            "files.CopyFile \"" +
-           folder + "\\text\", TalvinorDocumentStore.GetNew(\"Letter\", \"\", \".txt\")\r\n";
+           folder + "\\text\", TalvinorDocumentStore.GetNew(\"" + document + "\", \"\", \".txt\")\r\n";
 }
 
 class WatchCheckpointTest : public WatchTest {
@@ -81,6 +81,32 @@ TEST_F(WatchCheckpointTest, SupersededOnesAreClearedByNumber) {
     }
     EXPECT_EQ(StoreCount(), 2u);
     EXPECT_EQ(ReadWatchRecord(WatchRecordPath()).checkpoints.size(), 2u);
+}
+
+TEST_F(WatchCheckpointTest, SupersededOnesAreClearedByAge) {
+    Watch(L"--checkpoint 365d --keep 5 30d");
+    Checkpoint(true);
+    const auto first = Stored(L"info.xml").at(0);
+    std::filesystem::last_write_time(first,
+                                     std::filesystem::file_time_type::clock::now() - std::chrono::hours(24 * 31));
+    Put(L"text", "second");
+    Checkpoint(true);
+    EXPECT_EQ(StoreCount(), 1u);
+    EXPECT_FALSE(std::filesystem::exists(first));
+}
+
+TEST_F(WatchCheckpointTest, TheOnlyCopyOfAnUnrecoveredDocumentIsKept) {
+    Watch(L"--checkpoint 365d --keep 1 1s");
+    Checkpoint(true);
+    const auto letter = Stored(L"info.xml").at(0);
+    std::filesystem::last_write_time(letter, std::filesystem::file_time_type::clock::now() - std::chrono::hours(1));
+    PutSigned(L"checkpoint.vbs", CheckpointScript(ToUtf8(m_folder.Path()), "Report"));
+    for (const char* text : {"second", "third"}) {
+        Put(L"text", text);
+        Checkpoint(true);
+    }
+    EXPECT_TRUE(std::filesystem::exists(letter));
+    EXPECT_EQ(StoreCount(), 2u);
 }
 
 TEST_F(WatchCheckpointTest, AfterAnEndWithoutNoticeTheNewestIsOffered) {

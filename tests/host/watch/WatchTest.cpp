@@ -19,6 +19,27 @@ using testing::HasSubstr;
 
 constexpr const char* FailingScript = "Err.Raise 5, \"Save script\", \"The letter has no name yet\"\r\n";
 
+/// What stands in a list of another process.
+std::wstring CellOf(HWND list, WPARAM row, int column) {
+    DWORD id = 0;
+    GetWindowThreadProcessId(list, &id);
+    const CUniqueHandle process(OpenProcess(PROCESS_VM_OPERATION | PROCESS_VM_READ | PROCESS_VM_WRITE, FALSE, id));
+    struct {
+        LVITEMW item{};
+        wchar_t text[128] = L"";
+    } cell;
+    auto* const there = static_cast<BYTE*>(
+        VirtualAllocEx(process.Get(), nullptr, sizeof(cell), MEM_COMMIT | MEM_RESERVE, PAGE_READWRITE));
+    cell.item.iSubItem = column;
+    cell.item.pszText = reinterpret_cast<wchar_t*>(there + sizeof(cell.item));
+    cell.item.cchTextMax = static_cast<int>(std::size(cell.text));
+    WriteProcessMemory(process.Get(), there, &cell, sizeof(cell), nullptr);
+    SendMessageW(list, LVM_GETITEMTEXTW, row, reinterpret_cast<LPARAM>(there));
+    ReadProcessMemory(process.Get(), there, &cell, sizeof(cell), nullptr);
+    VirtualFreeEx(process.Get(), there, 0, MEM_RELEASE);
+    return cell.text;
+}
+
 /// Says that it runs, and goes on until it is told to end.
 std::string WaitingScript(const std::string& folder) {
     return "Set files = CreateObject(\"Scripting.FileSystemObject\")\r\nfiles.CreateTextFile(\"" + folder +
@@ -132,6 +153,18 @@ TEST_F(WatchTest, ASuspensionThatIsAskedAboutIsAnsweredByTheSave) {
     EXPECT_EQ(StoreCount(), 2u);
 }
 
+TEST_F(WatchTest, AfterASuspensionThatWasRefusedTheNextIsSavedFor) {
+    PutApps();
+    Put(L"apps.json", R"({"applications":[{"friendlyName":"Notepad","executables":["notepad.exe"],
+        "stateChanges":["standby"],"saveScript":"save.vbs","restoreScript":"restore.js"}]})");
+    StartNotepad();
+    Watch();
+    EXPECT_EQ(Tell(WM_POWERBROADCAST, PBT_APMQUERYSUSPEND), TRUE);
+    Tell(WM_POWERBROADCAST, PBT_APMQUERYSUSPENDFAILED);
+    Tell(WM_POWERBROADCAST, PBT_APMSUSPEND);
+    EXPECT_EQ(StoreCount(), 2u);
+}
+
 TEST_F(WatchTest, AFailingScriptDeniesTheSuspension) {
     PutApps("failing.vbs");
     PutSigned(L"failing.vbs", FailingScript);
@@ -156,6 +189,21 @@ TEST_F(WatchTest, AfterAResumeTheUserIsAskedAndTheTickedDocumentsAreRestored) {
     EXPECT_EQ(Dialog(), nullptr);
     Tell(WM_POWERBROADCAST, PBT_APMRESUMEAUTOMATIC);
     EXPECT_EQ(Dialog(), nullptr);
+}
+
+TEST_F(WatchTest, TheWindowListsApplicationNameAndTimeOfEachDocument) {
+    PutApps();
+    StartNotepad();
+    ASSERT_EQ(Save().exitCode, 0u);
+    Watch();
+    ASSERT_NE(Dialog(), nullptr);
+    const HWND list = GetDlgItem(Dialog(), IDC_DOCUMENTS);
+    EXPECT_EQ(CellOf(list, 0, 0), L"notepad.exe"); // a record has no friendlier name
+    EXPECT_EQ(CellOf(list, 0, 1), L"Letter");
+    std::wstring time = CellOf(list, 0, 2);
+    std::replace(time.begin(), time.end(), L' ', L'_');
+    std::replace(time.begin(), time.end(), L':', L'.');
+    EXPECT_EQ(time, Stored(L"info.xml").at(0).parent_path().filename().wstring());
 }
 
 TEST_F(WatchTest, AUserWhoSaysNotNowIsNotAskedAgain) {
