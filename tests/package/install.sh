@@ -50,7 +50,12 @@ expect_class "$SIGNER_CLASS" 'C:\Program Files\Quorline\QuorlineSigner.dll'
 
 step "a prompt that is opened now knows the command"
 expect "$PATH_BEFORE;C:\\Program Files\\Quorline\\" "$(search_path)" "the search path"
-"$WINE" cmd /c quorline --version >/dev/null || fail "the command is not found"
+expect "quorline $VERSION.0" "$("$WINE" quorline --version | tr -d '\r')" "what the command says of itself"
+
+step "at logon the session is watched"
+"$WINE" wineboot >/dev/null 2>&1 </dev/null || fail "the session does not begin"
+watched_session_ends() { "$WINE" quorline watch --stop | grep -q 'the session is watched no more'; }
+wait_until "nobody watches the session" watched_session_ends
 
 # Windows' own installer gives the rights that the package names, and takes a folder away from whoever made it before; for
 # Wine's it is the registration that makes the folder. Of an access list Wine keeps the owner's rights, the system's and
