@@ -82,6 +82,26 @@ step "an older version is refused over a newer one"
 expect 1 "$(installed_products)" "installed products"
 quorline --help >/dev/null || fail "the command does not run any more"
 
+# As they stand there, but for the first, which installs: as a batch file that ends with the first that fails. Wine's
+# prompt looks no further than the empty entry that its installer left in the search path.
+step "the other commands of the front page protect, check and try"
+{
+    echo 'set PATH=C:\Program Files\Quorline;%PATH%'
+    sed -n '/^## On Windows/,/^## /s/^    //p' "$ROOT/README.md" | sed '1{/^msiexec/d}; s/[^^]$/&\nif errorlevel 1 exit 1/'
+} | sed 's/$/\r/' >"$SCRATCH/front-page.bat"
+expect 3 "$(grep -c '^if errorlevel' "$SCRATCH/front-page.bat")" "commands of the front page"
+certificate=$(windows_path "$SCRATCH/certificate.cer")
+quorline cert --new-development --out "$certificate" >/dev/null
+quorline trust "$certificate" >/dev/null
+notepad_with_text
+"$WINE" cmd /c "$(windows_path "$SCRATCH/front-page.bat")" >"$SCRATCH/front-page.txt" 2>&1 ||
+    fail "a command of the front page fails: $(cat "$SCRATCH/front-page.txt")"
+for line in "notepad.json' is in order" 'written    C:'; do
+    grep -qF "$line" "$SCRATCH/front-page.txt" || fail "the front page's commands do not say '$line'"
+done
+end_notepads
+rm "$DRIVE"/ProgramData/Quorline/notepad*
+
 step "a document is saved and restored from the installed folder"
 save_and_restore "$DRIVE/ProgramData/Quorline"
 
