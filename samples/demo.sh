@@ -291,6 +291,16 @@ check_history() {
     grep -qx 'nothing to restore' "$OUT/again.txt" || fail "a document would be restored twice"
 }
 
+open_history_window() {
+    say "The icon is double-clicked, and lists every document"
+    xdotool mousemove 1014 690 click --repeat 2 --delay 60 1
+    wait_until "the icon opens nothing" find_dialog Quorline
+    sleep 0.5
+    screenshot history-window
+    click 890 80
+    echo "the window is open, and closed again"
+}
+
 prepare_bad_scripts() {
     cp "$ROOT"/samples/{notepad.json,notepad-*.vbs,failing-save.vbs} "$DATA/"
     local script scripts=()
@@ -351,6 +361,7 @@ read_windows
 place_notepads
 screenshot after-restore
 check_history
+open_history_window
 
 prepare_bad_scripts
 show_failing_script
