@@ -16,7 +16,7 @@ RUN='HKLM\Software\Microsoft\Windows\CurrentVersion\Run'
 EVENTS='HKLM\System\CurrentControlSet\Services\EventLog\Application'
 
 msiexec() { timeout 120 "$WINE" msiexec "$@" /qn; }
-installed_products() { "$WINE" uninstaller --list | tr -d '\r' | grep -c '|||Quorline$' || true; }
+installed_products() { "$WINE" uninstaller --list 2>&1 | tr -d '\r' | grep -c '|||Quorline$' || true; }
 # Wine's installer leaves the separator when it takes a folder out.
 search_path() {
     registry_value 'HKLM\System\CurrentControlSet\Control\Session Manager\Environment' PATH | tr -s ';' | sed 's/;$//'
