@@ -121,6 +121,7 @@ TEST_F(WatchCheckpointTest, AfterAnEndWithoutNoticeTheNewestIsOffered) {
     ASSERT_EQ(copies.size(), 2u);
     const auto newest = std::max_element(copies.begin(), copies.end());
     ASSERT_TRUE(WaitForFile(newest->wstring() + L".restored"));
+    Stop(); // once the script is through
     EXPECT_EQ(ReadBytes(newest->wstring() + L".restored"), "second");
     EXPECT_EQ(Stored(L".restored").size(), 1u);
 }

@@ -23,10 +23,11 @@ protected:
         WatchWith(L"--apps " + Quoted(L"apps.json") + L" " + options, said);
     }
     void WatchWith(const std::wstring& options, const char* said = "watching this session") {
-        m_watch = std::make_unique<CPipedProgram>(L"\"" + ProgramFolder() + L"\\quorline.exe\" watch " + options);
-        // Told before it looks for documents; that has been done when the first message is answered.
+        m_watch = std::make_unique<CPipedProgram>(L"\"" + ProgramFolder() + L"\\quorline-watch.exe\" " + options);
         ASSERT_TRUE(m_watch->ReadUntil(said));
-        Tell(WM_NULL);
+        // Told before it looks for documents; that has been done when it waits for messages. An answer to one says
+        // less: it may come while the program talks to the notification area.
+        ASSERT_EQ(WaitForInputIdle(m_watch->Process(), 60'000), 0u);
     }
     void Stop() {
         EXPECT_EQ(RunQuorline(L"watch --stop").exitCode, 0u);
