@@ -1,6 +1,6 @@
 #pragma once
 
-// What quorline.exe tells its caller. The table is the one place: --help prints it, and the operator's guide repeats
+// What quorline.exe tells its caller. The table is the one place: --help prints it, and the command's guide repeats
 // it.
 
 #include <exception>

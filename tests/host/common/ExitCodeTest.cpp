@@ -1,4 +1,4 @@
-// Proves that the operator's guide has the codes as the programs have them: ExitCode.
+// Proves that the command's guide has the codes as the programs have them: ExitCode.
 
 #include "ChildProgram.h"
 #include "Console.h"
@@ -25,7 +25,7 @@ TEST(DescribeCode, GivesTheTextOfTheRuntimeAndOfTheSystem) {
 }
 
 TEST(ExitCodes, TheGuidesTableIsTheProgramsOwn) {
-    const std::string guide = ReadBytes(L"" QUORLINE_DOCS "/operator.md");
+    const std::string guide = ReadBytes(L"" QUORLINE_DOCS "/quorline.md");
     ASSERT_FALSE(guide.empty());
     int expected = 0;
     for (const auto& [code, meaning] : ExitCodeMeanings) {
