@@ -1,6 +1,7 @@
 // history and forget, with stores on disk. Proves HistoryCommand, ForgetCommand and StoreFiles.
 
 #include "CommandFixture.h"
+#include "SaveTurn.h"
 #include "StoreFile.h"
 
 #include <nlohmann/json.hpp>
@@ -160,6 +161,17 @@ TEST_F(StoresCommand, AFileThatNoRecordNamesKeepsItsStoreAndSoDoesAnUnreadableRe
     EXPECT_TRUE(IsThere(L"broken"));
     EXPECT_EQ(RunQuorline(L"forget broken --yes --permanently").exitCode, 0u);
     EXPECT_FALSE(IsThere(L"broken"));
+}
+
+TEST_F(StoresCommand, WhileASaveRunsForgetWaitsWithAStoreThatIsNamedByItsPathToo) {
+    const CStoreEntry store = MakeStore(m_documents, L"1", {{L"a.txt", true}});
+    auto save = std::make_unique<CSaveTurn>();
+    CPipedProgram forget(QuorlineCommand(L"forget --permanently \"" + store.directory + L"\""));
+    EXPECT_TRUE(forget.ReadUntil("waiting    a save of this user is running\r\n"));
+    EXPECT_TRUE(IsThere(L"1"));
+    save.reset();
+    EXPECT_EQ(forget.Wait(), 0u);
+    EXPECT_FALSE(IsThere(L"1"));
 }
 
 TEST_F(StoresCommand, OnlyStoresAreForgotten) {
