@@ -20,8 +20,8 @@
 
 namespace {
 
-constexpr GUID vbScriptEngine = {0xB54F3741, 0x5B07, 0x11CF, {0xA4, 0xB0, 0x00, 0xAA, 0x00, 0x4A, 0x55, 0xE8}};
-constexpr GUID jScriptEngine = {0xF414C260, 0x6AC0, 0x11CF, {0xB6, 0xD1, 0x00, 0xAA, 0x00, 0xBB, 0xBB, 0x58}};
+constexpr GUID VbScriptEngine = {0xB54F3741, 0x5B07, 0x11CF, {0xA4, 0xB0, 0x00, 0xAA, 0x00, 0x4A, 0x55, 0xE8}};
+constexpr GUID JScriptEngine = {0xF414C260, 0x6AC0, 0x11CF, {0xB6, 0xD1, 0x00, 0xAA, 0x00, 0xBB, 0xBB, 0x58}};
 } // namespace
 
 CScriptRunner::CScriptRunner() : m_pNamedItems(std::make_shared<CNamedItems>()) {}
@@ -81,9 +81,9 @@ unsigned long CScriptRunner::GetErrorNumber() const {
 const GUID& CScriptRunner::GetScriptEngine(CScript::ScriptLanguageEnum language) {
     switch (language) {
     case CScript::LangVBScript:
-        return vbScriptEngine;
+        return VbScriptEngine;
     case CScript::LangJScript:
-        return jScriptEngine;
+        return JScriptEngine;
     default:
         SanityCheckFailed(QUORLINE_HERE, L"Unknown or unsupported Script Type");
     }

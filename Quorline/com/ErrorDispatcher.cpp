@@ -9,15 +9,15 @@
 
 namespace {
 
-constexpr HRESULT facilityMask = 0x1FFF0000;
-constexpr HRESULT win32Facility = FACILITY_WIN32 << 16;
+constexpr HRESULT FacilityMask = 0x1FFF0000;
+constexpr HRESULT Win32Facility = FACILITY_WIN32 << 16;
 
 std::wstring Widened(const char* text) {
     return text != nullptr ? WidenText(text) : std::wstring();
 }
 
 HRESULT InstallFailure(REFIID iid, HRESULT hr, CErrorInfo error) {
-    if (error.description.empty() && (hr & facilityMask) == win32Facility) {
+    if (error.description.empty() && (hr & FacilityMask) == Win32Facility) {
         error.description = GetSystemMessage(LOWORD(hr));
         if (error.description.empty())
             return HRESULT_FROM_WIN32(GetLastError());

@@ -45,8 +45,8 @@ log4cxx::LoggerPtr FindLogger(const wchar_t* name) noexcept {
     }
 }
 
-constinit CClassLogger fallbackLogger(L"LogHelp.EventLogger");
-constinit CClassLogger globalLogger(L"TalvinorGlobal");
+constinit CClassLogger g_fallbackLogger(L"LogHelp.EventLogger");
+constinit CClassLogger g_globalLogger(L"TalvinorGlobal");
 
 bool IsEnabled(const log4cxx::LoggerPtr& logger, const log4cxx::LevelPtr& level) noexcept {
     try {
@@ -111,15 +111,15 @@ log4cxx::LoggerPtr GetClassLogger(const wchar_t* name) noexcept {
 }
 
 log4cxx::LoggerPtr GetFallbackLogger() noexcept {
-    return fallbackLogger.Find();
+    return g_fallbackLogger.Find();
 }
 
 log4cxx::LoggerPtr GetGlobalLogger() noexcept {
-    return globalLogger.Get();
+    return g_globalLogger.Get();
 }
 
 const log4cxx::LoggerPtr& CClassLogger::Get() noexcept {
-    return IsLoggingConfigured() ? Find() : fallbackLogger.Find();
+    return IsLoggingConfigured() ? Find() : g_fallbackLogger.Find();
 }
 
 const log4cxx::LoggerPtr& CClassLogger::Find() noexcept {
@@ -159,14 +159,14 @@ void LogToLoggerV(const log4cxx::LoggerPtr& logger, const log4cxx::LevelPtr& lev
 void LogGlobal(log4cxx::LevelPtr level, std::wstring format, ...) noexcept {
     va_list args;
     va_start(args, format);
-    LogToLoggerV(globalLogger.Get(), level, format, args);
+    LogToLoggerV(g_globalLogger.Get(), level, format, args);
     va_end(args);
 }
 
 void LogGlobal(log4cxx::LevelPtr level, const wchar_t* format, ...) noexcept {
     va_list args;
     va_start(args, format);
-    LogToLoggerV(globalLogger.Get(), level, format, args);
+    LogToLoggerV(g_globalLogger.Get(), level, format, args);
     va_end(args);
 }
 
