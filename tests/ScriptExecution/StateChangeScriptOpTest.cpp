@@ -32,7 +32,7 @@ TEST_F(StateChangeOpTest, TheSaveScriptRunsOncePerProcessWithItsOwnItem) {
     const CRunningApp other({}, {ExePath()});
     CDocumentScript app = MakeApp(L"save.vbs", Say(L"Process.Id & \" \" & Session.Number"));
     EXPECT_EQ(Run({&app}), S_OK);
-    const auto [low, high] = std::minmax(one.Id(), other.Id());
+    const auto [low, high] = std::minmax({one.Id(), other.Id()});
     EXPECT_THAT(Said(), ElementsAre(L"INFO " + std::to_wstring(low) + L" 7", L"INFO " + std::to_wstring(high) + L" 7"));
     EXPECT_THAT(m_server.session->asked, ElementsAre(low, high));
     EXPECT_FALSE(HasError());

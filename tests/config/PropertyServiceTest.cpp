@@ -221,8 +221,8 @@ TEST_F(PropertyServiceTest, AStringOfTheGreatestLengthIsReadWhole) {
 TEST_F(PropertyServiceTest, TheFirstCallLoadsAndLaterOnesReturnTheSame) {
     CClientKey::Put(L"First", L"ListenPort", 1);
     CClientKey::Put(L"Second", L"ListenPort", 2);
-    const CPropertyService& first = CPropertyService::GetInstance(L"First");
-    EXPECT_EQ(first.GetComponentName(), L"First");
-    EXPECT_EQ(&CPropertyService::GetInstance(L"Second"), &first);
-    EXPECT_EQ(first.GetSettings().listenPort, 1u);
+    const CPropertyService* const first = &CPropertyService::GetInstance(L"First");
+    EXPECT_EQ(first->GetComponentName(), L"First");
+    EXPECT_EQ(&CPropertyService::GetInstance(L"Second"), first);
+    EXPECT_EQ(first->GetSettings().listenPort, 1u);
 }
