@@ -6,20 +6,21 @@ PACKAGES := scripts/install-packages.sh
 DEPS := build/deps
 WINE := scripts/wine-run.sh
 
-.PHONY: help build dist test demo lint coverage bench fuzz mutate ubsan soak deps clean
+.PHONY: help build dist test test-release demo lint coverage bench fuzz mutate ubsan soak deps clean
 .DEFAULT_GOAL := build
 
 help: ## list the targets
-	@sed -n 's/^\([a-z]*\):[^#]*## /\1 /p' Makefile | while read -r name text; do printf '  make %-10s %s\n' "$$name" "$$text"; done
+	@sed -n 's/^\([a-z-]*\):[^#]*## /\1 /p' Makefile | while read -r name text; do printf '  make %-12s %s\n' "$$name" "$$text"; done
 
 deps: ## install packages and cross-build the dependencies
 	@$(PACKAGES) build run
 	@scripts/deps/build-deps.sh $(DEPS)
 
-# Configures at the first build only; afterwards ninja does so itself when a CMake file has changed.
+# Configures at the first build only; afterwards ninja does so itself when a CMake file has changed. Whoever builds the
+# same at that time is waited for.
 define build_preset
-	@[ -f build/$(1)/build.ninja ] || cmake --preset $(1)
-	@cmake --build --preset $(1) $(if $(2),--target $(2))
+	@flock build/$(1).lock sh -c '{ [ -f build/$(1)/build.ninja ] || cmake --preset $(1); } && \
+	    cmake --build --preset $(1) $(if $(2),--target $(2))'
 endef
 
 # The prefix is made before many programs ask for it at once.
@@ -29,6 +30,9 @@ endef
 
 build: deps ## build what ships, into build/release/bin
 	$(call build_preset,release,ship)
+
+build-%: deps
+	$(call build_preset,$*)
 
 dist: deps ## make the packages, into build/dist; signed with SIGN=FILE.pfx
 	@$(PACKAGES) dist
@@ -42,6 +46,12 @@ test: deps ## build for debugging and run every test but the soak tests
 	@# What CI prints ends with ctest's own lines; people get the counts of the campaigns, too.
 	@ctest --preset debug $(CTEST_FLAGS); result=$$?; \
 	[ -n "$(CI)" ] || scripts/tallies.sh build/debug/Testing/Temporary/LastTest.log; exit $$result
+
+test-release: deps ## run every test but the soak tests on what ships
+	@$(PACKAGES) dist
+	$(call build_preset,release)
+	$(call warm_prefix)
+	@ctest --preset release $(CTEST_FLAGS)
 
 demo: deps ## install the package, end a session with unsaved text, and bring the text back
 	@$(PACKAGES) dist demo
@@ -63,10 +73,10 @@ coverage: deps ## print the library's line coverage; fails under 90 %
 	@GCOV_PREFIX=Z: ctest --preset coverage -j1
 	@scripts/coverage.py build/coverage Quorline 90
 
-ubsan: deps ## run every test but the soak tests where what the language leaves undefined ends the program
+ubsan: deps ## run the tests but soak and packaging where what the language leaves undefined ends the program
 	$(call build_preset,ubsan)
 	$(call warm_prefix)
-	@ctest --preset ubsan
+	@ctest --preset ubsan $(CTEST_FLAGS)
 
 bench: deps ## measure the library beside its peers, in ten minutes; the figures go to build/bench
 	@$(PACKAGES) bench
