@@ -17,6 +17,8 @@
 #include <expat.h>
 #include <log4cxx/logger.h>
 
+#include <shlobj.h>
+
 #include <fstream>
 #include <iterator>
 
@@ -179,9 +181,9 @@ void ParseBare(benchmark::State& state, const std::wstring& path) {
     XML_ParserFree(parser);
 }
 
-void ReadInfo(benchmark::State& state) {
+template <class Bare> void ReadBeside(benchmark::State& state, double goal, Bare bare) {
     const CFilledStore filled(state.range(0));
-    CContest(state, 1.5)
+    CContest(state, goal)
         .Run(
             [&] {
                 CDocumentStoreInfo info;
@@ -190,7 +192,29 @@ void ReadInfo(benchmark::State& state) {
                     static_cast<std::size_t>(state.range(0)))
                     state.SkipWithError("not all was read");
             },
-            [&] { ParseBare(state, filled.infoPath); });
+            [&] { bare(filled.infoPath); });
+}
+
+void ReadInfo(benchmark::State& state) {
+    ReadBeside(state, 1.5, [&](const std::wstring& path) { ParseBare(state, path); });
+}
+
+/// What a store asks for to know its folder: who the thread acts as, and where the documents are.
+void FindFolderBare() {
+    CUniqueHandle token;
+    if (!OpenThreadToken(GetCurrentThread(), TOKEN_QUERY, TRUE, token.Put()))
+        OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, token.Put());
+    wchar_t documents[MAX_PATH];
+    SHGetFolderPathW(nullptr, CSIDL_PERSONAL | CSIDL_FLAG_CREATE, nullptr, SHGFP_TYPE_CURRENT, documents);
+}
+
+/// A store works its folder out when it is made, and again when it is given the identifier that the file has.
+void ReadInfoOfStore(benchmark::State& state) {
+    ReadBeside(state, 0, [&](const std::wstring& path) {
+        FindFolderBare();
+        FindFolderBare();
+        ParseBare(state, path);
+    });
 }
 
 /// So many stores with three documents each.
@@ -244,6 +268,11 @@ BENCHMARK(WriteInfo)
     ->Arg(1000);
 BENCHMARK(ReadInfo)
     ->Name("read an info file, documents|expat with empty handlers")
+    ->Iterations(20)
+    ->Arg(100)
+    ->Arg(1000);
+BENCHMARK(ReadInfoOfStore)
+    ->Name("read an info file, documents|expat, and the store's folder found twice")
     ->Iterations(20)
     ->Arg(100)
     ->Arg(1000);

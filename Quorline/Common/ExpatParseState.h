@@ -32,7 +32,10 @@ public:
         FILE* file = nullptr;
         if (const errno_t error = _wfopen_s(&file, path.c_str(), L"rb"); error != 0)
             SanityCheckFailed(Location(__LINE__), L"fopen_s failed: {0:%d}", error);
+        char buffer[32'768]; // each reading takes longer than parsing what the runtime would make room for
         const CUniqueStream owner(file);
+        if (file)
+            setvbuf(file, buffer, _IOFBF, sizeof buffer);
         ParseFile(file);
     }
 
@@ -58,6 +61,14 @@ protected:
     virtual void HandleStartElement(std::wstring_view name) = 0;
     virtual void HandleEndElement() = 0;
     virtual void HandleCharacterData(std::wstring_view text) = 0;
+
+    /// Whether the text that follows is handed over, as it is until told otherwise. What nobody wants, most of it the
+    /// white space between the tags, expat then need not convert.
+    void WantCharacterData(bool wanted) {
+        if (m_parser && wanted != m_wantsText)
+            XML_SetCharacterDataHandler(m_parser.get(), wanted ? &CharacterData : nullptr);
+        m_wantsText = wanted;
+    }
 
     /// The file stays open; it is the caller's.
     void ParseFile(FILE* file) {
@@ -92,7 +103,7 @@ private:
             throw std::bad_alloc();
         XML_SetUserData(m_parser.get(), this);
         XML_SetElementHandler(m_parser.get(), &StartElement, &EndElement);
-        XML_SetCharacterDataHandler(m_parser.get(), &CharacterData);
+        XML_SetCharacterDataHandler(m_parser.get(), m_wantsText ? &CharacterData : nullptr);
     }
 
     std::wstring DescribeError() const {
@@ -131,4 +142,5 @@ private:
 
     std::unique_ptr<std::remove_pointer_t<XML_Parser>, CParserFree> m_parser;
     std::exception_ptr m_failure;
+    bool m_wantsText = true;
 };

@@ -33,6 +33,7 @@ CDocumentStoreXmlParser::CDocumentStoreXmlParser(CDocumentStoreInfo& info) : m_i
 
 void CDocumentStoreXmlParser::HandleStartElement(std::wstring_view name) {
     const auto element = m_elements.Begin(name);
+    WantCharacterData(m_elements.CollectsText());
     if (element == Doc)
         m_document = std::make_unique<CInternalSavedDocument>();
     else if (!element && m_elements.IsOutsideRoot())
@@ -40,7 +41,9 @@ void CDocumentStoreXmlParser::HandleStartElement(std::wstring_view name) {
 }
 
 void CDocumentStoreXmlParser::HandleEndElement() {
-    if (const auto ended = m_elements.End())
+    const auto ended = m_elements.End();
+    WantCharacterData(m_elements.CollectsText());
+    if (ended)
         Apply(ended->element, ended->text);
 }
 

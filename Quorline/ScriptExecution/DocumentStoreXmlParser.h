@@ -18,6 +18,8 @@ public:
     /// Fills the info's objects; both must be there and outlive the parser.
     explicit CDocumentStoreXmlParser(CDocumentStoreInfo& info);
 
+    using CExpatParser<16>::ParseFile; // an open one too
+
 protected:
     void HandleStartElement(std::wstring_view name) override;
     void HandleEndElement() override;

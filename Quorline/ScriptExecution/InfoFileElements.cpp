@@ -1,13 +1,11 @@
 #include "ScriptExecution/InfoFileElements.h"
 
-#include "base/Text.h"
-
-#include <utility>
+#include <iterator>
 
 namespace {
 using enum InfoFileElement;
 
-/// Which element may stand in which, and whether it holds text.
+/// Which element may stand in which, and whether it holds text. What one element may hold stands together.
 struct Rule {
     InfoFileElement parent;
     InfoFileElement child;
@@ -37,10 +35,10 @@ InfoFileElement ElementOf(const CExpatParseState<16>& state) {
     return static_cast<InfoFileElement>(state.element);
 }
 
-// Both are looked up several times for each element of files that may hold thousands.
+// All are looked up several times for each element of files that may hold thousands.
 constexpr std::size_t ElementCount = static_cast<std::size_t>(Document) + 1;
 
-constexpr auto CollectingElements = [] {
+constexpr auto TextElements = [] {
     std::array<bool, ElementCount> elements{};
     for (const Rule& rule : Rules)
         elements[static_cast<std::size_t>(rule.child)] = rule.text;
@@ -54,49 +52,61 @@ constexpr auto ElementNames = [] {
     return names;
 }();
 
-bool CollectsText(InfoFileElement element) {
-    return CollectingElements[static_cast<std::size_t>(element)];
+/// Where the rules of a parent begin.
+constexpr auto FirstRules = [] {
+    std::array<const Rule*, ElementCount> first{};
+    first.fill(std::end(Rules));
+    for (std::size_t i = std::size(Rules); i-- > 0;)
+        first[static_cast<std::size_t>(Rules[i].parent)] = &Rules[i];
+    return first;
+}();
+
+bool HoldsText(InfoFileElement element) {
+    return TextElements[static_cast<std::size_t>(element)];
 }
 
 } // namespace
 
 CInfoFileElements::CInfoFileElements() {
+    constexpr std::size_t deepest = 5;
+    m_states.reserve(deepest);
     m_states.push_back({static_cast<std::size_t>(Document)});
 }
 
 std::optional<InfoFileElement> CInfoFileElements::Begin(std::wstring_view name) {
     if (m_ignoredDepth == 0) {
         auto& parent = m_states.back();
-        for (const Rule& rule : Rules) {
-            const auto child = static_cast<std::size_t>(rule.child);
-            if (rule.parent != ElementOf(parent) || ElementNames[child] != name)
+        for (const Rule* rule = FirstRules[parent.element]; rule != std::end(Rules); ++rule) {
+            if (rule->parent != ElementOf(parent))
+                break;
+            const auto child = static_cast<std::size_t>(rule->child);
+            if (ElementNames[child] != name)
                 continue;
-            if (parent.seen[child]++ > 0 && rule.child != Doc)
+            if (parent.seen[child]++ > 0 && rule->child != Doc)
                 break;
             m_states.push_back({child});
-            if (rule.text)
-                m_text.clear();
-            return rule.child;
+            m_text.clear();
+            m_collects = rule->text;
+            return rule->child;
         }
     }
     ++m_ignoredDepth;
+    m_collects = false;
     return std::nullopt;
 }
 
 std::optional<CInfoFileElement> CInfoFileElements::End() {
     if (m_ignoredDepth > 0) {
         --m_ignoredDepth;
+        m_collects = m_ignoredDepth == 0 && HoldsText(ElementOf(m_states.back()));
         return std::nullopt;
     }
     const InfoFileElement element = ElementOf(m_states.back());
     m_states.pop_back();
-    // Only here, for what collected it: trimmed at every element's end, a long text would cost its length each time.
-    return CInfoFileElement{element, CollectsText(element) ? std::wstring(Trim(m_text, L" \r\t\n")) : std::wstring()};
-}
-
-void CInfoFileElements::AddText(std::wstring_view text) {
-    if (m_ignoredDepth == 0 && CollectsText(ElementOf(m_states.back())))
-        m_text += text;
+    m_collects = HoldsText(ElementOf(m_states.back()));
+    // In place: a text of its own for each element would cost more than reading it. What holds none keeps none.
+    m_text.resize(HoldsText(element) ? TrimEnd(m_text, InfoFileBlanks).size() : 0);
+    return CInfoFileElement{element, m_text};
 }
 
 std::optional<std::array<unsigned short, 6>> ReadInfoFileTime(std::wstring_view text) {

@@ -21,8 +21,11 @@ template <auto Setter> void Set(CInternalSavedDocument& document, const std::wst
     (document.*Setter)(text);
 }
 
+constexpr std::wstring_view RecoveredText = L"True";
+constexpr std::wstring_view NotRecoveredText = L"False";
+
 std::wstring GetRecovered(const CInternalSavedDocument& document) {
-    return document.GetStatus() == TEMP_DOCUMENT_RECOVERED ? L"True" : L"False";
+    return std::wstring(document.GetStatus() == TEMP_DOCUMENT_RECOVERED ? RecoveredText : NotRecoveredText);
 }
 
 void ReadRecovered(const CInternalSavedDocument& document, std::wstring& text) {
@@ -30,7 +33,10 @@ void ReadRecovered(const CInternalSavedDocument& document, std::wstring& text) {
 }
 
 void SetRecovered(CInternalSavedDocument& document, const std::wstring& text) {
-    if (SameText(text, L"true"))
+    // First as it is written: without regard to case, the runtime asks the locale about each letter of every record.
+    if (text == RecoveredText || text == NotRecoveredText)
+        document.SetStatus(text == RecoveredText ? TEMP_DOCUMENT_RECOVERED : TEMP_DOCUMENT_NOT_RECOVERED);
+    else if (SameText(text, L"true"))
         document.SetStatus(TEMP_DOCUMENT_RECOVERED);
     else if (SameText(text, L"false"))
         document.SetStatus(TEMP_DOCUMENT_NOT_RECOVERED);

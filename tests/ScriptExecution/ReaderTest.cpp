@@ -60,12 +60,6 @@ std::wstring Utc(const FILETIME& time) {
 
 constexpr char Id1[] = "5d8a1c2e-3b4f-4a6d-9e7f-0a1b2c3d4e5f";
 constexpr char Id2[] = "0f1e2d3c-4b5a-4968-8776-655443322110";
-
-/// Gives the protected overload for an open file to the tests.
-struct CFileParser : CDocumentStoreXmlParser {
-    using CDocumentStoreXmlParser::CDocumentStoreXmlParser;
-    void Parse(FILE* file) { ParseFile(file); }
-};
 } // namespace
 
 TEST_F(ReaderTest, ACompleteFileFillsEveryField) {
@@ -137,6 +131,9 @@ TEST_F(ReaderTest, TextIsTrimmedAndJoined) {
         {"<Name>a<!-- x -->b</Name>", L"ab"},
         {"<Name>\xC2\xA0x</Name>", L"\u00A0x"},
         {"<OrigPath>left</OrigPath><Name>own</Name>", L"own"},
+        {"<Name> <!-- x --> \n a <!-- y --> b </Name>", L"a  b"},
+        {"<Name> a<Other>skipped<Other>too</Other></Other> b </Name>", L"a b"},
+        {"stray<Name>own</Name>stray<OrigPath/>stray", L"own"},
     };
     for (const auto& [content, name] : rows) {
         info.GetInternalDocumentStore()->GetSavedDocumentList()->clear();
@@ -265,8 +262,8 @@ TEST_F(ReaderTest, AMissingFileRaises) {
 }
 
 TEST_F(ReaderTest, AMissingStreamRaises) {
-    CFileParser parser(info);
-    Thrown<CMorvaneException>([&] { parser.Parse(nullptr); });
+    CDocumentStoreXmlParser parser(info);
+    Thrown<CMorvaneException>([&] { parser.ParseFile(static_cast<FILE*>(nullptr)); });
     ASSERT_EQ(log.Get().size(), 1u);
     EXPECT_TRUE(
         log.Get()[0].starts_with(L"ERROR TalvinorGlobal: Failed sanity test \"Filehandle is NULL\"; tested at "));
@@ -276,8 +273,8 @@ TEST_F(ReaderTest, AMissingStreamRaises) {
 TEST_F(ReaderTest, AStreamThatCannotBeReadRaises) {
     FILE* file = nullptr;
     ASSERT_EQ(_wfopen_s(&file, path.c_str(), L"wb"), 0);
-    CFileParser parser(info);
-    Thrown<COSException>([&] { parser.Parse(file); });
+    CDocumentStoreXmlParser parser(info);
+    Thrown<COSException>([&] { parser.ParseFile(file); });
     fclose(file);
     ASSERT_EQ(log.Get().size(), 1u);
     EXPECT_TRUE(log.Get()[0].starts_with(L"ERROR TalvinorGlobal: Call to fread failed with \"")) << log.Get()[0];

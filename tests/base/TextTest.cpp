@@ -8,10 +8,12 @@ namespace {
 TEST(Text, TrimmingTakesTheGivenCharactersFromTheEndsAlone) {
     EXPECT_EQ(Trim(L" \ta b\r\n ", L" \t\r\n"), L"a b");
     EXPECT_EQ(TrimEnd(L" \ta b\r\n ", L" \t\r\n"), L" \ta b");
+    EXPECT_EQ(TrimStart(L" \ta b\r\n ", L" \t\r\n"), L"a b\r\n ");
     EXPECT_EQ(Trim(L"ab", L" "), L"ab");
     for (const wchar_t* const blank : {L"", L" ", L" \t "}) {
         EXPECT_EQ(Trim(blank, L" \t"), L"");
         EXPECT_EQ(TrimEnd(blank, L" \t"), L"");
+        EXPECT_EQ(TrimStart(blank, L" \t"), L"");
     }
 }
 
