@@ -70,22 +70,24 @@ void CDocumentStoreHistory::Refresh() {
 }
 
 void CDocumentStoreHistory::AddStore(const std::wstring& infoPath) {
-    FILE* probe = nullptr;
-    if (const errno_t error = _wfopen_s(&probe, infoPath.c_str(), L"r"); error != 0) {
+    // Opened once: that costs more than reading what most stores have.
+    FILE* file = nullptr;
+    if (const errno_t error = _wfopen_s(&file, infoPath.c_str(), L"rb"); error != 0) {
         Log(log4cxx::Level::getDebug(), L"Could not open file '{0:%s}' (code = {1:%d})", infoPath.c_str(), error);
         return;
     }
-    CUniqueStream(probe).reset();
+    CUniqueStream stream(file);
 
     auto info = std::make_unique<CDocumentStoreInfo>();
     try {
-        CDocumentStoreXMLReader(infoPath).ReadDocumentStore(*info);
+        CDocumentStoreXMLReader::ReadDocumentStoreFromStream(file, *info);
     } catch (const std::exception& refusal) {
         // What was thrown, and what was logged before it, does not say of which store.
         Log(log4cxx::Level::getError(), L"Info file '{0:%s}' was refused: {1:%s}", infoPath.c_str(),
             DescribeRefusal(refusal).c_str());
         throw;
     }
+    stream.reset();
     const CDocumentStoreInfo& store = *m_infos.emplace_back(std::move(info));
     m_infoPaths.emplace(&store, infoPath);
     const FILETIME time = store.GetStateChangeInstance()->GetUTCTimestamp();

@@ -15,6 +15,11 @@ void CDocumentStoreXMLReader::ReadDocumentStore(CDocumentStoreInfo& info) {
     CDocumentStoreXmlParser(info).ParseFile(m_path);
 }
 
+void CDocumentStoreXMLReader::ReadDocumentStoreFromStream(std::FILE* file, CDocumentStoreInfo& info) {
+    RequireObjects(QUORLINE_HERE, info);
+    CDocumentStoreXmlParser(info).ParseFile(file);
+}
+
 void CDocumentStoreXMLReader::ReadDocumentStoreFromMemory(std::string_view bytes, CDocumentStoreInfo& info) {
     RequireObjects(QUORLINE_HERE, info);
     CDocumentStoreXmlParser(info).Parse(bytes, true);

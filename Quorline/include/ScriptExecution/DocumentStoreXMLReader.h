@@ -7,6 +7,7 @@
 
 #include "base/Export.h"
 
+#include <cstdio>
 #include <string>
 #include <string_view>
 
@@ -20,6 +21,9 @@ public:
     /// is. Throws CXmlParseException for malformed text, CMorvaneException when the file cannot be opened or is no info
     /// file, COSException for a bad identifier. Records read before the failure stay in the store.
     void ReadDocumentStore(CDocumentStoreInfo& info);
+
+    /// The same for an info file that is open, in binary mode; it stays open.
+    static void ReadDocumentStoreFromStream(std::FILE* file, CDocumentStoreInfo& info);
 
     /// The same for an info file whose bytes are in memory.
     static void ReadDocumentStoreFromMemory(std::string_view bytes, CDocumentStoreInfo& info);
