@@ -38,7 +38,6 @@ inline void CloseProvider(HCRYPTPROV value) noexcept {
 using CUniqueAlgorithm = CUnique<CCryptTraits<BCRYPT_ALG_HANDLE, &CloseAlgorithm>>;
 using CUniqueHash = CUnique<CCryptTraits<BCRYPT_HASH_HANDLE, &BCryptDestroyHash>>;
 using CUniquePublicKey = CUnique<CCryptTraits<BCRYPT_KEY_HANDLE, &BCryptDestroyKey>>;
-using CUniqueKeyPair = CUniquePublicKey;
 using CUniqueNCryptKey = CUnique<CCryptTraits<NCRYPT_KEY_HANDLE, &NCryptFreeObject>>;
 using CUniqueProvider = CUnique<CCryptTraits<HCRYPTPROV, &CloseProvider>>;
 using CUniqueCryptKey = CUnique<CCryptTraits<HCRYPTKEY, &CryptDestroyKey>>;

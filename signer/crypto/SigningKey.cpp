@@ -3,46 +3,6 @@
 #include "common/SignerErrors.h"
 
 #include <algorithm>
-#include <cstring>
-#include <iterator>
-
-namespace {
-
-/// From the older interface's form of a private RSA key to the newer one's. Both begin with modulus and primes, the
-/// older least significant byte first.
-CBytes ToKeyPairBlob(const CBytes& old) {
-    struct COldHeader {
-        BLOBHEADER blob;
-        RSAPUBKEY key;
-    } header{};
-    if (old.size() < sizeof header)
-        throw CSignerError(NTE_BAD_KEY, L"the certificate's key cannot be read");
-    std::memcpy(&header, old.data(), sizeof header);
-    const std::size_t modulus = header.key.bitlen / 8;
-    if (header.key.bitlen % 16 != 0 || old.size() < sizeof header + 2 * modulus)
-        throw CSignerError(NTE_BAD_KEY, L"the certificate's key is of an unusual length");
-
-    const BYTE exponent[] = {static_cast<BYTE>(header.key.pubexp >> 24), static_cast<BYTE>(header.key.pubexp >> 16),
-                             static_cast<BYTE>(header.key.pubexp >> 8), static_cast<BYTE>(header.key.pubexp)};
-    const BCRYPT_RSAKEY_BLOB start{BCRYPT_RSAPRIVATE_MAGIC,
-                                   header.key.bitlen,
-                                   sizeof exponent,
-                                   static_cast<ULONG>(modulus),
-                                   static_cast<ULONG>(modulus / 2),
-                                   static_cast<ULONG>(modulus / 2)};
-    CBytes blob(sizeof start + sizeof exponent);
-    std::memcpy(blob.data(), &start, sizeof start);
-    std::memcpy(blob.data() + sizeof start, exponent, sizeof exponent);
-    auto part = old.begin() + sizeof header;
-    for (const std::size_t length : {modulus, modulus / 2, modulus / 2}) {
-        blob.insert(blob.end(), std::make_reverse_iterator(part + static_cast<std::ptrdiff_t>(length)),
-                    std::make_reverse_iterator(part));
-        part += static_cast<std::ptrdiff_t>(length);
-    }
-    return blob;
-}
-
-} // namespace
 
 CSigningKey::CSigningKey(PCCERT_CONTEXT certificate) : m_handle(0), m_keySpec(0) {
     if (certificate->pCertInfo->SubjectPublicKeyInfo.Algorithm.pszObjId != std::string_view(szOID_RSA_RSA))
@@ -90,14 +50,17 @@ CBytes CSigningKey::Export(const wchar_t* ifItMayNot) const {
 }
 
 CUniqueProvider CSigningKey::CopyToMemory() const {
+    return m_keySpec == CERT_NCRYPT_KEY_SPEC ? CUniqueProvider()
+                                             : Copy(L"the certificate's private key cannot be read");
+}
+
+CUniqueProvider CSigningKey::Copy(const wchar_t* ifItMayNot) const {
+    CBytes blob = Export(ifItMayNot);
     CUniqueProvider provider;
-    if (m_keySpec == CERT_NCRYPT_KEY_SPEC)
-        return provider;
-    CBytes blob = Export(L"the certificate's private key cannot be read");
     CUniqueCryptKey key;
     const bool copied =
         CryptAcquireContextW(provider.Put(), nullptr, nullptr, PROV_RSA_AES, CRYPT_VERIFYCONTEXT | CRYPT_SILENT) &&
-        CryptImportKey(provider.Get(), blob.data(), static_cast<DWORD>(blob.size()), 0, 0, key.Put());
+        CryptImportKey(provider.Get(), blob.data(), static_cast<DWORD>(blob.size()), 0, CRYPT_EXPORTABLE, key.Put());
     const DWORD error = GetLastError();
     SecureZeroMemory(blob.data(), blob.size());
     if (!copied)
@@ -109,23 +72,12 @@ void CSigningKey::RequireSha256() {
     CUniqueCryptHash hash;
     if (CryptCreateHash(m_handle, CALG_SHA_256, 0, 0, hash.Put()))
         return;
-    CBytes blob = Export(L"the provider of the certificate's key knows no SHA-256, and the key may not leave it");
-    CUniqueAlgorithm algorithm;
-    CBytes pair = ToKeyPairBlob(blob);
-    NTSTATUS status = BCryptOpenAlgorithmProvider(algorithm.Put(), BCRYPT_RSA_ALGORITHM, nullptr, 0);
-    if (status >= 0)
-        status = BCryptImportKeyPair(algorithm.Get(), nullptr, BCRYPT_RSAPRIVATE_BLOB, m_copiedKey.Put(), pair.data(),
-                                     static_cast<ULONG>(pair.size()), 0);
-    SecureZeroMemory(blob.data(), blob.size());
-    SecureZeroMemory(pair.data(), pair.size());
-    if (status < 0)
-        ThrowSystemError(L"the certificate's key cannot be used with SHA-256", HRESULT_FROM_NT(status));
+    m_ownedProvider = Copy(L"the provider of the certificate's key knows no SHA-256, and the key may not leave it");
+    m_handle = m_ownedProvider.Get();
 }
 
 CBytes CSigningKey::Sign(const CDigestAlgorithm& digest, CBytesView message) const {
     CBytes hash = ComputeDigest(digest, message);
-    if (m_copiedKey)
-        return SignInMemory(digest, std::move(hash));
     return m_keySpec == CERT_NCRYPT_KEY_SPEC ? SignWithNCrypt(digest, std::move(hash)) : SignWithProvider(digest, hash);
 }
 
@@ -140,19 +92,6 @@ CBytes CSigningKey::SignWithProvider(const CDigestAlgorithm& digest, const CByte
     if (!CryptSignHashW(object.Get(), m_keySpec, nullptr, 0, signature.data(), &size))
         ThrowLastError(L"cannot sign with the certificate's key");
     std::ranges::reverse(signature);
-    return signature;
-}
-
-CBytes CSigningKey::SignInMemory(const CDigestAlgorithm& digest, CBytes hash) const {
-    BCRYPT_PKCS1_PADDING_INFO padding{digest.name};
-    ULONG size = 0;
-    CBytes signature(1024);
-    const NTSTATUS status =
-        BCryptSignHash(m_copiedKey.Get(), &padding, hash.data(), static_cast<ULONG>(hash.size()), signature.data(),
-                       static_cast<ULONG>(signature.size()), &size, BCRYPT_PAD_PKCS1);
-    if (status < 0)
-        ThrowSystemError(L"cannot sign with the certificate's key", HRESULT_FROM_NT(status));
-    signature.resize(size);
     return signature;
 }
 

@@ -25,15 +25,15 @@ public:
 private:
     /// As a PRIVATEKEYBLOB; throws CSignerError with this text.
     CBytes Export(const wchar_t* ifItMayNot) const;
+    /// The same into memory.
+    CUniqueProvider Copy(const wchar_t* ifItMayNot) const;
     /// Old providers stop at SHA-1; the key is then copied into memory for this object's life.
     void RequireSha256();
     CBytes SignWithProvider(const CDigestAlgorithm& digest, const CBytes& hash) const;
-    CBytes SignInMemory(const CDigestAlgorithm& digest, CBytes hash) const;
     CBytes SignWithNCrypt(const CDigestAlgorithm& digest, CBytes hash) const;
 
     HCRYPTPROV_OR_NCRYPT_KEY_HANDLE m_handle;
     DWORD m_keySpec;
     CUniqueProvider m_ownedProvider;
     CUniqueNCryptKey m_ownedKey;
-    CUniqueKeyPair m_copiedKey;
 };
