@@ -92,6 +92,7 @@ std::vector<CBytes> CScriptSignerCore::CertificatesToSend() const {
     return certificates;
 }
 
+// Written by hand: Wine's CryptMsgOpenToEncode calls whatever is signed plain data and digests its tag and length, too.
 CBytes CScriptSignerCore::MakeSignature(ScriptKind kind, std::wstring_view text) const {
     const CBytes content = FormatIndirectData(kind, {&Sha256, ComputeScriptDigest(Sha256, text)});
     CDerReader reader(content);

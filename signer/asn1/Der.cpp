@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cstdio>
 
 namespace {
 
@@ -161,11 +160,6 @@ CBytes DerSetOf(std::vector<CBytes> elements, BYTE tag) {
     return DerElement(tag, {content});
 }
 
-CBytes DerBitString(CBytesView bytes) {
-    const BYTE unusedBits = 0;
-    return DerElement(DerTag::BitString, {CBytesView(&unusedBits, 1), bytes});
-}
-
 CBytes DerInteger(unsigned value) {
     CBytes bytes;
     do {
@@ -196,19 +190,6 @@ CBytes DerOid(std::string_view dotted) {
         bytes.push_back(static_cast<BYTE>(arcs[i] & 0x7F));
     }
     return DerElement(DerTag::Oid, {bytes});
-}
-
-CBytes DerTime(const FILETIME& time) {
-    SYSTEMTIME parts{};
-    FileTimeToSystemTime(&time, &parts);
-    char text[32];
-    const int length = snprintf(text, sizeof text, "%04u%02u%02u%02u%02u%02uZ", parts.wYear, parts.wMonth, parts.wDay,
-                                parts.wHour, parts.wMinute, parts.wSecond);
-    const bool utcTime = parts.wYear >= 1950 && parts.wYear < 2050;
-    const char* const start = utcTime ? text + 2 : text;
-    return DerElement(
-        utcTime ? DerTag::UtcTime : DerTag::GeneralizedTime,
-        {CBytesView(reinterpret_cast<const BYTE*>(start), static_cast<std::size_t>(text + length - start))});
 }
 
 CBytes DerAlgorithm(std::string_view oid) {

@@ -92,10 +92,7 @@ inline CBytes DerNull() {
     return DerElement(DerTag::Null, {});
 }
 CBytes DerSetOf(std::vector<CBytes> elements, BYTE tag = DerTag::Set);
-CBytes DerBitString(CBytesView bytes);
 CBytes DerInteger(unsigned value);
 CBytes DerOid(std::string_view dotted);
-/// UTCTime up to 2049, GeneralizedTime from 2050.
-CBytes DerTime(const FILETIME& time);
 /// The identifier with NULL parameters.
 CBytes DerAlgorithm(std::string_view oid);

@@ -1,8 +1,9 @@
 #include "certificates/DevelopmentCertificate.h"
 
-#include "certificates/CertificateBuilder.h"
 #include "certificates/CertificateStore.h"
+#include "certificates/SelfSignedCertificate.h"
 #include "common/SignerErrors.h"
+#include "crypto/KeyContainer.h"
 
 #include <objbase.h>
 
@@ -20,14 +21,10 @@ std::wstring NewContainerName() {
 } // namespace
 
 CUniqueCertificate CreateDevelopmentCertificate() {
-    constexpr long long year = 365LL * 24;
     const std::wstring container = NewContainerName();
     try {
         const CUniqueProvider key = CreateRsaKey(container);
-        // An hour back, for machines whose clocks differ a little.
-        CUniqueCertificate certificate = BuildCertificate(
-            {L"CN=Quorline Development", HoursFromNow(-1), HoursFromNow(year), {szOID_PKIX_KP_CODE_SIGNING}},
-            key.Get());
+        CUniqueCertificate certificate = BuildSelfSigned(L"CN=Quorline Development", key.Get());
         BindKey(certificate.Get(), container);
         AddToStore(OpenSystemStore(CERT_SYSTEM_STORE_CURRENT_USER, L"My", StoreAccess::Write).Get(), certificate.Get());
         return certificate;

@@ -56,6 +56,7 @@ CBytes ComputeScriptDigest(const CDigestAlgorithm& algorithm, std::wstring_view 
                          CBytesView(reinterpret_cast<const BYTE*>(covered.data()), covered.size() * sizeof(wchar_t)));
 }
 
+// Written by hand, since Wine's CryptEncodeObject does not know it.
 CBytes FormatIndirectData(ScriptKind kind, const CIndirectData& data) {
     return DerSequence({DerSequence({DerOid(SipInfoOid), FormatSubject(kind)}),
                         DerSequence({DerAlgorithm(data.algorithm->oid), DerOctets(data.digest)})});

@@ -2,6 +2,7 @@
 
 #include "certificates/CertificateBag.h"
 #include "certificates/CertificateChain.h"
+#include "common/Clock.h"
 #include "common/SignerErrors.h"
 
 namespace {
@@ -17,12 +18,8 @@ void RequireStrong(const CDigestAlgorithm& digest, const CSignerPolicy& policy) 
 
 void RequireTrustedStamp(PCCERT_CONTEXT authority, HCERTSTORE intermediates, const FILETIME& at,
                          const CSignerPolicy& policy) {
-    FILETIME now{};
-    GetSystemTimeAsFileTime(&now);
-    // Clocks differ a little; ten minutes, in 100-ns ticks.
-    ULARGE_INTEGER latest{{now.dwLowDateTime, now.dwHighDateTime}};
-    latest.QuadPart += 10ull * 60 * 10'000'000;
-    const FILETIME limit{latest.LowPart, latest.HighPart};
+    // Clocks differ a little.
+    const FILETIME limit = FromNow(std::chrono::minutes(10));
     if (CompareFileTime(&at, &limit) > 0)
         throw CRefusal(L"it lies in the future");
     RequireTrustedChain(authority, {szOID_PKIX_KP_TIMESTAMP_SIGNING, at, intermediates, policy});

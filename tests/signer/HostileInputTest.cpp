@@ -2,6 +2,7 @@
 
 #include "cms/SignatureBlock.h"
 #include "common/CryptHandles.h"
+#include "DerWriter.h"
 #include "ProcessUse.h"
 #include "ScriptVerifier.h"
 #include "SignedDataEditor.h"

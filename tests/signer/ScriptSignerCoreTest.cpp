@@ -153,14 +153,4 @@ TEST(ScriptSignerCore, ACertificateWithoutItsKeyCannotSign) {
     EXPECT_THROW(CScriptSignerCore{signing}, CSignerError);
 }
 
-TEST(ScriptSignerCore, ASerialNumberIsPositiveAndOfFullLength) {
-    for (int i = 0; i < 64; ++i) {
-        const CUniqueCertificate certificate = Authority().IssueRoot(L"CN=Number");
-        const CBytesView serial = ParseCertificate(EncodedBytes(certificate.Get())).serial;
-        EXPECT_EQ(16u, serial.size());
-        EXPECT_LE(0x40, serial[0]);
-        EXPECT_GT(0x80, serial[0]);
-    }
-}
-
 } // namespace

@@ -24,6 +24,13 @@ std::wstring KeyName(const wchar_t* part, DWORD process) {
     return L"QuorlineSignerTest-" + std::to_wstring(process) + L"-" + part;
 }
 
+/// Of the parent's; empty when there is no such container.
+CUniqueProvider OpenKey(const std::wstring& container) noexcept {
+    CUniqueProvider provider;
+    CryptAcquireContextW(provider.Put(), container.c_str(), nullptr, PROV_RSA_AES, CRYPT_SILENT);
+    return provider;
+}
+
 /// Everything under the test root or of its name that a test may have left.
 void RemoveAllUnder(PCCERT_CONTEXT root) {
     for (const wchar_t* const storeName : {L"Root", L"TrustedPublisher", L"Disallowed"}) {
@@ -120,10 +127,10 @@ CTestAuthority& CTestAuthority::Instance() {
 }
 
 CTestAuthority::CTestAuthority()
-    : m_rootKey(OpenRsaKey(KeyName(L"root", ParentOfChild()))),
-      m_publisherKey(OpenRsaKey(KeyName(L"publisher", ParentOfChild()))),
-      m_rootSigningKey(m_rootKey.Get(), AT_SIGNATURE), m_publisherSigningKey(m_publisherKey.Get(), AT_SIGNATURE),
-      m_root(RootOfChild(1)), m_oldRoot(RootOfChild(2)), m_publisher(Issue(CodeSigningRequest(L"CN=Publisher"))),
+    : m_rootKey(OpenKey(KeyName(L"root", ParentOfChild()))),
+      m_publisherKey(OpenKey(KeyName(L"publisher", ParentOfChild()))), m_rootSigningKey(m_rootKey.Get(), AT_SIGNATURE),
+      m_publisherSigningKey(m_publisherKey.Get(), AT_SIGNATURE), m_root(RootOfChild(1)), m_oldRoot(RootOfChild(2)),
+      m_publisher(Issue(CodeSigningRequest(L"CN=Publisher"))),
       m_trust(std::make_unique<CStoredCertificate>(L"TrustedPublisher", m_publisher.Get())) {}
 
 CUniqueCertificate CTestAuthority::Issue(const CCertificateRequest& request, PCCERT_CONTEXT issuer,

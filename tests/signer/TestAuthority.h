@@ -5,9 +5,10 @@
 // when the child has ended, however it ended.
 
 #include "asn1/CertificateFields.h"
-#include "certificates/CertificateBuilder.h"
+#include "CertificateBuilder.h"
 #include "certificates/CertificateStore.h"
 #include "cms/SignedData.h"
+#include "crypto/KeyContainer.h"
 #include "ScriptSignerCore.h"
 
 #include <memory>

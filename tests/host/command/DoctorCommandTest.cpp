@@ -1,9 +1,9 @@
 // doctor, on this machine with one thing wrong at a time. Proves DoctorCommand, Registration and ProductName.
 
+#include "CertificateBuilder.h"
 #include "ChangedValue.h"
 #include "CommandFixture.h"
-
-#include "certificates/CertificateBuilder.h"
+#include "crypto/KeyContainer.h"
 
 #include <nlohmann/json.hpp>
 

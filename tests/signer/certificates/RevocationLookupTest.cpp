@@ -1,5 +1,6 @@
 // Proves what revocation lists do to a verification, and what servers do that do not hand them out: RevocationLookup.
 
+#include "DerWriter.h"
 #include "ScriptVerifier.h"
 #include "SilentServer.h"
 #include "TempFolder.h"

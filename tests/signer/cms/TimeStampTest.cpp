@@ -1,6 +1,7 @@
 // Proves which time stamps count and which spoil the signature: TimeStamp.
 
 #include "ChildProgram.h"
+#include "common/Clock.h"
 #include "DerWriter.h"
 #include "ScriptVerifier.h"
 #include "SignedDataEditor.h"
@@ -137,20 +138,15 @@ TEST_F(TimeStamp, InTheFutureItIsRefused) {
 
 TEST_F(TimeStamp, ClocksMayDifferByTenMinutes) {
     m_text = SignWith(Authority().Publisher(), Script);
-    const auto minutesAhead = [](long long minutes) {
-        const FILETIME now = HoursFromNow(0);
-        ULARGE_INTEGER time{{now.dwLowDateTime, now.dwHighDateTime}};
-        time.QuadPart += static_cast<ULONGLONG>(minutes * 60 * 10'000'000);
-        return FILETIME{time.LowPart, time.HighPart};
-    };
     const std::wstring refused = L"the time stamp is not valid: it lies in the future";
     const struct {
         long long minutes;
         std::wstring reason;
     } cases[] = {{5, L"accepted"}, {9, L"accepted"}, {15, refused}};
     for (const auto& [minutes, reason] : cases) {
-        EXPECT_EQ(reason, ReasonAgainst(CounterSigned(minutesAhead(minutes), m_authority.Get()))) << minutes;
-        EXPECT_EQ(reason, ReasonAgainst(Stamped(minutesAhead(minutes), m_authority.Get()))) << minutes;
+        const FILETIME ahead = FromNow(std::chrono::minutes(minutes));
+        EXPECT_EQ(reason, ReasonAgainst(CounterSigned(ahead, m_authority.Get()))) << minutes;
+        EXPECT_EQ(reason, ReasonAgainst(Stamped(ahead, m_authority.Get()))) << minutes;
     }
 }
 

@@ -1,14 +1,10 @@
-#include "certificates/CertificateBuilder.h"
+#include "CertificateBuilder.h"
 
-#include "asn1/Der.h"
+#include "common/Clock.h"
 #include "common/SignerErrors.h"
-
-#include <cstring>
+#include "DerWriter.h"
 
 namespace {
-
-/// RSA and AES, and with them SHA-256: the plain RSA provider stops at SHA-1.
-constexpr DWORD ProviderType = PROV_RSA_AES;
 
 CBytes EncodeName(const std::wstring& name) {
     DWORD size = 0;
@@ -76,27 +72,6 @@ CBytes EncodeExtensions(const CCertificateRequest& request) {
 
 } // namespace
 
-CUniqueProvider CreateRsaKey(const std::wstring& container, DWORD bits) {
-    CUniqueProvider provider;
-    CUniqueCryptKey key;
-    if (!CryptAcquireContextW(provider.Put(), container.c_str(), nullptr, ProviderType,
-                              CRYPT_NEWKEYSET | CRYPT_SILENT) ||
-        !CryptGenKey(provider.Get(), AT_SIGNATURE, bits << 16 | CRYPT_EXPORTABLE, key.Put()))
-        ThrowLastError(L"cannot make a key");
-    return provider;
-}
-
-void DeleteRsaKey(const std::wstring& container) noexcept {
-    HCRYPTPROV none = 0;
-    CryptAcquireContextW(&none, container.c_str(), nullptr, ProviderType, CRYPT_DELETEKEYSET | CRYPT_SILENT);
-}
-
-CUniqueProvider OpenRsaKey(const std::wstring& container) noexcept {
-    CUniqueProvider provider;
-    CryptAcquireContextW(provider.Put(), container.c_str(), nullptr, ProviderType, CRYPT_SILENT);
-    return provider;
-}
-
 CUniqueCertificate BuildCertificate(const CCertificateRequest& request, HCRYPTPROV subjectKey,
                                     const CCertificateIssuer* issuer, const CDigestAlgorithm& digest) {
     const CBytes subject = EncodeName(request.subject);
@@ -120,20 +95,6 @@ CUniqueCertificate BuildCertificate(const CCertificateRequest& request, HCRYPTPR
     return certificate;
 }
 
-void BindKey(PCCERT_CONTEXT certificate, const std::wstring& container) {
-    CRYPT_KEY_PROV_INFO info{};
-    std::wstring name = container;
-    info.pwszContainerName = name.data();
-    info.dwProvType = ProviderType;
-    info.dwKeySpec = AT_SIGNATURE;
-    if (!CertSetCertificateContextProperty(certificate, CERT_KEY_PROV_INFO_PROP_ID, 0, &info))
-        ThrowLastError(L"cannot store where the certificate's key is");
-}
-
 FILETIME HoursFromNow(long long hours) {
-    FILETIME now{};
-    GetSystemTimeAsFileTime(&now);
-    ULARGE_INTEGER time{{now.dwLowDateTime, now.dwHighDateTime}};
-    time.QuadPart += static_cast<ULONGLONG>(hours * 3600 * 10'000'000);
-    return {time.LowPart, time.HighPart};
+    return FromNow(std::chrono::hours(hours));
 }

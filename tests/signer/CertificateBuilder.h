@@ -1,6 +1,6 @@
 #pragma once
 
-// Makes X.509 certificates: the development certificate, and what tests need around it.
+// Makes authorities and whatever certificates tests need under them.
 
 #include "common/CryptHandles.h"
 #include "crypto/SigningKey.h"
@@ -26,20 +26,11 @@ struct CCertificateIssuer {
     const CSigningKey& key;
 };
 
-/// A new RSA key in a container of this name, which must not exist yet. Throws CSignerError.
-CUniqueProvider CreateRsaKey(const std::wstring& container, DWORD bits = 2048);
-void DeleteRsaKey(const std::wstring& container) noexcept;
-/// Empty when there is no such container.
-CUniqueProvider OpenRsaKey(const std::wstring& container) noexcept;
-
 /// A certificate for the key in subjectKey (AT_SIGNATURE), signed by the issuer or, without one, by itself. Throws
 /// CSignerError.
 CUniqueCertificate BuildCertificate(const CCertificateRequest& request, HCRYPTPROV subjectKey,
                                     const CCertificateIssuer* issuer = nullptr,
                                     const CDigestAlgorithm& digest = Sha256);
-
-/// Tells the system in which container the certificate's key is, so that it is found again from a store.
-void BindKey(PCCERT_CONTEXT certificate, const std::wstring& container);
 
 /// The system's time plus so many hours.
 FILETIME HoursFromNow(long long hours);
