@@ -1,5 +1,6 @@
 #include "cms/SignatureBlock.h"
 
+#include "common/Base64.h"
 #include "common/SignerErrors.h"
 
 #include <array>
@@ -79,20 +80,7 @@ std::wstring ReadBase64Lines(CBlockLines& lines) {
 
 } // namespace
 
-std::wstring EncodeBase64(CBytesView bytes) {
-    std::wstring text;
-    text.reserve((bytes.size() + 2) / 3 * 4);
-    for (std::size_t i = 0; i < bytes.size(); i += 3) {
-        const std::size_t count = std::min<std::size_t>(3, bytes.size() - i);
-        unsigned group = 0;
-        for (std::size_t k = 0; k < 3; ++k)
-            group = group << 8 | (k < count ? bytes[i + k] : 0u);
-        for (std::size_t k = 0; k < 4; ++k)
-            text += k <= count ? Alphabet[group >> (18 - 6 * k) & 0x3F] : L'=';
-    }
-    return text;
-}
-
+// Not the platform's reader, which takes several spellings for the same bytes.
 CBytes DecodeBase64(std::wstring_view text) {
     static constexpr std::array<BYTE, 128> reverse = MakeReverse();
     const auto malformed = [] { throw CRefusal(L"the signature block is damaged: it is not base64"); };

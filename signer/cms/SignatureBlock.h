@@ -26,6 +26,5 @@ std::optional<CSignedText> SplitSignedText(ScriptKind kind, std::wstring_view te
 /// The line break and the block, to be appended to the text.
 std::wstring FormatSignatureBlock(ScriptKind kind, CBytesView signature);
 
-/// Lines without breaks in them; only the canonical spelling is read. Throws CRefusal.
-std::wstring EncodeBase64(CBytesView bytes);
+/// Only the one spelling that EncodeBase64 writes, without line breaks, is read. Throws CRefusal.
 CBytes DecodeBase64(std::wstring_view text);

@@ -1,6 +1,7 @@
 // The signature block at the end of a script: an input is one byte for the language, then the script.
 
 #include "cms/SignatureBlock.h"
+#include "common/Base64.h"
 #include "common/SignerErrors.h"
 #include "FuzzInput.h"
 

@@ -1,7 +1,7 @@
 // Proves the work behind the signing commands, on the stores of machine and user: SignerCommands.
 
 #include "ChildProgram.h"
-#include "cms/SignatureBlock.h"
+#include "common/Base64.h"
 #include "common/SignerErrors.h"
 #include "ScriptVerifier.h"
 #include "SignerCommands.h"

@@ -1,6 +1,7 @@
 #include "TestAuthority.h"
 
 #include "cms/SignatureBlock.h"
+#include "common/Base64.h"
 #include "common/SignerErrors.h"
 #include "StartProcess.h"
 

@@ -1,6 +1,7 @@
 // Proves that a block is written in one way and read in no other: SignatureBlock.
 
 #include "cms/SignatureBlock.h"
+#include "common/Base64.h"
 #include "common/SignerErrors.h"
 
 #include <gtest/gtest.h>
