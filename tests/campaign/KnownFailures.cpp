@@ -191,6 +191,7 @@ const std::vector<CKnownFailure>& KnownFailures() {
          "kept: a store that cannot be read is passed over; a DEBUG line says so"},
         {"fclose", Address(&CloseStream)},
         {"fread", RuntimeFailure<0, EIO>()},
+        {"setvbuf", RuntimeFailure<ULONG_PTR{1}, ENOMEM>()},
         {"fwrite", RuntimeFailure<0, ENOSPC>()},
         {"fputc", RuntimeFailure<~ULONG_PTR{0}, ENOSPC>()},
         {"fputs", RuntimeFailure<~ULONG_PTR{0}, ENOSPC>()},
