@@ -88,10 +88,12 @@ bool CTargetProcess::Owns(HWND window) const noexcept {
 
 std::wstring CTargetProcess::ReadText(HWND window) {
     // Room for the text that the window speaks of, the terminator, and one character that shows whether there is more:
-    // what a window says about its own length may be wrong in both directions.
+    // what a window says about its own length may be wrong in both directions. A length that nobody reads says nothing,
+    // and a window that has to carry such a room from one process to another may break under it.
     constexpr DWORD_PTR least = 256;
     constexpr DWORD_PTR most = LongestText + 2;
-    DWORD_PTR room = std::clamp(Ask(window, WM_GETTEXTLENGTH, 0, 0), least - 2, most - 2) + 2;
+    const DWORD_PTR length = Ask(window, WM_GETTEXTLENGTH, 0, 0);
+    DWORD_PTR room = length > LongestText ? least : std::max(length + 2, least);
     std::wstring text;
     for (;;) {
         text.assign(room, L'\0');
