@@ -11,7 +11,7 @@ source "$(dirname "$0")/../../package/support.sh"
 SCRIPTS=$SCRATCH/scripts
 APPS=$(windows_path "$SCRIPTS/notepad.json")
 
-saved_copies() { find "$HOME_FOLDER" -name 'harvest*.txt' -path '*Saved Documents*' | wc -l; }
+saved_copies() { find_documents -name 'harvest*.txt' -path '*Saved Documents*' | wc -l; }
 
 start_prefix
 quorline register >/dev/null || fail "the components are not registered"
