@@ -62,7 +62,7 @@ bool RunLevel(CCampaignHost& host, CRunnersKept& kept, unsigned rounds) {
                                {"threads", 0, {}},
                                {"GDI objects", 0, {}},
                                {"USER objects", 0, {}},
-                               {"heap bytes", 4096 + 8 * std::size_t{rounds}, {}},
+                               {"heap bytes", 4096 + 8 * std::size_t{rounds} + HeapGrain(), {}},
                                {"private bytes", (std::size_t{4} << 20) + 256 * std::size_t{rounds}, {}},
                                {"COM servers in use", 0, {}},
                                {"references to changes", 0, {}}}};

@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 /// Bytes in use in all heaps.
@@ -23,6 +24,21 @@ inline std::size_t HeapBytesInUse() {
         HeapUnlock(heap);
     }
     return sum;
+}
+
+/// Bytes by which that count may grow although nothing is left behind: none where each block counts by itself. Newer
+/// versions of Wine give small blocks out of groups, of each thread's own, and a group counts as a whole.
+inline std::size_t HeapGrain() {
+    constexpr std::size_t Size = 40;
+    // So many that the heap makes a group of them.
+    std::vector<std::unique_ptr<std::byte[]>> blocks(100);
+    for (auto& block : blocks) {
+        const std::size_t before = HeapBytesInUse();
+        block = std::make_unique<std::byte[]>(Size);
+        if (HeapBytesInUse() < before + Size)
+            return std::size_t{4} << 20;
+    }
+    return 0;
 }
 
 /// Open handles. Each value is asked for: Wine's GetProcessHandleCount answers 0 whatever is open. The lowest free
