@@ -6,6 +6,7 @@
 #include "ScriptExecution/InfoFileFields.h"
 #include "JsonText.h"
 #include "StoreFiles.h"
+#include "base/LineText.h"
 
 #include <algorithm>
 #include <utility>
@@ -89,14 +90,14 @@ void PrintStoresJson(const std::vector<CStoreEntry>& stores) {
     PrintJson({{"stores", std::move(list)}});
 }
 
-void PrintDocument(const CStoreEntry& store, const CInternalSavedDocument* document) {
-    const auto note = [](const std::wstring& text) { PrintLine(L"               " + text); };
+void AddDocument(const CStoreEntry& store, const CInternalSavedDocument* document, std::vector<std::wstring>& lines) {
+    const auto note = [&lines](const std::wstring& text) { lines.push_back(L"               " + text); };
     const CSavedCopyAnswer copy = ExamineCopyOf(store, *document);
     const bool isMissing = copy.kind == CSavedCopyAnswer::Kind::Missing;
-    PrintLine((IsRecovered(document) ? L"  recovered    "
-               : isMissing           ? L"  missing      "
-                                     : L"  unrecovered  ") +
-              Text(document, &CInternalSavedDocument::GetDocTempPath));
+    lines.push_back((IsRecovered(document) ? L"  recovered    "
+                     : isMissing           ? L"  missing      "
+                                           : L"  unrecovered  ") +
+                    Text(document, &CInternalSavedDocument::GetDocTempPath));
     const std::wstring application = Text(document, &CInternalSavedDocument::GetAppExeImageName);
     const std::wstring script = Text(document, &CInternalSavedDocument::GetSaveScriptName);
     if (!application.empty())
@@ -105,6 +106,15 @@ void PrintDocument(const CStoreEntry& store, const CInternalSavedDocument* docum
         note(copy.reason);
     if (copy.kind == CSavedCopyAnswer::Kind::Refused)
         note(L"is not restored: " + copy.reason);
+}
+
+/// In one piece: a list of thousands would otherwise wait for as many writes.
+void PrintTogether(const std::vector<std::wstring>& lines) {
+    std::string text;
+    for (const std::wstring& line : lines)
+        text += (text.empty() ? "" : "\n") + ToUtf8(ShowControls(line));
+    if (PrintsLines())
+        PrintData(text);
 }
 
 std::wstring DescribeChange(const CStoreEntry& store) {
@@ -116,15 +126,16 @@ std::wstring DescribeChange(const CStoreEntry& store) {
 void PrintTable(const std::vector<CStoreEntry>& stores) {
     std::size_t unrecovered = 0;
     for (const auto& store : stores) {
-        PrintLine(store.name + L"  " + DescribeChange(store));
+        std::vector<std::wstring> lines{store.name + L"  " + DescribeChange(store)};
         if (!store.info)
-            PrintLine(L"  unreadable   " + store.problem);
+            lines.push_back(L"  unreadable   " + store.problem);
         for (const auto* document : DocumentsInOrder(store)) {
             unrecovered += IsRecovered(document) ? 0 : 1;
-            PrintDocument(store, document);
+            AddDocument(store, document, lines);
         }
         for (const auto& path : FindUnrecorded(store))
-            PrintLine(L"  unrecorded   " + path);
+            lines.push_back(L"  unrecorded   " + path);
+        PrintTogether(lines);
     }
     PrintLine(std::to_wstring(unrecovered) + (unrecovered == 1 ? L" unrecovered document" : L" unrecovered documents") +
               L" in " + StoresDirectory());

@@ -27,22 +27,25 @@ CUniqueHandle OpenItself(const std::wstring& path) {
 
 /// Of what a handle stands for, with every link on the way resolved; empty where the file system does not tell.
 std::wstring FinalPath(HANDLE object) {
-    std::wstring path(32768, L'\0');
-    const DWORD length = GetFinalPathNameByHandleW(object, path.data(), static_cast<DWORD>(path.size()),
-                                                   FILE_NAME_OPENED | VOLUME_NAME_DOS);
-    path.resize(length < path.size() ? length : 0);
-    return path;
+    // The longest path has 32,768 characters; most have few, and a history asks for thousands of them.
+    for (const DWORD room : {DWORD{MAX_PATH}, DWORD{32768}}) {
+        std::wstring path(room, L'\0');
+        const DWORD length = GetFinalPathNameByHandleW(object, path.data(), room, FILE_NAME_OPENED | VOLUME_NAME_DOS);
+        if (length < room) {
+            path.resize(length);
+            return path;
+        }
+    }
+    return {};
 }
 
-/// Whether an object that was opened under this name in this directory is a link. Reparse points of other kinds, such
-/// as those of files that a cloud service holds, are none.
-bool IsLink(HANDLE object, HANDLE directory, const std::wstring& name) {
+/// Whether an object that was opened under this name in the directory with this final path is a link. Reparse points of
+/// other kinds, such as those of files that a cloud service holds, are none.
+bool IsLink(HANDLE object, const std::wstring& path, const std::wstring& parent, const std::wstring& name) {
     FILE_ATTRIBUTE_TAG_INFO info{};
     if (GetFileInformationByHandleEx(object, FileAttributeTagInfo, &info, sizeof info) &&
         (info.FileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 && IsReparseTagNameSurrogate(info.ReparseTag))
         return true;
-    const std::wstring path = FinalPath(object);
-    const std::wstring parent = FinalPath(directory);
     return !path.empty() && !parent.empty() && !SameName(path, parent + L"\\" + name);
 }
 
@@ -65,7 +68,8 @@ CSavedCopyAnswer ExamineSavedCopy(const std::wstring& storeDirectory, const std:
     const std::size_t end = storeDirectory.find_last_of(L'\\');
     const CUniqueHandle stores = OpenItself(storeDirectory.substr(0, end));
     const CUniqueHandle store = OpenItself(storeDirectory);
-    if (!store || IsLink(store.Get(), stores.Get(), storeDirectory.substr(end + 1)))
+    const std::wstring storePath = store ? FinalPath(store.Get()) : std::wstring();
+    if (!store || IsLink(store.Get(), storePath, FinalPath(stores.Get()), storeDirectory.substr(end + 1)))
         return Refuse(L"the directory of its store is a link");
     const CUniqueHandle file = OpenItself(path);
     if (!file) {
@@ -74,7 +78,7 @@ CSavedCopyAnswer ExamineSavedCopy(const std::wstring& storeDirectory, const std:
             return {Kind::Missing, L"the saved copy is gone"};
         return Refuse(L"it cannot be looked at: " + DescribeCode(error));
     }
-    if (IsLink(file.Get(), store.Get(), name) || !IsOrdinaryFile(file.Get()))
+    if (IsLink(file.Get(), FinalPath(file.Get()), storePath, name) || !IsOrdinaryFile(file.Get()))
         return Refuse(L"it is no ordinary file");
     return {Kind::Usable, {}};
 }

@@ -62,8 +62,10 @@ std::vector<CStoreEntry> FindStoresWithoutRecord() {
     std::vector<CStoreEntry> stores;
     std::error_code ignored;
     for (const auto& folder : std::filesystem::directory_iterator(StoresDirectory(), ignored)) {
-        if (!folder.is_directory(ignored) || IsScratch(folder.path().wstring()) ||
-            std::filesystem::exists(folder.path() / InfoFile, ignored))
+        // Nearly all have a record; systems that look through the whole folder for what is not there do so for few
+        // then.
+        if (!folder.is_directory(ignored) || std::filesystem::exists(folder.path() / InfoFile, ignored) ||
+            IsScratch(folder.path().wstring()))
             continue;
         CStoreEntry store;
         store.name = folder.path().filename().wstring();
