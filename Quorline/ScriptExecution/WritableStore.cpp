@@ -6,6 +6,15 @@
 #include "ScriptExecution/InfoFileFields.h"
 #include "ScriptExecution/StateChangeInstance.h"
 
+#include <algorithm>
+
+namespace {
+/// Whether the writer puts a character into the file as it is.
+constexpr bool IsWrittenWhole(wchar_t c) noexcept {
+    return c != L'&' && c != L'<' && c != L'>' && c != L'%' && !IsUnwritable(c);
+}
+} // namespace
+
 std::wstring MakeWritable(const std::wstring& value) {
     constexpr wchar_t ReplacementCharacter = 0xFFFD;
     std::wstring result;
@@ -26,9 +35,14 @@ std::wstring MakeWritable(const std::wstring& value) {
 
 std::unique_ptr<CInternalDocumentStore> WritableCopy(const CInternalDocumentStore& store) {
     auto copy = std::make_unique<CInternalDocumentStore>(store);
+    std::wstring value;
     for (const auto& record : *copy->GetSavedDocumentList())
-        for (const CInfoFileField& field : GetInfoFileFields())
-            field.set(*record, MakeWritable(field.get(*record)));
+        for (const CInfoFileField& field : GetInfoFileFields()) {
+            // A save makes a copy for each process, and nearly every value in it is as it should be.
+            field.read(*record, value);
+            if (!std::ranges::all_of(value, &IsWrittenWhole))
+                field.set(*record, MakeWritable(value));
+        }
     return copy;
 }
 
