@@ -91,12 +91,12 @@ bool HoldsList(HCERTSTORE store) {
 
 /// Whether there is anything to learn from: a place that a certificate below the root names, or a list that this
 /// machine has been given already. Asking without either is as dear as building the chain.
-bool HasRevocations(const CERT_SIMPLE_CHAIN& chain, const CChainDemand& demand) {
+bool HasRevocations(const CERT_SIMPLE_CHAIN& chain, const CChainDemand& demand, HCERTSTORE authorities) {
     for (DWORD i = 0; i + 1 < chain.cElement; ++i) {
         if (NamesRevocations(chain.rgpElement[i]->pCertContext))
             return true;
     }
-    return HoldsList(demand.intermediates) || HoldsList(CMachineStores::Instance().Open(L"CA").Get());
+    return HoldsList(demand.intermediates) || HoldsList(authorities);
 }
 } // namespace
 
@@ -105,7 +105,7 @@ void RequireTrustedChain(PCCERT_CONTEXT certificate, const CChainDemand& demand)
         throw CRefusal(L"the certificate is not meant for this usage");
 
     const CUniqueChain chain = BuildChain(certificate, demand, CERT_CHAIN_CACHE_ONLY_URL_RETRIEVAL);
-    const CUniqueStore disallowed = CMachineStores::Instance().Open(L"Disallowed");
+    const auto [disallowed, authorities] = CMachineStores::Instance().Open(L"Disallowed", L"CA");
     const CERT_SIMPLE_CHAIN& simple = *chain.Get()->rgpChain[0];
     for (DWORD i = 0; i < simple.cElement; ++i) {
         if (StoreHolds(disallowed.Get(), simple.rgpElement[i]->pCertContext))
@@ -114,7 +114,7 @@ void RequireTrustedChain(PCCERT_CONTEXT certificate, const CChainDemand& demand)
     RequireNoError(chain.Get()->TrustStatus.dwErrorStatus);
     RequireStrongChain(simple, demand);
 
-    if (!HasRevocations(simple, demand))
+    if (!HasRevocations(simple, demand, authorities.Get()))
         return;
     // Only a chain that is trusted otherwise may send this machine to the addresses that it names.
     if (const std::optional<DWORD> errors = AskRevocationLists(certificate, demand))

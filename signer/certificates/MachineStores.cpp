@@ -44,12 +44,27 @@ CMachineStores& CMachineStores::Instance() {
 
 CUniqueStore CMachineStores::Open(const wchar_t* name) {
     const std::lock_guard lock(m_mutex);
-    if (!IsUnchanged()) {
-        m_stores.clear();
-        // Before a store is opened: what changes afterwards is noticed, what changed before is seen.
-        if (!Watch())
-            return OpenSystemStore(CERT_SYSTEM_STORE_LOCAL_MACHINE, name);
-    }
+    return OpenOne(name, MayKeep());
+}
+
+std::pair<CUniqueStore, CUniqueStore> CMachineStores::Open(const wchar_t* first, const wchar_t* second) {
+    const std::lock_guard lock(m_mutex);
+    const bool keep = MayKeep();
+    return {OpenOne(first, keep), OpenOne(second, keep)};
+}
+
+/// Lets go of the stores that have changed. Whether what is opened now may be kept.
+bool CMachineStores::MayKeep() {
+    if (IsUnchanged())
+        return true;
+    m_stores.clear();
+    // Before a store is opened: what changes afterwards is noticed, what changed before is seen.
+    return Watch();
+}
+
+CUniqueStore CMachineStores::OpenOne(const wchar_t* name, bool keep) {
+    if (!keep)
+        return OpenSystemStore(CERT_SYSTEM_STORE_LOCAL_MACHINE, name);
     const auto [kept, isNew] = m_stores.try_emplace(name);
     if (isNew)
         kept->second = OpenSystemStore(CERT_SYSTEM_STORE_LOCAL_MACHINE, name);

@@ -10,6 +10,7 @@
 #include <map>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 class CMachineStores {
@@ -19,11 +20,16 @@ public:
     /// As OpenSystemStore for reading, of the local machine: empty when there is no such store.
     CUniqueStore Open(const wchar_t* name);
 
+    /// Two that are looked into one after the other: the system is asked once whether anything has changed.
+    std::pair<CUniqueStore, CUniqueStore> Open(const wchar_t* first, const wchar_t* second);
+
 private:
     CMachineStores() = default;
 
     bool IsUnchanged() const;
     bool Watch();
+    bool MayKeep();
+    CUniqueStore OpenOne(const wchar_t* name, bool keep);
 
     std::mutex m_mutex;
     CUniqueHandle m_changed;

@@ -1,5 +1,6 @@
 #include "crypto/PublicKey.h"
 
+#include "asn1/Der.h"
 #include "common/SignerErrors.h"
 
 #include <algorithm>
@@ -24,6 +25,20 @@ CBytes FlattenEcdsa(CBytesView signature, std::size_t length) {
     return flat;
 }
 
+/// Bytes of an RSA key's modulus; 0 when the key cannot be read. Read here: to tell, the system would load the key into
+/// a provider, which takes as long as all the digests of a script.
+ULONG ModulusLength(const CERT_PUBLIC_KEY_INFO& info) {
+    try {
+        CDerReader outer(CBytesView(info.PublicKey.pbData, info.PublicKey.cbData));
+        CBytesView modulus = outer.Enter(DerTag::Sequence).Read(DerTag::Integer).content;
+        while (!modulus.empty() && modulus[0] == 0)
+            modulus = modulus.subspan(1);
+        return static_cast<ULONG>(modulus.size());
+    } catch (const CRefusal&) {
+        return 0;
+    }
+}
+
 } // namespace
 
 CPublicKey::CPublicKey(PCCERT_CONTEXT certificate) {
@@ -33,7 +48,7 @@ CPublicKey::CPublicKey(PCCERT_CONTEXT certificate) {
     if (!m_rsa && oid != szOID_ECC_PUBLIC_KEY)
         throw CRefusal(L"the certificate's key is neither RSA nor ECDSA");
     // A point on a curve is a tag byte and two coordinates.
-    m_length = m_rsa ? (CertGetPublicKeyLength(X509_ASN_ENCODING, &info) + 7) / 8 : (info.PublicKey.cbData - 1) / 2;
+    m_length = m_rsa ? ModulusLength(info) : (info.PublicKey.cbData - 1) / 2;
     if (info.PublicKey.cbData == 0 || m_length == 0 ||
         !CryptImportPublicKeyInfoEx2(X509_ASN_ENCODING, &info, 0, nullptr, m_key.Put()))
         throw CRefusal(L"the certificate's key cannot be read");
