@@ -186,7 +186,8 @@ HRESULT CInternalDocumentStore::SetCurrentAppInfo(const std::wstring& exeImageNa
 bool CInternalDocumentStore::EnsureFilenameUnique(std::wstring& name, const std::wstring& extension,
                                                   const std::wstring& directory, CNamesInUse& inUse, DWORD& error) {
     const auto probe = [&](const std::wstring& candidate) {
-        return inUse.reserved.contains(FullPath(candidate)) ? NameProbe::Taken : ProbeName(directory, candidate, error);
+        const std::wstring fullPath = FullPath(candidate);
+        return inUse.reserved.contains(fullPath) ? NameProbe::Taken : ProbeName(directory, candidate, fullPath, error);
     };
     // A control character stands in no name.
     const std::wstring key = directory + L'\n' + name + L'\n' + extension;

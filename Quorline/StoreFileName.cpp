@@ -127,8 +127,8 @@ std::wstring DescribeRefusedName(const std::wstring& fileName, DWORD error) {
            L")";
 }
 
-NameProbe ProbeName(const std::wstring& directory, const std::wstring& path, DWORD& error) {
-    const std::wstring fullPath = FullPath(path);
+NameProbe ProbeName(const std::wstring& directory, const std::wstring& path, const std::wstring& fullPath,
+                    DWORD& error) {
     CUniqueHandle file(
         CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, CREATE_NEW, 0, nullptr));
     if (file) {

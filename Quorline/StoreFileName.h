@@ -21,5 +21,7 @@ enum class NameProbe {
     Hopeless ///< no other name would fare better
 };
 
-/// Makes a file of this path, which lies in the directory, and deletes it again. Sets error when that fails.
-NameProbe ProbeName(const std::wstring& directory, const std::wstring& path, DWORD& error);
+/// Makes a file of this path, which lies in the directory, and deletes it again. The full path is that of the same
+/// file. Sets error when that fails.
+NameProbe ProbeName(const std::wstring& directory, const std::wstring& path, const std::wstring& fullPath,
+                    DWORD& error);

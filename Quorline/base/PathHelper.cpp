@@ -11,7 +11,11 @@ std::wstring JoinPath(const std::wstring& first, const std::wstring& second) {
 }
 
 std::wstring FullPath(const std::wstring& path) {
-    std::wstring full(GetFullPathNameW(path.c_str(), 0, nullptr, nullptr), L'\0');
+    wchar_t brief[MAX_PATH];
+    const DWORD length = GetFullPathNameW(path.c_str(), MAX_PATH, brief, nullptr);
+    if (length < MAX_PATH)
+        return length == 0 ? path : std::wstring(brief, length);
+    std::wstring full(length, L'\0'); // with room for the zero, when it did not fit
     full.resize(GetFullPathNameW(path.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr));
     return full.empty() ? path : full;
 }
