@@ -11,6 +11,7 @@
 #include <log4cxx/simplelayout.h>
 
 #include <algorithm>
+#include <mutex>
 
 namespace {
 CLogComponent ComponentOf(unsigned code) {
@@ -55,17 +56,6 @@ template <class Step> void Attempt(Step step) noexcept {
         ReportFailure("unknown exception");
     }
 }
-
-class CExclusiveLock {
-public:
-    explicit CExclusiveLock(SRWLOCK& lock) noexcept : m_lock(lock) { AcquireSRWLockExclusive(&m_lock); }
-    ~CExclusiveLock() { ReleaseSRWLockExclusive(&m_lock); }
-    CExclusiveLock(const CExclusiveLock&) = delete;
-    CExclusiveLock& operator=(const CExclusiveLock&) = delete;
-
-private:
-    SRWLOCK& m_lock;
-};
 } // namespace
 
 CKeptAtProcessEnd<CLog4cxxConfig> CLog4cxxConfig::m_instance{std::unique_ptr<CLog4cxxConfig>(new CLog4cxxConfig)};
@@ -116,7 +106,7 @@ void CLog4cxxConfig::Configure(unsigned componentCode, bool, LogSettingsReader r
     });
     Attempt([&] { read(m_component, m_settings); });
     {
-        const CExclusiveLock lock(m_lock);
+        const std::lock_guard lock(m_lock);
         Apply();
     }
     SetLogFileRestore(&RestoreLogFile);
@@ -131,7 +121,7 @@ void CLog4cxxConfig::Configure(unsigned componentCode, bool, LogSettingsReader r
 
 void CLog4cxxConfig::UpdateConfig() noexcept {
     {
-        const CExclusiveLock lock(m_lock);
+        const std::lock_guard lock(m_lock);
         Apply();
     }
     Attempt([] { LogGlobal(log4cxx::Level::getInfo(), L"Log config changed."); });
@@ -221,25 +211,24 @@ bool CLog4cxxConfig::Restore() {
 
 bool CLog4cxxConfig::RestoreLogFile() noexcept {
     // Held by a thread that changes the appenders: nothing can be said of the line.
-    if (!TryAcquireSRWLockExclusive(&m_instance->m_lock))
+    const std::unique_lock lock(m_instance->m_lock, std::try_to_lock);
+    if (!lock)
         return true;
-    bool restored = false;
     try {
-        restored = m_instance->Restore();
+        return m_instance->Restore();
     } catch (...) {
-        // It is tried again with a later line.
+        return false; // tried again with a later line
     }
-    ReleaseSRWLockExclusive(&m_instance->m_lock);
-    return restored;
 }
 
 void CLog4cxxConfig::CheckPropertiesFile() noexcept {
-    if (!TryAcquireSRWLockExclusive(&m_instance->m_lock))
+    std::unique_lock lock(m_instance->m_lock, std::try_to_lock);
+    if (!lock)
         return;
     const FILETIME now = TimeOf(m_instance->m_settings.propertiesFile);
     // A file that went leaves the settings in force.
     const bool changed = now.dwHighDateTime != 0 && CompareFileTime(&now, &m_instance->m_propertiesTime) != 0;
-    ReleaseSRWLockExclusive(&m_instance->m_lock);
+    lock.unlock();
     if (changed)
         m_instance->UpdateConfig();
 }

@@ -4,6 +4,7 @@
 // properties file, and a log file of limited size. Configured once per process, when the library is loaded; undone when
 // it goes, but for the end of the process. Nothing here throws: what cannot be set up is left out.
 
+#include "base/SharedLock.h"
 #include "logging/LogAppenders.h"
 #include "logging/LogSettings.h"
 #include "logging/ProcessEnd.h"
@@ -57,7 +58,7 @@ private:
     CLogComponent m_component;
     CLogSettings m_settings;
 
-    SRWLOCK m_lock = SRWLOCK_INIT; // for everything below
+    CSharedLock m_lock; // for everything below
     FILETIME m_propertiesTime{};
     ULONGLONG m_nextOpening = 0; // tick count from which on opening the log file is tried again
     log4cxx::AppenderPtr m_eventAppender;

@@ -10,6 +10,7 @@
 
 #include <cstdlib>
 #include <cwctype>
+#include <mutex>
 #include <utility>
 
 namespace {
@@ -130,12 +131,11 @@ const log4cxx::LoggerPtr& CClassLogger::Find() noexcept {
     log4cxx::LoggerPtr found = FindLogger(m_name);
     if (!found)
         return none; // for this time
-    AcquireSRWLockExclusive(&m_lock);
+    const std::lock_guard lock(m_lock);
     if (!m_isFound.load(std::memory_order_relaxed)) {
         m_logger = std::move(found);
         m_isFound.store(true, std::memory_order_release);
     }
-    ReleaseSRWLockExclusive(&m_lock);
     return m_logger;
 }
 

@@ -14,7 +14,7 @@
 // (LostLines.h), and the next one that can be written comes after a WARN line with the number of those that are
 // missing. When the process ends nothing is written any more, since log4cxx may wait for threads that are gone.
 
-#include <windows.h>
+#include "base/SharedLock.h"
 
 #include <log4cxx/level.h>
 #include <log4cxx/logger.h>
@@ -41,7 +41,7 @@ public:
 private:
     const wchar_t* m_name;
     std::atomic<bool> m_isFound{false};
-    SRWLOCK m_lock = SRWLOCK_INIT;
+    CSharedLock m_lock;
     log4cxx::LoggerPtr m_logger;
 };
 

@@ -1,11 +1,10 @@
 #include "logging/TraceScope.h"
 
+#include "base/SharedLock.h"
 #include "logging/LogState.h"
 #include "logging/Logging.h"
 #include "logging/LostLines.h"
 #include "logging/ProcessEnd.h"
-
-#include <windows.h>
 
 #include <log4cxx/ndc.h>
 
@@ -26,18 +25,6 @@ void Pop() noexcept {
         // No memory for a copy of the name, which nobody wants: the context of this thread keeps it.
     }
 }
-
-/// The runtime's shared mutex keeps two handles when the library is freed; the system's own lock has none.
-class CSharedLock {
-public:
-    void lock() noexcept { AcquireSRWLockExclusive(&m_lock); }
-    void unlock() noexcept { ReleaseSRWLockExclusive(&m_lock); }
-    void lock_shared() noexcept { AcquireSRWLockShared(&m_lock); }
-    void unlock_shared() noexcept { ReleaseSRWLockShared(&m_lock); }
-
-private:
-    SRWLOCK m_lock = SRWLOCK_INIT;
-};
 
 /// The loggers of the classes that were traced, which are few; looking for one costs more than a scope that nobody
 /// sees.
