@@ -1,6 +1,7 @@
 #include "Commands.h"
 #include "JsonText.h"
 #include "RunningApps.h"
+#include "SamplesSafeName.h"
 #include "base/Text.h"
 
 #include <algorithm>
@@ -11,7 +12,8 @@
 namespace {
 using nlohmann::ordered_json;
 
-/// Runs as it is, once it is signed: the text of each visible window goes into a document.
+/// Runs as it is, once it is signed: the text of each visible window goes into a document. The
+/// samples' function that cleans names follows.
 constexpr const char* SaveTemplate =
     R"js(// Saves the text of every window of one process into the document store. Where the application has an object model,
 // ask that instead: it knows its documents, and which of them have changed.
@@ -28,18 +30,6 @@ function saveText(text, name) {
     TalvinorDocumentStore.LogMessage(2, "Saved a window of process " + Process.Id);
 }
 
-// A title as the name of a file: what a name may not hold becomes "_".
-function safeName(title) {
-    var name = title.replace(/^[\s*]+/, "")
-        .replace(/[\u0000-\u001f\u007f-\u009f\u061c\u200e\u200f\u2028-\u202e\u2066-\u2069"%*\/:<>?\\|]/g, "_")
-        .substr(0, 60)
-        .replace(/([\ud800-\udbff][\udc00-\udfff])|[\ud800-\udfff]/g, "$1")
-        .replace(/[\s.]+$/, "");
-    if (/^(con|prn|aux|nul|conin\$|conout\$|(com|lpt)[\d\u00b9\u00b2\u00b3])\s*(\.|$)/i.test(name)) {
-        name = "_" + name;
-    }
-    return name == "" ? "Untitled" : name;
-}
 )js";
 
 constexpr const char* RestoreTemplate = R"js(// Opens the saved copy of each document in the program that it came from.
@@ -105,7 +95,7 @@ ExitCode RunNew(const CNewRequest& request, bool asJson) {
             throw CCommandError(ExitCode::BadInput,
                                 L"'" + path.wstring() +
                                     L"' is there already; nothing was written. Name another folder with --out.");
-    WriteNewFile(save, SaveTemplate);
+    WriteNewFile(save, std::string(SaveTemplate) + SafeNameFunction);
     WriteNewFile(restore, RestoreScriptFor(image));
     const ordered_json entry{{"friendlyName", ToUtf8(name)},
                              {"executables", {ToUtf8(image)}},
