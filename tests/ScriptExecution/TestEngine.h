@@ -3,8 +3,7 @@
 // An engine that stands in for the VBScript engine in this apartment: it records how it is driven and fails where a
 // test wants it to, which the system's engines cannot be made to do.
 
-#include <atlbase.h>
-#include <atlcom.h>
+#include "ClassObject.h"
 
 #include <activscp.h>
 
@@ -19,14 +18,8 @@ public:
     int created = 0;
     IActiveScriptSite* site = nullptr; ///< of the last run, alive as long as its runner
 
-    explicit CTestEngine(const CLSID& engine) {
-        CComObjectNoLock<CFactory>* factory = nullptr;
-        CComObjectNoLock<CFactory>::CreateInstance(&factory);
-        factory->m_test = this;
-        CoRegisterClassObject(engine, CComPtr<IClassFactory>(factory), CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE,
-                              &m_registration);
-    }
-    ~CTestEngine() { CoRevokeClassObject(m_registration); }
+    explicit CTestEngine(const CLSID& engine)
+        : m_class(engine, [this](REFIID iid, void** object) { return Create(iid, object); }) {}
     CTestEngine(const CTestEngine&) = delete;
     CTestEngine& operator=(const CTestEngine&) = delete;
 
@@ -104,24 +97,15 @@ private:
         CComPtr<IActiveScriptSite> m_site;
     };
 
-    class CFactory : public CComObjectRootEx<CComSingleThreadModel>, public IClassFactory {
-    public:
-        BEGIN_COM_MAP(CFactory)
-        COM_INTERFACE_ENTRY(IClassFactory)
-        END_COM_MAP()
-        STDMETHODIMP CreateInstance(IUnknown*, REFIID iid, void** object) override {
-            ++m_test->created;
-            if (m_test->failing == L"CreateInstance")
-                return m_test->failure;
-            CComObjectNoLock<CEngine>* engine = nullptr;
-            CComObjectNoLock<CEngine>::CreateInstance(&engine);
-            engine->m_test = m_test;
-            return CComPtr<CComObjectNoLock<CEngine>>(engine)->QueryInterface(iid, object);
-        }
-        STDMETHODIMP LockServer(BOOL) override { return S_OK; }
-
-        CTestEngine* m_test = nullptr;
-    };
+    HRESULT Create(REFIID iid, void** object) {
+        ++created;
+        if (failing == L"CreateInstance")
+            return failure;
+        CComObjectNoLock<CEngine>* engine = nullptr;
+        CComObjectNoLock<CEngine>::CreateInstance(&engine);
+        engine->m_test = this;
+        return CComPtr<CComObjectNoLock<CEngine>>(engine)->QueryInterface(iid, object);
+    }
 
     static ULONG References(IUnknown* object) {
         if (object == nullptr)
@@ -130,5 +114,5 @@ private:
         return object->Release();
     }
 
-    DWORD m_registration = 0;
+    const CClassObject m_class;
 };

@@ -1,6 +1,7 @@
 // Objects that scripts keep for later: whoever calls them after the run is answered or refused. Proves ScriptRunner and
 // DocumentStore.
 
+#include "BareDispatch.h"
 #include "HostileScripts.h"
 #include "InternalDocumentStore.h"
 #include "RestoreDocumentScriptOp.h"
@@ -9,15 +10,12 @@
 
 namespace {
 /// Keeps the objects that scripts give it.
-class CKeeperObject : public CComObjectRootEx<CComSingleThreadModel>, public IDispatch {
+class CKeeperObject : public CBareDispatch<IDispatch> {
 public:
     BEGIN_COM_MAP(CKeeperObject)
     COM_INTERFACE_ENTRY(IDispatch)
     END_COM_MAP()
 
-    STDMETHODIMP GetTypeInfoCount(UINT* count) override { return *count = 0, S_OK; }
-    STDMETHODIMP GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
-    STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID* ids) override { return *ids = 1, S_OK; }
     STDMETHODIMP Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS* params, VARIANT*, EXCEPINFO*, UINT*) override {
         CComVariant object;
         if (params->cArgs == 1 && SUCCEEDED(object.ChangeType(VT_DISPATCH, &params->rgvarg[0])))

@@ -2,8 +2,7 @@
 
 // A value of every kind that an automation call can carry, and an object that hands them to scripts as "Values".
 
-#include <atlbase.h>
-#include <atlcom.h>
+#include "BareDispatch.h"
 
 #include <string>
 #include <utility>
@@ -22,15 +21,12 @@ VARIANT ReferenceTo(VARIANT& value);
 VARIANT VariantReferenceTo(VARIANT& value);
 
 /// Item(index) is a value.
-class CValuesObject : public CComObjectRootEx<CComSingleThreadModel>, public IDispatch {
+class CValuesObject : public CBareDispatch<IDispatch> {
 public:
     BEGIN_COM_MAP(CValuesObject)
     COM_INTERFACE_ENTRY(IDispatch)
     END_COM_MAP()
 
-    STDMETHODIMP GetTypeInfoCount(UINT* count) override { return *count = 0, S_OK; }
-    STDMETHODIMP GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
-    STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID* ids) override { return *ids = 1, S_OK; }
     STDMETHODIMP Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS* params, VARIANT* result, EXCEPINFO*, UINT*) override {
         CComVariant index;
         if (params->cArgs != 1 || FAILED(index.ChangeType(VT_UI4, &params->rgvarg[0])) ||

@@ -3,6 +3,8 @@
 // The host's side, as an operation meets it: the announced change, the session class and the proxies of the host's
 // interfaces.
 
+#include "BareDispatch.h"
+#include "ClassObject.h"
 #include "ScriptExecution/StateChangeTypes.h"
 
 #include "HostInterfaces.h"
@@ -43,12 +45,9 @@ public:
     VARIANT_BOOL vetoed = VARIANT_FALSE;
 };
 
-/// An automation object with no type library.
-template <class Interface> class CBareDispatch : public CComObjectRootEx<CComSingleThreadModel>, public Interface {
+/// An automation object that is a number to scripts.
+template <class Interface> class CNumberObject : public CBareDispatch<Interface> {
 public:
-    STDMETHODIMP GetTypeInfoCount(UINT* count) override { return *count = 0, S_OK; }
-    STDMETHODIMP GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
-    STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID* ids) override { return *ids = 1, S_OK; }
     STDMETHODIMP Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT* result, EXCEPINFO*, UINT*) override {
         if (result) {
             V_VT(result) = VT_I4;
@@ -60,7 +59,7 @@ public:
 };
 
 /// What scripts see as "Process": every property is the process identifier.
-class CProcessObject : public CBareDispatch<IDispatch> {
+class CProcessObject : public CNumberObject<IDispatch> {
 public:
     BEGIN_COM_MAP(CProcessObject)
     COM_INTERFACE_ENTRY(IDispatch)
@@ -68,7 +67,7 @@ public:
 };
 
 /// The host's session class for the apartment of the test.
-class CSessionObject : public CBareDispatch<ISession> {
+class CSessionObject : public CNumberObject<ISession> {
 public:
     BEGIN_COM_MAP(CSessionObject)
     COM_INTERFACE_ENTRY(ISession)
@@ -101,31 +100,13 @@ public:
         CComObjectNoLock<CSessionObject>* created = nullptr;
         CComObjectNoLock<CSessionObject>::CreateInstance(&created);
         session = created;
-        CComObjectNoLock<CFactory>* factory = nullptr;
-        CComObjectNoLock<CFactory>::CreateInstance(&factory);
-        factory->session = session;
-        CoRegisterClassObject(CLSID_Session, CComPtr<IClassFactory>(factory), CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE,
-                              &m_registration);
     }
-    ~CSessionServer() { CoRevokeClassObject(m_registration); }
-    CSessionServer(const CSessionServer&) = delete;
-    CSessionServer& operator=(const CSessionServer&) = delete;
 
     CComPtr<CComObjectNoLock<CSessionObject>> session;
 
 private:
-    class CFactory : public CComObjectRootEx<CComSingleThreadModel>, public IClassFactory {
-    public:
-        BEGIN_COM_MAP(CFactory)
-        COM_INTERFACE_ENTRY(IClassFactory)
-        END_COM_MAP()
-        STDMETHODIMP CreateInstance(IUnknown*, REFIID iid, void** object) override {
-            return session->QueryInterface(iid, object);
-        }
-        STDMETHODIMP LockServer(BOOL) override { return S_OK; }
-        CComPtr<CComObjectNoLock<CSessionObject>> session;
-    };
-    DWORD m_registration = 0;
+    const CClassObject m_class{CLSID_Session,
+                               [this](REFIID iid, void** object) { return session->QueryInterface(iid, object); }};
 };
 
 /// The proxies of the host's interfaces, for the apartment of the thread that makes it.

@@ -2,20 +2,17 @@
 
 // An automation object for scripts that records what they tell it: Note(value) and the failing Fail().
 
-#include <atlbase.h>
-#include <atlcom.h>
+#include "BareDispatch.h"
 
 #include <string>
 #include <vector>
 
-class CProbeObject : public CComObjectRootEx<CComSingleThreadModel>, public IDispatch {
+class CProbeObject : public CBareDispatch<IDispatch> {
 public:
     BEGIN_COM_MAP(CProbeObject)
     COM_INTERFACE_ENTRY(IDispatch)
     END_COM_MAP()
 
-    STDMETHODIMP GetTypeInfoCount(UINT* count) override { return *count = 0, S_OK; }
-    STDMETHODIMP GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
     STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR* names, UINT, LCID, DISPID* ids) override {
         *ids = _wcsicmp(*names, L"Note") == 0 ? 1 : 2;
         return _wcsicmp(*names, L"Note") == 0 || _wcsicmp(*names, L"Fail") == 0 ? S_OK : DISP_E_UNKNOWNNAME;

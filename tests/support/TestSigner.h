@@ -8,13 +8,11 @@
 //
 // COM must be initialised on the thread that makes it, and that thread must be the one that runs the scripts.
 
+#include "ClassObject.h"
+
 #include "ScriptSigner.h"
 
-#include <atlbase.h>
-#include <atlcom.h>
-
 #include <functional>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -34,19 +32,7 @@ public:
     std::vector<CCall> calls;       ///< what was asked, in order
     int objects = 0;                ///< signers created and not yet released
 
-    CTestSigner() {
-        CComPtr<CComObjectNoLock<CFactory>> factory;
-        CComObjectNoLock<CFactory>* created = nullptr;
-        if (FAILED(CComObjectNoLock<CFactory>::CreateInstance(&created)))
-            throw std::bad_alloc();
-        factory = created;
-        factory->m_signer = this;
-        if (FAILED(CoRegisterClassObject(CLSID_ScriptSigner, factory, CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE,
-                                         &m_registration)))
-            throw std::runtime_error("the test signer was not registered");
-    }
-    ~CTestSigner() { CoRevokeClassObject(m_registration); }
-
+    CTestSigner() = default;
     CTestSigner(const CTestSigner&) = delete;
     CTestSigner& operator=(const CTestSigner&) = delete;
 
@@ -101,26 +87,16 @@ private:
         }
     };
 
-    class CFactory : public CComObjectRootEx<CComSingleThreadModel>, public IClassFactory {
-    public:
-        BEGIN_COM_MAP(CFactory)
-        COM_INTERFACE_ENTRY(IClassFactory)
-        END_COM_MAP()
+    HRESULT Create(REFIID iid, void** object) {
+        CComObjectNoLock<CObject>* created = nullptr;
+        const HRESULT hr = CComObjectNoLock<CObject>::CreateInstance(&created);
+        if (FAILED(hr))
+            return hr;
+        created->m_signer = this;
+        ++objects;
+        const CComPtr<IScriptSigner> reference(created);
+        return reference->QueryInterface(iid, object);
+    }
 
-        STDMETHODIMP CreateInstance(IUnknown*, REFIID iid, void** object) override {
-            CComObjectNoLock<CObject>* created = nullptr;
-            const HRESULT hr = CComObjectNoLock<CObject>::CreateInstance(&created);
-            if (FAILED(hr))
-                return hr;
-            created->m_signer = m_signer;
-            ++m_signer->objects;
-            const CComPtr<IScriptSigner> reference(created);
-            return reference->QueryInterface(iid, object);
-        }
-        STDMETHODIMP LockServer(BOOL) override { return S_OK; }
-
-        CTestSigner* m_signer = nullptr;
-    };
-
-    DWORD m_registration = 0;
+    const CClassObject m_class{CLSID_ScriptSigner, [this](REFIID iid, void** object) { return Create(iid, object); }};
 };
