@@ -64,12 +64,14 @@ protected:
     }
 
     /// The applications file for Notepad, and scripts that work.
-    void PutApps(const std::string& saveScript = "save.vbs") {
+    void PutApps(const std::string& saveScript = "save.vbs",
+                 const std::string& stateChanges = R"("hibernate","shutdown")") {
         PutSigned(L"save.vbs", SaveScript);
         PutSigned(L"restore.js", RestoreScript);
         Put(L"apps.json", R"({"applications":[{"friendlyName":"Notepad","executables":["notepad.exe"],
-            "stateChanges":["hibernate","shutdown"],"saveScript":")" +
-                              saveScript + R"(","restoreScript":"restore.js"}]})");
+            "stateChanges":[)" +
+                              stateChanges + R"(],"saveScript":")" + saveScript +
+                              R"(","restoreScript":"restore.js"}]})");
     }
 
     void StartNotepad() {

@@ -16,10 +16,8 @@ std::string CheckpointScript(const std::string& folder, const std::string& docum
 class WatchCheckpointTest : public WatchTest {
 protected:
     void SetUp() override {
-        PutApps();
+        PutApps("checkpoint.vbs", R"("standby","shutdown")");
         PutSigned(L"checkpoint.vbs", CheckpointScript(ToUtf8(m_folder.Path())));
-        Put(L"apps.json", R"({"applications":[{"friendlyName":"Notepad","executables":["notepad.exe"],
-            "stateChanges":["standby","shutdown"],"saveScript":"checkpoint.vbs","restoreScript":"restore.js"}]})");
         Put(L"text", "first");
         StartNotepad();
     }

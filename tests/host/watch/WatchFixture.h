@@ -12,6 +12,8 @@
 
 class WatchTest : public CommandTest {
 protected:
+    static constexpr const char* Standby = R"("standby")"; // an application's list of state changes
+
     WatchTest() { std::filesystem::remove(WatchRecordPath()); }
     ~WatchTest() override {
         if (m_watch)

@@ -122,9 +122,7 @@ TEST_F(WatchScreenTest, AVetoStaysOnTheScreenUntilTheSessionGoesOn) {
 }
 
 TEST_F(WatchScreenTest, ACheckpointShowsNothing) {
-    PutApps();
-    Put(L"apps.json", R"({"applications":[{"friendlyName":"Notepad","executables":["notepad.exe"],
-        "stateChanges":["standby"],"saveScript":"save.vbs","restoreScript":"restore.js"}]})");
+    PutApps("save.vbs", Standby);
     StartNotepad();
     const CWatcher watcher(Options());
     Tell(WM_TIMER, 1);

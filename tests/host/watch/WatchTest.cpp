@@ -138,9 +138,7 @@ TEST_F(WatchTest, WhileItSavesItsWindowAnswers) {
 }
 
 TEST_F(WatchTest, ASuspensionThatIsAskedAboutIsAnsweredByTheSave) {
-    PutApps();
-    Put(L"apps.json", R"({"applications":[{"friendlyName":"Notepad","executables":["notepad.exe"],
-        "stateChanges":["standby"],"saveScript":"save.vbs","restoreScript":"restore.js"}]})");
+    PutApps("save.vbs", Standby);
     StartNotepad();
     Watch();
     EXPECT_EQ(Tell(WM_POWERBROADCAST, PBT_APMQUERYSUSPEND), TRUE);
@@ -154,9 +152,7 @@ TEST_F(WatchTest, ASuspensionThatIsAskedAboutIsAnsweredByTheSave) {
 }
 
 TEST_F(WatchTest, AfterASuspensionThatWasRefusedTheNextIsSavedFor) {
-    PutApps();
-    Put(L"apps.json", R"({"applications":[{"friendlyName":"Notepad","executables":["notepad.exe"],
-        "stateChanges":["standby"],"saveScript":"save.vbs","restoreScript":"restore.js"}]})");
+    PutApps("save.vbs", Standby);
     StartNotepad();
     Watch();
     EXPECT_EQ(Tell(WM_POWERBROADCAST, PBT_APMQUERYSUSPEND), TRUE);
@@ -166,10 +162,8 @@ TEST_F(WatchTest, AfterASuspensionThatWasRefusedTheNextIsSavedFor) {
 }
 
 TEST_F(WatchTest, AFailingScriptDeniesTheSuspension) {
-    PutApps("failing.vbs");
+    PutApps("failing.vbs", Standby);
     PutSigned(L"failing.vbs", FailingScript);
-    Put(L"apps.json", R"({"applications":[{"friendlyName":"Notepad","executables":["notepad.exe"],
-        "stateChanges":["standby"],"saveScript":"failing.vbs"}]})");
     StartNotepad();
     Watch();
     EXPECT_EQ(Tell(WM_POWERBROADCAST, PBT_APMQUERYSUSPEND), BROADCAST_QUERY_DENY);
