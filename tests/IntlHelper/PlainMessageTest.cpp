@@ -1,4 +1,4 @@
-// The formatter's short way: that it makes what the three steps make, and that it is taken.
+// The formatter's short way: that it makes what the three steps make, and that it is taken. Proves PlainMessage.
 
 #include "AllocationCount.h"
 #include "base/Exceptions.h"

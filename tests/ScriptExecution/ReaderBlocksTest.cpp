@@ -1,4 +1,5 @@
-// CDocumentStoreXMLReader and CDocumentStoreXmlParser on text in memory: in one piece, in blocks, and what it costs.
+// Text in memory, read in one piece and in blocks, and what that costs. Proves DocumentStoreXMLReader and
+// DocumentStoreXmlParser.
 
 #include "ScriptExecution/DocumentStoreInfo.h"
 #include "ScriptExecution/DocumentStoreXMLReader.h"

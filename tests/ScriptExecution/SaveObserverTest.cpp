@@ -1,4 +1,4 @@
-// What CStateChangeScriptOp tells its observer, and when.
+// What an operation tells its observer, and when. Proves StateChangeScriptOp.
 
 #include "StateChangeFixture.h"
 

@@ -1,5 +1,5 @@
-// CStateChangeScriptOp with two applications, each with two processes and several documents: orders, and what must not
-// reach from one to the other. And that what a run held is given back however it ends.
+// Two applications, each with two processes and several documents: orders, and what must not reach from one to the
+// other. And that what a run held is given back however it ends. Proves StateChangeScriptOp.
 
 #include "StateChangeFixture.h"
 

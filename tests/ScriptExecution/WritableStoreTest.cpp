@@ -1,3 +1,5 @@
+// How texts are made fit to be written, and what a copied store holds. Proves WritableStore.
+
 #include "ScriptExecution/WritableStore.h"
 
 #include "DocumentsFixture.h"

@@ -1,4 +1,4 @@
-// CDocumentStoreXMLWriter: how a new record takes the old one's place, and what is left when that goes wrong.
+// How a new record takes the old one's place, and what is left when that goes wrong. Proves DocumentStoreXMLWriter.
 
 #include "WriterFixture.h"
 

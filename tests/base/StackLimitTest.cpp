@@ -1,4 +1,4 @@
-// base/StackLimit.h: calls that run out of stack.
+// Calls that run out of stack. Proves StackLimit.
 
 #include "base/StackLimit.h"
 

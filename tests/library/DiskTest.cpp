@@ -1,4 +1,5 @@
-// CInternalDocumentStore while its record is held by another process, its folder goes, or its paths grow too long.
+// A store whose record is held by another process, whose folder goes, or whose paths grow too long. Proves
+// InternalDocumentStore.
 
 #include "ChildTest.h"
 #include "DiskFixture.h"

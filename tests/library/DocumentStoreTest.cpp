@@ -1,4 +1,4 @@
-// CDocumentStore through its interface.
+// A store as scripts see it, through its interface. Proves DocumentStore.
 
 #include "AutomationFixture.h"
 

@@ -1,3 +1,5 @@
+// The names that a store has given, and where counting goes on. Proves GivenNames.
+
 #include "GivenNames.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,5 @@
-// CSavedDocument, the collection and the script state through their interfaces.
+// A document, the collection and the script state, through their interfaces. Proves SavedDocument,
+// SavedDocumentCollection and ScriptState.
 
 #include "AutomationFixture.h"
 

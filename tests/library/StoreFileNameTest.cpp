@@ -1,4 +1,5 @@
-// StoreFileName, and CInternalDocumentStore's use of it: which names lead to a file, and when looking for one ends.
+// Which names lead to a file, and when looking for one ends. Proves StoreFileName, and InternalDocumentStore's use of
+// it.
 
 #include "StoreFileName.h"
 

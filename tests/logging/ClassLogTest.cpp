@@ -1,4 +1,5 @@
-// A class's log and a trace scope: the logger that they remember, and what they cost while nobody wants their lines.
+// The loggers that a class's log and a trace scope remember, and what they cost while nobody wants their lines. Proves
+// ClassLog and TraceScope.
 
 #include "AllocationCount.h"
 #include "LogLines.h"

@@ -1,4 +1,5 @@
-// What one search asks the system: everything once, and the next search everything again.
+// What one search asks the system: everything once, and the next search everything again. Proves
+// ProtectedAppEnumerator.
 
 #include "EnumeratorSupport.h"
 #include "ImportHook.h"

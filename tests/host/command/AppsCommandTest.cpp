@@ -1,4 +1,4 @@
-// `quorline apps` with a real Notepad.
+// `quorline apps` with a real Notepad. Proves AppsCommand.
 
 #include "CommandFixture.h"
 

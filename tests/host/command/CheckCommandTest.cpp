@@ -1,4 +1,4 @@
-// `quorline check` on files with every kind of mistake.
+// `quorline check` on files with every kind of mistake. Proves CheckCommand.
 
 #include "CommandFixture.h"
 

@@ -1,4 +1,4 @@
-// doctor, with the documents on a disk that tests/support/full-disk.sh mounts.
+// doctor, with the documents on a disk that tests/support/full-disk.sh mounts. Proves DoctorCommand.
 
 #include "CommandFixture.h"
 #include "SmallDisk.h"

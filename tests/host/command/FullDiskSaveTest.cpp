@@ -1,4 +1,5 @@
-// quorline save and history on a disk that really takes no more, which tests/support/full-disk.sh mounts.
+// quorline save and history on a disk that really takes no more, which tests/support/full-disk.sh mounts. Proves
+// SaveCommand and HistoryCommand.
 
 #include "CommandFixture.h"
 #include "RunningApp.h"

@@ -1,3 +1,5 @@
+// Where in a text its values stand, and which keys stand twice. Proves JsonLines.
+
 #include "JsonLines.h"
 
 #include <gmock/gmock.h>

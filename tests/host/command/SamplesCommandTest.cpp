@@ -1,5 +1,5 @@
 // The samples as an administrator uses them: signed, checked, and asked by the real command to save the system's own
-// Notepad and WordPad.
+// Notepad and WordPad. Proves the samples.
 
 #include "CommandFixture.h"
 

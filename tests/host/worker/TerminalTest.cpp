@@ -1,5 +1,5 @@
 // What a terminal shows while a script runs: one line that is written over again and again, and that is gone in the
-// end.
+// end. Proves StatusLine.
 
 #include "CommandFixture.h"
 
