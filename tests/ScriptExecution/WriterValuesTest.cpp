@@ -75,6 +75,29 @@ TEST_F(WriterTest, TheEdgesBetweenTheLengthsOfUtf8AreEncoded) {
     }
 }
 
+TEST_F(WriterTest, ValuesOfEveryLengthAreWrittenWholeWhereverAStrangeCharacterStands) {
+    const std::pair<const wchar_t*, const char*> characters[] = {
+        {L"b", "b"}, {L"~", "~"}, {L"%%", "%"}, {L"\n", "\r\n"}, {L"\u00e9", "\xC3\xA9"}, {L"\x8000", "\xE8\x80\x80"}};
+    std::vector<std::size_t> lengths{1023, 1024, 1025, 5000};
+    for (std::size_t length = 0; length < 20; ++length)
+        lengths.push_back(length);
+    std::vector<std::string> expected;
+    for (const auto& [character, bytes] : characters)
+        for (const std::size_t length : lengths)
+            for (const std::size_t at : {std::size_t{0}, length / 3, length / 2, length - length / 8, length}) {
+                Add((std::wstring(at, L'a') + character + std::wstring(length - at, L'a')).c_str());
+                expected.push_back(std::string(at, 'a') + bytes + std::string(length - at, 'a'));
+            }
+    const std::string file = Write(nullptr);
+    std::size_t position = 0;
+    for (const std::string& value : expected) {
+        const std::string element = "<Name>\r\n\t\t\t\t" + value + "\t\t\t\t\r\n</Name>";
+        position = file.find("<Name>", position + 1);
+        ASSERT_NE(position, std::string::npos);
+        ASSERT_EQ(file.substr(position, element.size()), element);
+    }
+}
+
 TEST_F(WriterTest, ValuesArePrintedAsTheirOwnFormat) {
     const std::pair<const wchar_t*, const wchar_t*> rows[] = {
         {L"", L""},
