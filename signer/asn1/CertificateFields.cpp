@@ -3,9 +3,7 @@
 #include "common/SignerErrors.h"
 
 CCertificateFields ParseCertificate(CBytesView bytes) {
-    CDerReader outer(bytes);
-    CDerReader parts = outer.Enter(DerTag::Sequence);
-    outer.RequireEnd();
+    CDerReader parts = EnterSequence(bytes);
     CDerReader fields = parts.Enter(DerTag::Sequence);
     if (fields.NextIs(DerTag::Context(0)))
         fields.ReadAny();

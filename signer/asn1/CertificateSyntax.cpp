@@ -58,9 +58,7 @@ void RequirePositive(CDerReader& numbers) {
 
 void RequireRsaKey(CBytesView parameters, CBytesView key) {
     Require(parameters.empty() || SameBytes(parameters, DerNull()));
-    CDerReader outer(key);
-    CDerReader numbers = outer.Enter(DerTag::Sequence);
-    outer.RequireEnd();
+    CDerReader numbers = EnterSequence(key);
     RequirePositive(numbers);
     RequirePositive(numbers);
     numbers.RequireEnd();
@@ -124,9 +122,7 @@ void RequireFields(CDerReader fields) {
 } // namespace
 
 void RequireWellFormedCertificate(CBytesView bytes) {
-    CDerReader outer(bytes);
-    CDerReader parts = outer.Enter(DerTag::Sequence);
-    outer.RequireEnd();
+    CDerReader parts = EnterSequence(bytes);
     RequireFields(parts.Enter(DerTag::Sequence));
     RequireAlgorithm(parts);
     ReadChecked(parts, DerTag::BitString);

@@ -81,6 +81,14 @@ private:
     CBytesView m_rest;
 };
 
+/// A reader over the content of the SEQUENCE that the bytes are; nothing may follow it.
+inline CDerReader EnterSequence(CBytesView bytes) {
+    CDerReader outer(bytes);
+    CDerReader content = outer.Enter(DerTag::Sequence);
+    outer.RequireEnd();
+    return content;
+}
+
 CBytes DerElement(BYTE tag, std::initializer_list<CBytesView> parts);
 inline CBytes DerSequence(std::initializer_list<CBytesView> parts) {
     return DerElement(DerTag::Sequence, parts);

@@ -63,9 +63,7 @@ CBytes FormatIndirectData(ScriptKind kind, const CIndirectData& data) {
 }
 
 CIndirectData ParseIndirectData(ScriptKind kind, CBytesView bytes) {
-    CDerReader outer(bytes);
-    CDerReader fields = outer.Enter(DerTag::Sequence);
-    outer.RequireEnd();
+    CDerReader fields = EnterSequence(bytes);
     RequirePackage(kind, ReadSubject(fields.Enter(DerTag::Sequence)));
     CDerReader digestInfo = fields.Enter(DerTag::Sequence);
     fields.RequireEnd();

@@ -41,9 +41,7 @@ std::vector<CAttribute> ParseAttributes(CBytesView content) {
 }
 
 CSignerInfo ParseSignerInfo(CBytesView bytes) {
-    CDerReader outer(bytes);
-    CDerReader fields = outer.Enter(DerTag::Sequence);
-    outer.RequireEnd();
+    CDerReader fields = EnterSequence(bytes);
     CSignerInfo signer;
     if (fields.ReadSmallInteger() != 1)
         throw CRefusal(L"the signer is not named by issuer and serial number");
@@ -67,9 +65,7 @@ CSignerInfo ParseSignerInfo(CBytesView bytes) {
 }
 
 CSignedData ParseSignedData(CBytesView bytes) {
-    CDerReader outer(bytes);
-    CDerReader contentInfo = outer.Enter(DerTag::Sequence);
-    outer.RequireEnd();
+    CDerReader contentInfo = EnterSequence(bytes);
     if (contentInfo.ReadOid() != szOID_RSA_signedData)
         throw CRefusal(L"the signature block holds something else than a signature");
     CDerReader explicitContent = contentInfo.Enter(DerTag::Context(0));

@@ -55,9 +55,7 @@ FILETIME ReadToken(CBytesView value, CBytesView stamped, const CSignerPolicy& po
     const PCCERT_CONTEXT authority = certificates.FindSigner(token.signer.issuer, token.signer.serial);
     RequireSignature(token.signer, authority, TokenInfoOid, ComputeDigest(*token.signer.digest, token.covered));
 
-    CDerReader outer(token.content);
-    CDerReader info = outer.Enter(DerTag::Sequence);
-    outer.RequireEnd();
+    CDerReader info = EnterSequence(token.content);
     if (token.contentType != TokenInfoOid || info.ReadSmallInteger() != 1)
         throw CRefusal(L"it is of an unknown version");
     info.ReadOid();

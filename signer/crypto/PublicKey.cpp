@@ -10,9 +10,7 @@ namespace {
 /// ECDSA signatures travel as a SEQUENCE of two integers; the system takes both at full length, one after the other.
 CBytes FlattenEcdsa(CBytesView signature, std::size_t length) {
     CBytes flat(2 * length);
-    CDerReader outer(signature);
-    CDerReader numbers = outer.Enter(DerTag::Sequence);
-    outer.RequireEnd();
+    CDerReader numbers = EnterSequence(signature);
     for (std::size_t i = 1; i <= 2; ++i) {
         CBytesView number = numbers.Read(DerTag::Integer).content;
         if (number.size() > 1 && number[0] == 0 && number[1] >= 0x80)
