@@ -22,7 +22,7 @@ struct CLanguage {
     const wchar_t* text;
 };
 
-const std::array<CLanguage, 2> languages{{
+const std::array<CLanguage, 2> Languages{{
     {CScript::LangVBScript,
      {0xB54F3741, 0x5B07, 0x11CF, {0xA4, 0xB0, 0x00, 0xAA, 0x00, 0x4A, 0x55, 0xE8}},
      L"VBScript",
@@ -102,7 +102,7 @@ HRESULT RunWithRules(const CLanguage& language, IUnknown* item) {
 /// What a contest needs, for one language.
 class CBench {
 public:
-    explicit CBench(int64_t language) : m_language(languages[static_cast<std::size_t>(language)]) {
+    explicit CBench(int64_t language) : m_language(Languages[static_cast<std::size_t>(language)]) {
         m_script.SetScriptLang(m_language.language);
         m_script.SetText(m_language.text);
         CComObjectNoLock<CBareSite>* probe = nullptr;
@@ -147,7 +147,7 @@ template <int64_t Language> void BesideEngine(benchmark::State& state) {
 }
 template <int64_t Language> void BesideControl(benchmark::State& state) {
     CBench bench(Language);
-    CScriptControl control(languages[Language].name);
+    CScriptControl control(Languages[Language].name);
     bench.Run(state, 1.0, [&](const CLanguage& language, IUnknown*) { return control.Run(language.text); });
     if (!control.HasRun())
         state.SkipWithError("the script control ran nothing");

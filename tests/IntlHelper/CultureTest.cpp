@@ -32,7 +32,6 @@ struct CLocaleTagsPeer {
 };
 
 namespace {
-using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 

@@ -13,7 +13,7 @@
 #include <vector>
 
 namespace {
-CStringFormatter formatter;
+CStringFormatter g_formatter;
 
 const wchar_t* BadWide(std::uintptr_t address) {
     return reinterpret_cast<const wchar_t*>(address);
@@ -44,7 +44,7 @@ private:
 
 template <class... Args> std::pair<std::wstring, long> Refusal(const wchar_t* format, Args... args) {
     try {
-        return {L"accepted: " + formatter.Format(format, args...), 0};
+        return {L"accepted: " + g_formatter.Format(format, args...), 0};
     } catch (const CIntlHelperException& refusal) {
         return {refusal.GetMessageText(), refusal.GetErrorCode()};
     }
@@ -60,27 +60,28 @@ TEST(FormatterGuard, AnUnreadableStringNamesItsArgument) {
               std::make_pair(std::wstring(L"Access violation while formatting '%S' argument 0. This could mean the "
                                           L"argument is not a TCHAR*"),
                              11L));
-    EXPECT_EQ(formatter.FormatNoThrow(L"{0:%s}", BadWide(0x10)), L"{0:%s}***formatting error***");
-    EXPECT_EQ(formatter.FormatNoThrow(L"{0:[%5s]}", BadWide(~std::uintptr_t{0xf})), L"{0:[%5s]}***formatting error***");
-    EXPECT_EQ(formatter.FormatNoThrow(L"{0:%S}", BadNarrow(0x8000000000000000)), L"{0:%S}***formatting error***");
+    EXPECT_EQ(g_formatter.FormatNoThrow(L"{0:%s}", BadWide(0x10)), L"{0:%s}***formatting error***");
+    EXPECT_EQ(g_formatter.FormatNoThrow(L"{0:[%5s]}", BadWide(~std::uintptr_t{0xf})),
+              L"{0:[%5s]}***formatting error***");
+    EXPECT_EQ(g_formatter.FormatNoThrow(L"{0:%S}", BadNarrow(0x8000000000000000)), L"{0:%S}***formatting error***");
 }
 
 TEST(FormatterGuard, AStringWithoutItsEndIsUnreadable) {
     CPageEnd end;
     EXPECT_EQ(Refusal(L"{0:%s}", end.Put(L"abc", 3)).second, 11);
     EXPECT_EQ(Refusal(L"{0:%S}", end.Put("abc", 3)).second, 11);
-    EXPECT_EQ(formatter.Format(L"{0:%s}", end.Put(L"abc", 4)), L"abc");
-    EXPECT_EQ(formatter.Format(L"{0:%S}", end.Put("abc", 4)), L"abc");
+    EXPECT_EQ(g_formatter.Format(L"{0:%s}", end.Put(L"abc", 4)), L"abc");
+    EXPECT_EQ(g_formatter.Format(L"{0:%S}", end.Put("abc", 4)), L"abc");
 }
 
 TEST(FormatterGuard, APrecisionReadsNoFurther) {
     CPageEnd end;
-    EXPECT_EQ(formatter.Format(L"{0:%.3s}", end.Put(L"abc", 3)), L"abc");
+    EXPECT_EQ(g_formatter.Format(L"{0:%.3s}", end.Put(L"abc", 3)), L"abc");
     EXPECT_EQ(Refusal(L"{0:%.4s}", end.Put(L"abc", 3)).second, 11);
-    EXPECT_EQ(formatter.Format(L"{0:%.3S}", end.Put("abc", 3)), L"abc");
+    EXPECT_EQ(g_formatter.Format(L"{0:%.3S}", end.Put("abc", 3)), L"abc");
     EXPECT_EQ(Refusal(L"{0:%.4S}", end.Put("abc", 3)).second, 11);
-    EXPECT_EQ(formatter.Format(L"{0:%.3hs}", end.Put("abc", 3)), L"abc");
-    EXPECT_EQ(formatter.Format(L"<{0:%.0s}>", BadWide(0x10)), L"<>");
+    EXPECT_EQ(g_formatter.Format(L"{0:%.3hs}", end.Put("abc", 3)), L"abc");
+    EXPECT_EQ(g_formatter.Format(L"<{0:%.0s}>", BadWide(0x10)), L"<>");
 }
 
 TEST(FormatterGuard, EightThreadsMayFaultAtOnce) {
@@ -92,10 +93,10 @@ TEST(FormatterGuard, EightThreadsMayFaultAtOnce) {
         threads.emplace_back([&, thread] {
             for (int i = 0; i < Faults; ++i) {
                 const auto address = static_cast<std::uintptr_t>(i + 1);
-                const std::wstring text = thread % 2 == 0 ? formatter.FormatNoThrow(L"{0:%s}", BadWide(address))
-                                                          : formatter.FormatNoThrow(L"{0:%S}", BadNarrow(address));
+                const std::wstring text = thread % 2 == 0 ? g_formatter.FormatNoThrow(L"{0:%s}", BadWide(address))
+                                                          : g_formatter.FormatNoThrow(L"{0:%S}", BadNarrow(address));
                 refused += text.ends_with(L"***formatting error***");
-                formatted += formatter.Format(L"{0:%d} {1:%s}", thread, L"ok") == std::to_wstring(thread) + L" ok";
+                formatted += g_formatter.Format(L"{0:%d} {1:%s}", thread, L"ok") == std::to_wstring(thread) + L" ok";
             }
         });
     for (auto& thread : threads)

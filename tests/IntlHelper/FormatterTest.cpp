@@ -11,7 +11,7 @@
 #include <stdexcept>
 
 namespace {
-CStringFormatter formatter;
+CStringFormatter g_formatter;
 
 constexpr const wchar_t* Empty = L"Got empty text for insert number";
 constexpr const wchar_t* Repeated = L"Argument indexes may not be repeated in the format string.";
@@ -21,7 +21,7 @@ constexpr const wchar_t* SizeRefused = L"Size specifiers not supported with c, C
 /// The message of the exception that the format raises, with its code behind it.
 template <class... Args> std::wstring Refusal(const wchar_t* format, Args... args) {
     try {
-        return L"accepted: " + formatter.Format(format, args...);
+        return L"accepted: " + g_formatter.Format(format, args...);
     } catch (const CIntlHelperException& refusal) {
         return refusal.GetMessageText() + L"/" + std::to_wstring(refusal.GetErrorCode());
     }
@@ -51,49 +51,49 @@ TEST(Formatter, TextWithoutInsertsComesBackWithItsEscapesRemoved) {
         {L"open {", L"open "},
     };
     for (const auto& c : cases)
-        EXPECT_EQ(formatter.Format(c.format), c.text) << c.format;
+        EXPECT_EQ(g_formatter.Format(c.format), c.text) << c.format;
 }
 
 TEST(Formatter, InsertsTakeTheArgumentsInTheOrderOfTheirNumbers) {
-    EXPECT_EQ(formatter.Format(L"{1:%s} before {0:%d}", 5, L"x"), L"x before 5");
-    EXPECT_EQ(formatter.Format(L"{2:%d}{0:%d}{1:%d}", 1, 2, 3), L"312");
-    EXPECT_EQ(formatter.Format(L"{00:%d}", 7), L"7");
+    EXPECT_EQ(g_formatter.Format(L"{1:%s} before {0:%d}", 5, L"x"), L"x before 5");
+    EXPECT_EQ(g_formatter.Format(L"{2:%d}{0:%d}{1:%d}", 1, 2, 3), L"312");
+    EXPECT_EQ(g_formatter.Format(L"{00:%d}", 7), L"7");
 }
 
 TEST(Formatter, EachConversionReadsWhatItSays) {
-    EXPECT_EQ(formatter.Format(L"{0:%d}", -5), L"-5");
-    EXPECT_EQ(formatter.Format(L"{0:%i}", 5), L"5");
-    EXPECT_EQ(formatter.Format(L"{0:%o}", 8), L"10");
-    EXPECT_EQ(formatter.Format(L"{0:%u}", 4000000000U), L"4000000000");
-    EXPECT_EQ(formatter.Format(L"{0:%08X}", 0xbeefU), L"0000BEEF");
-    EXPECT_EQ(formatter.Format(L"{0:%#x}", 0x80004005U), L"0x80004005");
-    EXPECT_EQ(formatter.Format(L"{0:%-5d}|", 7), L"7    |");
-    EXPECT_EQ(formatter.Format(L"{0:%+d}", 7), L"+7");
-    EXPECT_EQ(formatter.Format(L"{0:%.2f} {1:%d}", 2.5, 1), L"2.50 1");
-    EXPECT_EQ(formatter.Format(L"{0:%g}", 0.25), L"0.25");
-    EXPECT_EQ(formatter.Format(L"{0:%.1E}", 1500.0), L"1.5E+003");
-    EXPECT_EQ(formatter.Format(L"{0:%p}", reinterpret_cast<void*>(0x1234)), L"0000000000001234");
-    EXPECT_EQ(formatter.Format(L"{0:%c}{1:%C}", L'\u00e9', 'y'), L"\u00e9y");
-    EXPECT_EQ(formatter.Format(L"{0:%S} {1:%s}", "narrow", L"wide"), L"narrow wide");
-    EXPECT_EQ(formatter.Format(L"{0:%hs} {1:%ls} {2:%lS} {3:%hS}", "n", L"w", L"w", "n"), L"n w w n");
-    EXPECT_EQ(formatter.Format(L"{0:%10.3s}|", L"abcdef"), L"       abc|");
-    EXPECT_EQ(formatter.Format(L"{0:%s}", static_cast<const wchar_t*>(nullptr)), L"(null)");
+    EXPECT_EQ(g_formatter.Format(L"{0:%d}", -5), L"-5");
+    EXPECT_EQ(g_formatter.Format(L"{0:%i}", 5), L"5");
+    EXPECT_EQ(g_formatter.Format(L"{0:%o}", 8), L"10");
+    EXPECT_EQ(g_formatter.Format(L"{0:%u}", 4000000000U), L"4000000000");
+    EXPECT_EQ(g_formatter.Format(L"{0:%08X}", 0xbeefU), L"0000BEEF");
+    EXPECT_EQ(g_formatter.Format(L"{0:%#x}", 0x80004005U), L"0x80004005");
+    EXPECT_EQ(g_formatter.Format(L"{0:%-5d}|", 7), L"7    |");
+    EXPECT_EQ(g_formatter.Format(L"{0:%+d}", 7), L"+7");
+    EXPECT_EQ(g_formatter.Format(L"{0:%.2f} {1:%d}", 2.5, 1), L"2.50 1");
+    EXPECT_EQ(g_formatter.Format(L"{0:%g}", 0.25), L"0.25");
+    EXPECT_EQ(g_formatter.Format(L"{0:%.1E}", 1500.0), L"1.5E+003");
+    EXPECT_EQ(g_formatter.Format(L"{0:%p}", reinterpret_cast<void*>(0x1234)), L"0000000000001234");
+    EXPECT_EQ(g_formatter.Format(L"{0:%c}{1:%C}", L'\u00e9', 'y'), L"\u00e9y");
+    EXPECT_EQ(g_formatter.Format(L"{0:%S} {1:%s}", "narrow", L"wide"), L"narrow wide");
+    EXPECT_EQ(g_formatter.Format(L"{0:%hs} {1:%ls} {2:%lS} {3:%hS}", "n", L"w", L"w", "n"), L"n w w n");
+    EXPECT_EQ(g_formatter.Format(L"{0:%10.3s}|", L"abcdef"), L"       abc|");
+    EXPECT_EQ(g_formatter.Format(L"{0:%s}", static_cast<const wchar_t*>(nullptr)), L"(null)");
 }
 
 TEST(Formatter, TheSizePrefixDecidesHowManyBitsAreRead) {
     constexpr std::int64_t Wide = 0x123456789;
-    EXPECT_EQ(formatter.Format(L"{0:%I64x}", Wide), L"123456789");
-    EXPECT_EQ(formatter.Format(L"{0:%x}", Wide), L"23456789");
-    EXPECT_EQ(formatter.Format(L"{0:%lx}", Wide), L"23456789");
-    EXPECT_EQ(formatter.Format(L"{0:%hd}", std::int64_t{0x1fff0}), L"-16");
-    EXPECT_EQ(formatter.Format(L"{0:%hu}", std::int64_t{0x1fff0}), L"65520");
+    EXPECT_EQ(g_formatter.Format(L"{0:%I64x}", Wide), L"123456789");
+    EXPECT_EQ(g_formatter.Format(L"{0:%x}", Wide), L"23456789");
+    EXPECT_EQ(g_formatter.Format(L"{0:%lx}", Wide), L"23456789");
+    EXPECT_EQ(g_formatter.Format(L"{0:%hd}", std::int64_t{0x1fff0}), L"-16");
+    EXPECT_EQ(g_formatter.Format(L"{0:%hu}", std::int64_t{0x1fff0}), L"65520");
     // kept: these prefixes read 32 bits, which are widened for the print call.
-    EXPECT_EQ(formatter.Format(L"{0:%llx}", Wide), L"23456789");
-    EXPECT_EQ(formatter.Format(L"{0:%Ix}", Wide), L"23456789");
-    EXPECT_EQ(formatter.Format(L"{0:%I32x}", Wide), L"23456789");
-    EXPECT_EQ(formatter.Format(L"{0:%lld} {1:%lld}", std::int64_t{0x1ffffffff}, -2), L"-1 -2");
-    EXPECT_EQ(formatter.Format(L"{0:%llu}", -1), L"4294967295");
-    EXPECT_EQ(formatter.Format(L"{0:%I64d}", std::int64_t{-9000000000}), L"-9000000000");
+    EXPECT_EQ(g_formatter.Format(L"{0:%llx}", Wide), L"23456789");
+    EXPECT_EQ(g_formatter.Format(L"{0:%Ix}", Wide), L"23456789");
+    EXPECT_EQ(g_formatter.Format(L"{0:%I32x}", Wide), L"23456789");
+    EXPECT_EQ(g_formatter.Format(L"{0:%lld} {1:%lld}", std::int64_t{0x1ffffffff}, -2), L"-1 -2");
+    EXPECT_EQ(g_formatter.Format(L"{0:%llu}", -1), L"4294967295");
+    EXPECT_EQ(g_formatter.Format(L"{0:%I64d}", std::int64_t{-9000000000}), L"-9000000000");
 }
 
 TEST(Formatter, EveryIntegerConversionReadsEverySize) {
@@ -113,59 +113,59 @@ TEST(Formatter, EveryIntegerConversionReadsEverySize) {
     for (const auto& c : cases)
         for (int size = 0; size < 4; ++size) {
             const std::wstring format = std::wstring(L"{0:%") + Prefixes[size] + c.conversion + L"}";
-            EXPECT_EQ(formatter.Format(format, Value), c.texts[size]) << format;
+            EXPECT_EQ(g_formatter.Format(format, Value), c.texts[size]) << format;
         }
 }
 
 TEST(Formatter, AFloatingValueAndAPointerTakeAnyPrefix) {
-    EXPECT_EQ(formatter.Format(L"{0:%e}", 1500.0), L"1.500000e+003");
-    EXPECT_EQ(formatter.Format(L"{0:%G}", 1e-10), L"1E-010");
-    EXPECT_EQ(formatter.Format(L"{0:%lf} {1:%hf}", 0.5, 0.25), L"0.500000 0.250000");
-    EXPECT_EQ(formatter.Format(L"{0:%lp}", reinterpret_cast<void*>(0x1234)), L"0000000000001234");
+    EXPECT_EQ(g_formatter.Format(L"{0:%e}", 1500.0), L"1.500000e+003");
+    EXPECT_EQ(g_formatter.Format(L"{0:%G}", 1e-10), L"1E-010");
+    EXPECT_EQ(g_formatter.Format(L"{0:%lf} {1:%hf}", 0.5, 0.25), L"0.500000 0.250000");
+    EXPECT_EQ(g_formatter.Format(L"{0:%lp}", reinterpret_cast<void*>(0x1234)), L"0000000000001234");
 }
 
 TEST(Formatter, ANarrowCharacterIsEightBitsOfItsSlot) {
-    EXPECT_EQ(formatter.Format(L"{0:%C}{1:%c}", 0x1FF41, 0x120AC), L"A\u20ac");
+    EXPECT_EQ(g_formatter.Format(L"{0:%C}{1:%c}", 0x1FF41, 0x120AC), L"A\u20ac");
 }
 
 TEST(Formatter, ASpecificationWithoutADirectivePassesItsArgumentOver) {
-    EXPECT_EQ(formatter.Format(L"{0:void} {1:%d}", 5, 6), L"void 6");
-    EXPECT_EQ(formatter.Format(L"{0:100%% red} {1:%d}", 5, 6), L"100% red 6");
+    EXPECT_EQ(g_formatter.Format(L"{0:void} {1:%d}", 5, 6), L"void 6");
+    EXPECT_EQ(g_formatter.Format(L"{0:100%% red} {1:%d}", 5, 6), L"100% red 6");
     // Two characters are too few, four too few for "I64", to hold a size prefix.
-    EXPECT_EQ(formatter.Format(L"{0:hc}{1:I64c}{2:c} {3:%d}", 5, 6, 7, 8), L"hcI64cc 8");
+    EXPECT_EQ(g_formatter.Format(L"{0:hc}{1:I64c}{2:c} {3:%d}", 5, 6, 7, 8), L"hcI64cc 8");
 }
 
 TEST(Formatter, LiteralTextAroundTheConversionIsKept) {
-    EXPECT_EQ(formatter.Format(L"{0:(%d)}", 5), L"(5)");
-    EXPECT_EQ(formatter.Format(L"{0:x=%d}", 5), L"x=5");
-    EXPECT_EQ(formatter.Format(L"{0:%d:{}", 5), L"5:{");
-    EXPECT_EQ(formatter.Format(L"{0:%d hc, 100%%}", 5), L"5 hc, 100%");
-    EXPECT_EQ(formatter.Format(L"{0:100%% of %d}", 5), L"100% of 5");
+    EXPECT_EQ(g_formatter.Format(L"{0:(%d)}", 5), L"(5)");
+    EXPECT_EQ(g_formatter.Format(L"{0:x=%d}", 5), L"x=5");
+    EXPECT_EQ(g_formatter.Format(L"{0:%d:{}", 5), L"5:{");
+    EXPECT_EQ(g_formatter.Format(L"{0:%d hc, 100%%}", 5), L"5 hc, 100%");
+    EXPECT_EQ(g_formatter.Format(L"{0:100%% of %d}", 5), L"100% of 5");
 }
 
 TEST(Formatter, AnInsertIsCutAt4095Characters) {
     const std::wstring longText(5000, L'a');
-    EXPECT_EQ(formatter.Format(L"{0:%s}|", longText.c_str()), std::wstring(4095, L'a') + L"|");
-    EXPECT_EQ(formatter.Format(L"<{0:%s}|", (longText + L"b").c_str()), L"<" + std::wstring(4095, L'a') + L"|");
-    EXPECT_EQ(formatter.Format(L"{0:%6000d}|", 1).size(), 4096u);
+    EXPECT_EQ(g_formatter.Format(L"{0:%s}|", longText.c_str()), std::wstring(4095, L'a') + L"|");
+    EXPECT_EQ(g_formatter.Format(L"<{0:%s}|", (longText + L"b").c_str()), L"<" + std::wstring(4095, L'a') + L"|");
+    EXPECT_EQ(g_formatter.Format(L"{0:%6000d}|", 1).size(), 4096u);
 }
 
 TEST(Formatter, AnIntegersPrecisionMayBeAnyNumber) {
-    EXPECT_EQ(formatter.Format(L"{0:%.30d}", 5), std::wstring(29, L'0') + L"5");
-    EXPECT_EQ(formatter.Format(L"{0:%.25I64x}", std::int64_t{0x1ff}), std::wstring(22, L'0') + L"1ff");
-    EXPECT_EQ(formatter.Format(L"{0:%.21hd}", -3), L"-" + std::wstring(20, L'0') + L"3");
-    EXPECT_EQ(formatter.Format(L"{0:%.4000d}", 5), std::wstring(3999, L'0') + L"5");
+    EXPECT_EQ(g_formatter.Format(L"{0:%.30d}", 5), std::wstring(29, L'0') + L"5");
+    EXPECT_EQ(g_formatter.Format(L"{0:%.25I64x}", std::int64_t{0x1ff}), std::wstring(22, L'0') + L"1ff");
+    EXPECT_EQ(g_formatter.Format(L"{0:%.21hd}", -3), L"-" + std::wstring(20, L'0') + L"3");
+    EXPECT_EQ(g_formatter.Format(L"{0:%.4000d}", 5), std::wstring(3999, L'0') + L"5");
 }
 
 TEST(Formatter, NoFieldIsTooMuchForAnInsert) {
-    EXPECT_EQ(formatter.Format(L"{0:%#049x}", 5), L"0x" + std::wstring(46, L'0') + L"5");
-    EXPECT_EQ(formatter.Format(L"{0:%#0100x}", 0x80004005U), L"0x" + std::wstring(90, L'0') + L"80004005");
-    EXPECT_EQ(formatter.Format(L"{0:%.2200000d}", -5), L"-" + std::wstring(4094, L'0'));
-    EXPECT_EQ(formatter.Format(L"{0:%99999999999999999999d}", 5), std::wstring(4095, L' '));
-    EXPECT_EQ(formatter.Format(L"{0:%.2200000f}", 0.5), L"0.5" + std::wstring(4092, L'0'));
-    EXPECT_EQ(formatter.Format(L"{0:%2200000.1s}", L"x"), std::wstring(4095, L' '));
-    EXPECT_EQ(formatter.Format(L"{0:%-2200000c}", L'x'), L"x" + std::wstring(4094, L' '));
-    EXPECT_EQ(formatter.Format(L"{0:before %-2200000p}", nullptr).size(), 4095u);
+    EXPECT_EQ(g_formatter.Format(L"{0:%#049x}", 5), L"0x" + std::wstring(46, L'0') + L"5");
+    EXPECT_EQ(g_formatter.Format(L"{0:%#0100x}", 0x80004005U), L"0x" + std::wstring(90, L'0') + L"80004005");
+    EXPECT_EQ(g_formatter.Format(L"{0:%.2200000d}", -5), L"-" + std::wstring(4094, L'0'));
+    EXPECT_EQ(g_formatter.Format(L"{0:%99999999999999999999d}", 5), std::wstring(4095, L' '));
+    EXPECT_EQ(g_formatter.Format(L"{0:%.2200000f}", 0.5), L"0.5" + std::wstring(4092, L'0'));
+    EXPECT_EQ(g_formatter.Format(L"{0:%2200000.1s}", L"x"), std::wstring(4095, L' '));
+    EXPECT_EQ(g_formatter.Format(L"{0:%-2200000c}", L'x'), L"x" + std::wstring(4094, L' '));
+    EXPECT_EQ(g_formatter.Format(L"{0:before %-2200000p}", nullptr).size(), 4095u);
 }
 
 TEST(Formatter, AMessageTakesNoMoreStackThanAnother) {
@@ -176,7 +176,7 @@ TEST(Formatter, AMessageTakesNoMoreStackThanAnother) {
                                        L"{0:" + std::wstring(200'000, L'%') + L"d}", std::wstring(200'000, L'{')})
         EXPECT_LE(StackUse([&] {
                       CZeroArguments zeros(format);
-                      formatter.FormatVNoThrow(format, zeros.GetList());
+                      g_formatter.FormatVNoThrow(format, zeros.GetList());
                   }),
                   40'000u);
 }
@@ -186,11 +186,11 @@ TEST(Formatter, ZeroArgumentsServeEveryInsertOfAFormat) {
     for (int i = 0; i < 100'000; ++i)
         format += L'{' + std::to_wstring(i) + L":%d}";
     CZeroArguments zeros(format);
-    EXPECT_EQ(formatter.FormatV(format, zeros.GetList()), std::wstring(100'000, L'0'));
+    EXPECT_EQ(g_formatter.FormatV(format, zeros.GetList()), std::wstring(100'000, L'0'));
 
     const std::wstring each = L"{0:%d}|{1:%I64x}|{2:%s}|{3:%S}|{4:%g}|{5:%p}|{6:%c}";
     CZeroArguments more(each);
-    EXPECT_EQ(formatter.FormatV(each, more.GetList()),
+    EXPECT_EQ(g_formatter.FormatV(each, more.GetList()),
               L"0|0|(null)|(null)|0|0000000000000000|" + std::wstring(1, L'\0'));
 }
 
@@ -198,14 +198,14 @@ TEST(Formatter, AShortMessageDoesNotTakeAllMemory) {
     std::wstring digits;
     for (int i = 0; i < 100'000; ++i)
         digits += L"{1x"; // each repeats all digits before it
-    EXPECT_THROW(formatter.Format(digits), std::length_error);
-    EXPECT_EQ(formatter.FormatNoThrow(digits), digits + L"***formatting error***");
+    EXPECT_THROW(g_formatter.Format(digits), std::length_error);
+    EXPECT_EQ(g_formatter.FormatNoThrow(digits), digits + L"***formatting error***");
 
     std::wstring widths;
     for (int i = 0; i < 100'000; ++i)
         widths += L'{' + std::to_wstring(i) + L":%4095d}";
     CZeroArguments zeros(widths);
-    EXPECT_EQ(formatter.FormatVNoThrow(widths, zeros.GetList()), widths + L"***formatting error***");
+    EXPECT_EQ(g_formatter.FormatVNoThrow(widths, zeros.GetList()), widths + L"***formatting error***");
 }
 
 TEST(Formatter, ABadFormatIsRefusedWithItsMessageAndCode) {
@@ -241,7 +241,7 @@ TEST(Formatter, ABadFormatIsRefusedWithItsMessageAndCode) {
     };
     for (const auto& c : cases) {
         EXPECT_EQ(Refusal(c.format, 1, 2, 3), std::wstring(c.message) + L"/8") << c.format;
-        EXPECT_EQ(formatter.FormatNoThrow(c.format, 1, 2, 3), std::wstring(c.format) + L"***formatting error***");
+        EXPECT_EQ(g_formatter.FormatNoThrow(c.format, 1, 2, 3), std::wstring(c.format) + L"***formatting error***");
     }
 }
 
@@ -251,14 +251,14 @@ TEST(Formatter, ACharactersPrefixIsRefusedWhateverStandsBeforeIt) {
 }
 
 TEST(Formatter, APrefixOnAStringIsNotRefused) {
-    EXPECT_EQ(formatter.FormatNoThrow(L"{0:%hs}", "x"), L"x");
+    EXPECT_EQ(g_formatter.FormatNoThrow(L"{0:%hs}", "x"), L"x");
 }
 
 TEST(Formatter, DigitsOfWhatWasNoInsertStayInFrontOfTheNextNumber) {
-    EXPECT_EQ(formatter.FormatNoThrow(L"{x{0:%d}", 4), L"{x4");
+    EXPECT_EQ(g_formatter.FormatNoThrow(L"{x{0:%d}", 4), L"{x4");
     EXPECT_EQ(Refusal(L"{1x{0:%d}", 4), std::wstring(Invalid) + L"/8");
     // The digits go with the insert that has used them.
-    EXPECT_EQ(formatter.Format(L"{0x{:%d} {1:%d}", 4, 5), L"{0x4 5");
+    EXPECT_EQ(g_formatter.Format(L"{0x{:%d} {1:%d}", 4, 5), L"{0x4 5");
 }
 
 TEST(Formatter, OneStepCanBeReplaced) {

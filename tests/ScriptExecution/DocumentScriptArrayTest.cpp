@@ -54,7 +54,7 @@ struct CPatternKind {
     HRESULT (CDocumentScript::*set)(SAFEARRAY*);
     HRESULT (CDocumentScript::*get)(SAFEARRAY**) const;
 };
-const CPatternKind patternKinds[] = {
+const CPatternKind PatternKinds[] = {
     {"exes", &CDocumentScript::AddExe, &CDocumentScript::SetExes, &CDocumentScript::GetExes},
     {"titles", &CDocumentScript::AddWindowTitle, &CDocumentScript::SetWindowTitles, &CDocumentScript::GetWindowTitles},
     {"classes", &CDocumentScript::AddWindowClass, &CDocumentScript::SetWindowClasses,
@@ -80,7 +80,7 @@ HRESULT Raised(const std::function<void()>& call) {
 } // namespace
 
 TEST(DocumentScriptArray, PatternsAreUpperCasedSortedAndKeptOnce) {
-    for (const CPatternKind& kind : patternKinds) {
+    for (const CPatternKind& kind : PatternKinds) {
         SCOPED_TRACE(kind.name);
         CDocumentScript script;
         (script.*kind.add)(L"winword.exe");
@@ -94,7 +94,7 @@ TEST(DocumentScriptArray, PatternsAreUpperCasedSortedAndKeptOnce) {
 }
 
 TEST(DocumentScriptArray, NoPatternsGiveAnEmptyArray) {
-    for (const CPatternKind& kind : patternKinds) {
+    for (const CPatternKind& kind : PatternKinds) {
         SCOPED_TRACE(kind.name);
         EXPECT_EQ(CStrings{}, PatternsOf(CDocumentScript(), kind));
     }
@@ -105,13 +105,13 @@ TEST(DocumentScriptArray, EachKindOfPatternHasItsOwnSet) {
     script.AddExe(L"e");
     script.AddWindowTitle(L"t");
     script.AddWindowClass(L"c");
-    EXPECT_EQ((CStrings{L"E"}), PatternsOf(script, patternKinds[0]));
-    EXPECT_EQ((CStrings{L"T"}), PatternsOf(script, patternKinds[1]));
-    EXPECT_EQ((CStrings{L"C"}), PatternsOf(script, patternKinds[2]));
+    EXPECT_EQ((CStrings{L"E"}), PatternsOf(script, PatternKinds[0]));
+    EXPECT_EQ((CStrings{L"T"}), PatternsOf(script, PatternKinds[1]));
+    EXPECT_EQ((CStrings{L"C"}), PatternsOf(script, PatternKinds[2]));
 }
 
 TEST(DocumentScriptArray, SettingFromAnArrayAddsToWhatThereIsAndLeavesTheArray) {
-    for (const CPatternKind& kind : patternKinds) {
+    for (const CPatternKind& kind : PatternKinds) {
         SCOPED_TRACE(kind.name);
         CDocumentScript script;
         (script.*kind.add)(L"first");
@@ -129,7 +129,7 @@ TEST(DocumentScriptArray, ANullElementBecomesAnEmptyPattern) {
     CDocumentScript script;
     const CUniqueSafeArray array(SafeArrayCreateVector(VT_BSTR, 0, 1));
     EXPECT_EQ(S_OK, script.SetExes(array.get()));
-    EXPECT_EQ((CStrings{L""}), PatternsOf(script, patternKinds[0]));
+    EXPECT_EQ((CStrings{L""}), PatternsOf(script, PatternKinds[0]));
 }
 
 TEST(DocumentScriptArray, AnEmptyArrayMakesNoSet) {
@@ -139,7 +139,7 @@ TEST(DocumentScriptArray, AnEmptyArrayMakesNoSet) {
 }
 
 TEST(DocumentScriptArray, ANullArgumentIsAnswered) {
-    for (const CPatternKind& kind : patternKinds) {
+    for (const CPatternKind& kind : PatternKinds) {
         SCOPED_TRACE(kind.name);
         CDocumentScript script;
         EXPECT_EQ(E_POINTER, (script.*kind.set)(nullptr));
@@ -163,7 +163,7 @@ TEST(DocumentScriptArray, ArraysOfAnotherTypeBoundOrDimensionAreRefused) {
         {"two dimensions", CUniqueSafeArray(SafeArrayCreate(VT_BSTR, 2, plane))},
         {"two dimensions, no elements", CUniqueSafeArray(SafeArrayCreate(VT_BSTR, 2, flatPlane))},
     };
-    for (const CPatternKind& kind : patternKinds)
+    for (const CPatternKind& kind : PatternKinds)
         for (const auto& each : cases) {
             SCOPED_TRACE(std::string(kind.name) + ", " + each.name);
             CDocumentScript script;
@@ -178,7 +178,7 @@ TEST(DocumentScriptArray, WhatWasAddedBeforeABadIndexStays) {
     CDocumentScript script;
     const CUniqueSafeArray array = ArrayOf({L"minus", L"zero", L"one", L"two"}, -1);
     EXPECT_EQ(E_INVALIDARG, Raised([&] { script.SetExes(array.get()); }));
-    EXPECT_EQ((CStrings{L"ONE", L"TWO", L"ZERO"}), PatternsOf(script, patternKinds[0]));
+    EXPECT_EQ((CStrings{L"ONE", L"TWO", L"ZERO"}), PatternsOf(script, PatternKinds[0]));
     EXPECT_EQ(0U, array->cLocks);
 }
 
@@ -197,7 +197,7 @@ TEST(DocumentScriptArray, AFailingArrayCallIsRaisedWithItsOwnCode) {
             program, "SafeArrayCopy", +[](SAFEARRAY*, SAFEARRAY**) { return E_OUTOFMEMORY; });
         EXPECT_EQ(E_OUTOFMEMORY, Raised([&] { script.SetExes(array.get()); }));
     }
-    EXPECT_EQ((CStrings{L"KEPT"}), PatternsOf(script, patternKinds[0]));
+    EXPECT_EQ((CStrings{L"KEPT"}), PatternsOf(script, PatternKinds[0]));
 }
 
 TEST(DocumentScriptArray, AFailedAllocationLeavesTheArgumentAlone) {

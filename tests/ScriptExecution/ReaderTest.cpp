@@ -238,7 +238,7 @@ TEST_F(ReaderTest, MalformedTextRaisesWithLineAndReason) {
         {"<?xml version='1.0' encoding='none'?><DocStore/>", L"Parse error at line 1:\nunknown encoding\n"},
     };
     for (const auto& [text, message] : rows)
-        EXPECT_EQ(Thrown<CXmlParseException>([&] { Read(text); }).GetText(), message) << text;
+        EXPECT_EQ(Thrown<CXmlParseException>([this, &text = text] { Read(text); }).GetText(), message) << text;
 }
 
 TEST_F(ReaderTest, RecordsBeforeAFailureStay) {

@@ -143,8 +143,8 @@ TEST_P(ScriptEngineTest, AThousandRunsLeaveNoMoreThanTheEngineItselfDoes) {
             EXPECT_LE(HandlesInUse(), handles);
             return static_cast<long long>(HeapBytesInUse()) - static_cast<long long>(heap);
         };
-        const auto bare = growth([&] { RunBare(engine, IsVB() ? vb : js, m_probe); });
-        const auto own = growth([&] { Run(vb, js); });
+        const auto bare = growth([&, text = IsVB() ? vb : js] { RunBare(engine, text, m_probe); });
+        const auto own = growth([this, vb = vb, js = js] { Run(vb, js); });
         EXPECT_LE(own, bare + 8'000 + static_cast<long long>(HeapGrain()))
             << "eight bytes a run, beyond the engine's own " << bare;
     }

@@ -19,7 +19,6 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::StartsWith;
 
 ULONG CountOf(IUnknown* object) {
     object->AddRef();

@@ -11,7 +11,6 @@
 #include <set>
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 namespace {
 constexpr wchar_t PathVariable[] = L"QUORLINE_TEST_INFO_PATH";

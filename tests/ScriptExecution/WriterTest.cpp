@@ -9,7 +9,6 @@
 
 #include <climits>
 
-using testing::ElementsAre;
 using testing::HasSubstr;
 
 namespace {

@@ -11,7 +11,6 @@
 
 #include <climits>
 
-using testing::ElementsAre;
 using testing::HasSubstr;
 
 TEST_F(WriterTest, TextOutsideAsciiIsUtf8AndComesBackWhole) {

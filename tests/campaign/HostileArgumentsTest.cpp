@@ -88,7 +88,8 @@ TEST_F(HostileCalls, EveryKindOfArgumentAnywhereIsTakenOrRefused) {
     CCountTable table({"calls", "succeeded", "refused"});
     for (auto& [name, object] : targets.all) {
         const ULONG before = CountOf(object);
-        const auto call = [&, &counts = table[name]](const CScriptMember& member, std::vector<VARIANT>& arguments) {
+        const auto call = [&object = object, &counts = table[name]](const CScriptMember& member,
+                                                                    std::vector<VARIANT>& arguments) {
             DISPPARAMS params{arguments.data(), nullptr, static_cast<UINT>(arguments.size()), 0};
             CComVariant result;
             EXCEPINFO info{};

@@ -28,7 +28,7 @@ protected:
     CComBSTR path;
 };
 
-const CComVariant missing(DISP_E_PARAMNOTFOUND, VT_ERROR);
+const CComVariant Missing(DISP_E_PARAMNOTFOUND, VT_ERROR);
 
 } // namespace
 
@@ -53,7 +53,7 @@ TEST_F(DocumentStoreTest, SupportsErrorInformationForItsOwnInterfaceOnly) {
 }
 
 TEST_F(DocumentStoreTest, HandsOutAPathAndLogsIt) {
-    ASSERT_EQ(GetNew(L"Report.doc", L"C:\\docs\\Report.doc", missing), S_OK);
+    ASSERT_EQ(GetNew(L"Report.doc", L"C:\\docs\\Report.doc", Missing), S_OK);
     EXPECT_EQ(FileName(), L"Report.doc");
     EXPECT_TRUE(log.Has(L"DEBUG TalvinorGlobal: CDocumentStore::GetNew called with szDocName = Report.doc, "
                         L"szOriginalPath = C:\\docs\\Report.doc"));
@@ -61,7 +61,7 @@ TEST_F(DocumentStoreTest, HandsOutAPathAndLogsIt) {
 }
 
 TEST_F(DocumentStoreTest, TakesNamesThatAreNull) {
-    ASSERT_EQ(object->GetNew(nullptr, nullptr, missing, &path), S_OK);
+    ASSERT_EQ(object->GetNew(nullptr, nullptr, Missing, &path), S_OK);
     EXPECT_EQ(FileName(), L"Untitled");
     EXPECT_TRUE(log.Has(L"DEBUG TalvinorGlobal: CDocumentStore::GetNew called with szDocName = , szOriginalPath = "));
 }
@@ -80,7 +80,7 @@ TEST_P(DocumentStoreExtension, IsTakenInItsTextForm) {
 }
 
 INSTANTIATE_TEST_SUITE_P(All, DocumentStoreExtension,
-                         testing::Values(CExtensionCase{"LeftOut", missing, L"Report"},
+                         testing::Values(CExtensionCase{"LeftOut", Missing, L"Report"},
                                          CExtensionCase{"Empty", CComVariant(), L"Report"},
                                          CExtensionCase{"Number", CComVariant(5L), L"Report.5"},
                                          CExtensionCase{"Fraction", CComVariant(2.5), L"Report.2.5"},
@@ -143,7 +143,7 @@ TEST_F(DocumentStoreTest, WithoutMemoryIsOutOfMemoryAndRaisesNothing) {
         HRESULT hr = S_OK;
         {
             const CFailingMemory memory(blocks);
-            EXPECT_NO_THROW(hr = target->GetNew(name, original, missing, &reserved)) << blocks;
+            EXPECT_NO_THROW(hr = target->GetNew(name, original, Missing, &reserved)) << blocks;
         }
         EXPECT_EQ(CountOf(target), 1u);
         if (SUCCEEDED(hr))
@@ -172,7 +172,7 @@ TEST_F(DocumentStoreTest, PassesTheStoresFailureOnWithErrorInformation) {
     CComPtr<IDocumentStore> failing;
     ASSERT_EQ(elsewhere.CreateDocumentStoreCOMObject(&failing), S_OK);
     SetErrorInfo(0, nullptr);
-    const HRESULT hr = failing->GetNew(CComBSTR(L"Report"), nullptr, missing, &path);
+    const HRESULT hr = failing->GetNew(CComBSTR(L"Report"), nullptr, Missing, &path);
     ASSERT_EQ(HRESULT_FACILITY(hr), FACILITY_WIN32);
     wchar_t expected[80];
     swprintf_s(expected, L"ERROR TalvinorGlobal: Call to GetNew failed with result code = 0x%x",
@@ -186,11 +186,11 @@ TEST_F(DocumentStoreTest, PassesTheStoresFailureOnWithErrorInformation) {
 }
 
 TEST_F(DocumentStoreTest, FailsWithoutAStoreOrAPlaceForThePath) {
-    EXPECT_EQ(object->GetNew(nullptr, nullptr, missing, nullptr), E_POINTER);
+    EXPECT_EQ(object->GetNew(nullptr, nullptr, Missing, nullptr), E_POINTER);
     CComPtr<IDocumentStore> orphan;
     ASSERT_EQ(CDocumentStore::CreateInstance(&orphan), S_OK);
     SetErrorInfo(0, nullptr);
-    EXPECT_EQ(orphan->GetNew(nullptr, nullptr, missing, &path), E_POINTER);
+    EXPECT_EQ(orphan->GetNew(nullptr, nullptr, Missing, &path), E_POINTER);
     const CErrorInformation error;
     ASSERT_TRUE(error.IsSet());
     EXPECT_EQ(error.Interface(), IID_IDocumentStore);
@@ -208,13 +208,13 @@ TEST_F(DocumentStoreTest, IsCutOffFromAStoreThatIsGone) {
     ASSERT_EQ(shortLived->CreateDocumentStoreCOMObject(&second), S_OK);
     CInternalDocumentStore copy(*shortLived);
     ASSERT_EQ(copy.CreateDocumentStoreCOMObject(&ofCopy), S_OK);
-    ASSERT_EQ(first->GetNew(CComBSTR(L"a"), nullptr, missing, &path), S_OK);
+    ASSERT_EQ(first->GetNew(CComBSTR(L"a"), nullptr, Missing, &path), S_OK);
     path.Empty();
     shortLived.reset();
 
     for (const CComPtr<IDocumentStore>& each : {first, second, first}) {
         SetErrorInfo(0, nullptr);
-        EXPECT_EQ(each->GetNew(CComBSTR(L"a"), nullptr, missing, &path), E_POINTER);
+        EXPECT_EQ(each->GetNew(CComBSTR(L"a"), nullptr, Missing, &path), E_POINTER);
         EXPECT_FALSE(path);
         const CErrorInformation error;
         ASSERT_TRUE(error.IsSet());

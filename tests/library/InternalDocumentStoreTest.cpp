@@ -7,9 +7,7 @@
 #include "StorePeer.h"
 #include "logging/Logging.h"
 
-using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::MatchesRegex;
 
 namespace {
 BOOL WINAPI NoThreadToken(HANDLE, DWORD, BOOL, HANDLE*) {

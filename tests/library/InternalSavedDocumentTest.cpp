@@ -4,8 +4,6 @@
 
 #include "DocumentsFixture.h"
 
-using testing::ElementsAre;
-
 namespace {
 using Record = CInternalSavedDocument;
 

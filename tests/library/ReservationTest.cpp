@@ -6,7 +6,6 @@
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::MatchesRegex;
 
 namespace {
 BOOL WINAPI KeepFile(const wchar_t*) {

@@ -18,7 +18,7 @@ struct CPropertyCase {
     const wchar_t* value;
 };
 
-const CPropertyCase properties[] = {
+const CPropertyCase Properties[] = {
     {"Name", &ISavedDocument::get_Name, L"Doc1"},
     {"OriginalPath", &ISavedDocument::get_OriginalPath, L"C:\\docs\\Doc1"},
     {"TempPath", &ISavedDocument::get_TempPath, L"C:\\store\\Doc1"},
@@ -59,7 +59,7 @@ TEST_F(SavedDocumentTest, AnswersFromACopyOfItsRecord) {
     CInternalSavedDocument record = MakeRecord(1);
     const auto document = MakeDocument(record);
     record.SetDocName(L"changed");
-    for (const CPropertyCase& property : properties) {
+    for (const CPropertyCase& property : Properties) {
         CComBSTR first;
         CComBSTR second;
         EXPECT_EQ((document.p->*property.getter)(&first), S_OK) << property.name;
@@ -86,7 +86,7 @@ TEST_F(SavedDocumentTest, RefusesANullPointerWithErrorInformation) {
         ASSERT_TRUE(error.IsSet()) << name;
         EXPECT_EQ(error.Interface(), IID_ISavedDocument) << name;
     };
-    for (const CPropertyCase& property : properties)
+    for (const CPropertyCase& property : Properties)
         refuses(property.name, (document.p->*property.getter)(nullptr));
     refuses("IsRecovered", document->get_IsRecovered(nullptr));
     refuses("SaveTime", document->get_SaveTime(nullptr));

@@ -25,7 +25,6 @@ struct CLog4cxxConfigPeer {
 
 namespace {
 using testing::HasSubstr;
-using testing::Not;
 
 std::string Bytes(const std::wstring& path) {
     std::ifstream file(std::filesystem::path(path), std::ios::binary);

@@ -31,7 +31,6 @@ struct CLog4cxxConfigPeer {
 namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::Not;
 
 std::wstring g_applicationData;
 HRESULT WINAPI FixedFolderPath(HWND, int, HANDLE, DWORD, LPWSTR path) {

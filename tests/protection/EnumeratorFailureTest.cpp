@@ -19,7 +19,7 @@
 
 namespace {
 CTexts WarningsOf(const CLogLines& log, DWORD id) {
-    CTexts lines = log.Of(loggerName);
+    CTexts lines = log.Of(LoggerName);
     const std::wstring part = L" for pid " + std::to_wstring(id) + L",";
     std::erase_if(lines, [&part](const std::wstring& line) { return line.find(part) == line.npos; });
     return lines;
@@ -93,7 +93,7 @@ TEST(EnumeratorFailure, AWindowWhoseTitleCannotBeReadIsLeftOut) {
     Enumerate(recorder);
     EXPECT_TRUE(recorder.windows.empty());
     EXPECT_NE(nullptr, recorder.Process(app.Id()));
-    EXPECT_EQ((CTexts{searching, searchingWindows, searchingProcesses, noneFound}), LinesOf(log));
+    EXPECT_EQ((CTexts{Searching, SearchingWindows, SearchingProcesses, NoneFound}), LinesOf(log));
 }
 
 TEST(EnumeratorFailure, AWindowWhoseClassCannotBeReadIsLeftOutWithAWarning) {
@@ -112,7 +112,7 @@ TEST(EnumeratorFailure, AWindowWhoseClassCannotBeReadIsLeftOutWithAWarning) {
     std::array<wchar_t, 100> expected{};
     swprintf_s(expected.data(), expected.size(), L"WARN GetClassName() failed for window 0x%08x, error = 1400",
                static_cast<unsigned int>(reinterpret_cast<std::uintptr_t>(window)));
-    const CTexts lines = log.Of(loggerName);
+    const CTexts lines = log.Of(LoggerName);
     EXPECT_EQ(1, std::count(lines.begin(), lines.end(), expected.data())) << testing::PrintToString(lines);
 }
 
@@ -131,9 +131,9 @@ TEST(EnumeratorFailure, FailingEnumerationsAreReportedAndTheSearchGoesOn) {
     CRecorder recorder;
     EXPECT_EQ(CIds{}, Enumerate(recorder));
     EXPECT_EQ((CTexts{L"ERROR EnumerateWindows -> EnumWindows() failed, error = 5\n",
-                      L"ERROR EnumerateProcessesNT -> EnumProcesses() failed, error = 8", searching, searchingWindows,
-                      searchingProcesses, noneFound}),
-              log.Of(loggerName));
+                      L"ERROR EnumerateProcessesNT -> EnumProcesses() failed, error = 8", Searching, SearchingWindows,
+                      SearchingProcesses, NoneFound}),
+              log.Of(LoggerName));
 }
 
 TEST(EnumeratorFailure, RecordsGatheredBeforeAFailureStay) {
@@ -171,5 +171,5 @@ TEST(EnumeratorFailure, RunningOutOfMemoryAmongTheWindowsReachesTheCallerWithThe
     const CLogLines log;
     EXPECT_THROW(enumerator.GetProtectedApps(&recorder), std::bad_alloc);
     EXPECT_EQ(station, GetProcessWindowStation());
-    EXPECT_EQ(CTexts{}, log.Of(loggerName));
+    EXPECT_EQ(CTexts{}, log.Of(LoggerName));
 }

@@ -16,13 +16,13 @@
 
 using CIds = std::set<unsigned long>;
 
-inline const wchar_t* const loggerName = L"ApplicationProtection.CProtectedAppEnumerator";
+inline const wchar_t* const LoggerName = L"ApplicationProtection.CProtectedAppEnumerator";
 
-inline const std::wstring searching =
+inline const std::wstring Searching =
     L"INFO GetProtectedApps -> Protecting only specified applications, searching for applications to protect";
-inline const std::wstring searchingWindows = L"DEBUG GetProtectedApps -> Searching for windows to protect...";
-inline const std::wstring searchingProcesses = L"DEBUG GetProtectedApps -> Searching for processes to protect...";
-inline const std::wstring noneFound = L"INFO GetProtectedApps -> No protected applications were found";
+inline const std::wstring SearchingWindows = L"DEBUG GetProtectedApps -> Searching for windows to protect...";
+inline const std::wstring SearchingProcesses = L"DEBUG GetProtectedApps -> Searching for processes to protect...";
+inline const std::wstring NoneFound = L"INFO GetProtectedApps -> No protected applications were found";
 
 inline std::wstring FoundCount(std::size_t count) {
     return L"INFO GetProtectedApps -> Found " + std::to_wstring(count) + L" protected apps running";
@@ -70,7 +70,7 @@ inline CIds Enumerate(IProtectedAppMatcher& matcher, int callerIsUser = 1) {
 
 /// The lines of one search without the warnings about the machine's own processes.
 inline CTexts LinesOf(const CLogLines& log) {
-    CTexts lines = log.Of(loggerName);
+    CTexts lines = log.Of(LoggerName);
     std::erase_if(lines, [](const std::wstring& line) { return line.starts_with(L"WARN "); });
     return lines;
 }

@@ -50,10 +50,10 @@ public:
 };
 
 /// What the system answers for the path of each process.
-std::wstring pathForAll;
+std::wstring g_pathForAll;
 DWORD TellPath(HANDLE, HMODULE, LPWSTR buffer, DWORD) {
-    std::copy(pathForAll.begin(), pathForAll.end() + 1, buffer);
-    return static_cast<DWORD>(pathForAll.size());
+    std::copy(g_pathForAll.begin(), g_pathForAll.end() + 1, buffer);
+    return static_cast<DWORD>(g_pathForAll.size());
 }
 } // namespace
 
@@ -136,7 +136,7 @@ TEST(NetworkDrive, APathTellsWhetherItIsANetworkPath) {
     for (const auto& each : cases)
         for (const int callerIsUser : {1, 0}) {
             SCOPED_TRACE(testing::PrintToString(std::wstring(each.path)));
-            pathForAll = each.path;
+            g_pathForAll = each.path;
             const CLogLines log;
             CAllWindows all;
             CProtectedAppEnumerator(callerIsUser).GetProtectedApps(&all);
@@ -152,7 +152,7 @@ TEST(NetworkDrive, APathTellsWhetherItIsANetworkPath) {
 }
 
 TEST(NetworkDrive, ADirectoryOfAnyLengthLeavesTheImageName) {
-    pathForAll = L"C:\\" + std::wstring(1000, L'd') + L"\\" + std::wstring(1000, L'e') + L"\\Deep.exe";
+    g_pathForAll = L"C:\\" + std::wstring(1000, L'd') + L"\\" + std::wstring(1000, L'e') + L"\\Deep.exe";
     const CImportHook telling(Program(), "K32GetModuleFileNameExW", &TellPath);
     CDocumentScript script;
     script.AddExe(L"DEEP.EXE");

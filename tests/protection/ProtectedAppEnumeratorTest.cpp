@@ -19,8 +19,8 @@ TEST(ProtectedAppEnumerator, AVisibleWindowIsProtectedByItsTitle) {
     const CLogLines log;
     CDocumentScript script = ScriptForTitle(L"*ada - editor");
     EXPECT_EQ(CIds{app.Id()}, script.GetProtectedProcIDs());
-    EXPECT_EQ((CTexts{searching, searchingWindows, FoundWindow(L"LETTER TO ADA - EDITOR", L"QLEDITOR"),
-                      searchingProcesses, FoundCount(1)}),
+    EXPECT_EQ((CTexts{Searching, SearchingWindows, FoundWindow(L"LETTER TO ADA - EDITOR", L"QLEDITOR"),
+                      SearchingProcesses, FoundCount(1)}),
               LinesOf(log));
 }
 
@@ -30,7 +30,7 @@ TEST(ProtectedAppEnumerator, AVisibleWindowIsProtectedByItsClass) {
     CDocumentScript script;
     script.AddWindowClass(L"qlclass*");
     EXPECT_EQ(CIds{app.Id()}, script.GetProtectedProcIDs());
-    EXPECT_EQ((CTexts{searching, searchingWindows, FoundWindow(L"LETTER", L"QLCLASSONLY"), searchingProcesses,
+    EXPECT_EQ((CTexts{Searching, SearchingWindows, FoundWindow(L"LETTER", L"QLCLASSONLY"), SearchingProcesses,
                       FoundCount(1)}),
               LinesOf(log));
 }
@@ -43,7 +43,7 @@ TEST(ProtectedAppEnumerator, AProcessIsProtectedByItsImageName) {
     CDocumentScript script;
     script.AddExe(L"ql image*.exe");
     EXPECT_EQ((CIds{first.Id(), second.Id()}), script.GetProtectedProcIDs());
-    EXPECT_EQ((CTexts{searching, searchingWindows, searchingProcesses, FoundProcess(L"QL IMAGE.NAME.EXE"),
+    EXPECT_EQ((CTexts{Searching, SearchingWindows, SearchingProcesses, FoundProcess(L"QL IMAGE.NAME.EXE"),
                       FoundProcess(L"QL IMAGE.NAME.EXE"), FoundCount(2)}),
               LinesOf(log));
 }
@@ -53,7 +53,7 @@ TEST(ProtectedAppEnumerator, NothingThatMatchesIsSaid) {
     CDocumentScript script = ScriptForTitle(L"no window has this title");
     script.AddExe(L"no-such-program.exe");
     EXPECT_EQ(CIds{}, script.GetProtectedProcIDs());
-    EXPECT_EQ((CTexts{searching, searchingWindows, searchingProcesses, noneFound}), LinesOf(log));
+    EXPECT_EQ((CTexts{Searching, SearchingWindows, SearchingProcesses, NoneFound}), LinesOf(log));
 }
 
 TEST(ProtectedAppEnumerator, AHiddenWindowProtectsNothingButItsProcessIsStillFound) {
@@ -74,7 +74,7 @@ TEST(ProtectedAppEnumerator, AWindowWithAnEmptyTitleIsFoundByItsClass) {
     // An error from before must not be taken for the title's.
     SetLastError(ERROR_INVALID_HANDLE);
     EXPECT_EQ(CIds{app.Id()}, script.GetProtectedProcIDs());
-    EXPECT_EQ((CTexts{searching, searchingWindows, FoundWindow(L"", L"QLUNTITLED"), searchingProcesses, FoundCount(1)}),
+    EXPECT_EQ((CTexts{Searching, SearchingWindows, FoundWindow(L"", L"QLUNTITLED"), SearchingProcesses, FoundCount(1)}),
               LinesOf(log));
 }
 
@@ -90,8 +90,8 @@ TEST(ProtectedAppEnumerator, AProcessFoundInSeveralWaysIsInTheResultOnce) {
     CTexts lines = LinesOf(log);
     ASSERT_EQ(7U, lines.size());
     // The system lists the topmost window first.
-    EXPECT_EQ((CTexts{searching, searchingWindows, FoundWindow(L"TWO", L"QLSEVERAL"), FoundWindow(L"ONE", L"QLSEVERAL"),
-                      searchingProcesses, FoundProcess(L"QLSEVERAL.EXE"), FoundCount(1)}),
+    EXPECT_EQ((CTexts{Searching, SearchingWindows, FoundWindow(L"TWO", L"QLSEVERAL"), FoundWindow(L"ONE", L"QLSEVERAL"),
+                      SearchingProcesses, FoundProcess(L"QLSEVERAL.EXE"), FoundCount(1)}),
               lines);
 }
 

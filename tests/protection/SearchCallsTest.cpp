@@ -12,8 +12,8 @@
 #include <map>
 
 namespace {
-std::map<DWORD, int> asked; ///< how often each process was asked for its path
-std::map<std::wstring, int> drives;
+std::map<DWORD, int> g_asked; ///< how often each process was asked for its path
+std::map<std::wstring, int> g_drives;
 
 /// The function itself, behind the hook that counts.
 template <class Function> Function* Real(const wchar_t* dll, const char* name) {
@@ -21,20 +21,20 @@ template <class Function> Function* Real(const wchar_t* dll, const char* name) {
 }
 
 DWORD WINAPI CountProcess(HANDLE process, HMODULE module, LPWSTR path, DWORD size) {
-    ++asked[GetProcessId(process)];
+    ++g_asked[GetProcessId(process)];
     return Real<decltype(CountProcess)>(L"kernel32.dll", "K32GetModuleFileNameExW")(process, module, path, size);
 }
 
 DWORD WINAPI CountDrive(LPCWSTR drive, LPWSTR name, LPDWORD length) {
-    ++drives[drive];
+    ++g_drives[drive];
     return Real<decltype(CountDrive)>(L"mpr.dll", "WNetGetConnectionW")(drive, name, length);
 }
 
 class SearchCalls : public testing::Test {
 protected:
     SearchCalls() {
-        asked.clear();
-        drives.clear();
+        g_asked.clear();
+        g_drives.clear();
     }
 
     void Search(int callerIsUser) {
@@ -52,19 +52,19 @@ protected:
 TEST_F(SearchCalls, AProcessWithSeveralWindowsIsAskedOnceASearch) {
     const CImportHook counting(Program(), "K32GetModuleFileNameExW", &CountProcess);
     Search(1);
-    EXPECT_EQ(1, asked[app.Id()]);
+    EXPECT_EQ(1, g_asked[app.Id()]);
     Search(1);
-    EXPECT_EQ(2, asked[app.Id()]);
+    EXPECT_EQ(2, g_asked[app.Id()]);
 }
 
 TEST_F(SearchCalls, ADriveIsAskedAboutOnceASearch) {
     const CImportHook counting(Program(), "WNetGetConnectionW", &CountDrive);
     Search(1);
-    ASSERT_FALSE(drives.empty());
-    for (const auto& [drive, times] : drives)
+    ASSERT_FALSE(g_drives.empty());
+    for (const auto& [drive, times] : g_drives)
         EXPECT_EQ(1, times) << testing::PrintToString(drive);
     Search(1);
-    for (const auto& [drive, times] : drives)
+    for (const auto& [drive, times] : g_drives)
         EXPECT_EQ(2, times) << testing::PrintToString(drive);
 }
 
@@ -72,7 +72,7 @@ TEST_F(SearchCalls, ForEachOwnerADriveIsAskedAboutAnew) {
     const CImportHook counting(Program(), "WNetGetConnectionW", &CountDrive);
     Search(0);
     int most = 0;
-    for (const auto& [drive, times] : drives)
+    for (const auto& [drive, times] : g_drives)
         most = std::max(most, times);
     EXPECT_LT(1, most);
 }

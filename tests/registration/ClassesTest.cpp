@@ -17,7 +17,7 @@ struct CClassCase {
     IID iid;
 };
 
-const CClassCase classes[] = {
+const CClassCase ClassCases[] = {
     {L"Quorline.DocumentStore", CLSID_DocumentStore, IID_IDocumentStore},
     {L"Quorline.ScriptState", CLSID_ScriptState, IID_IScriptState},
     {L"Quorline.SavedDocument", CLSID_SavedDocument, IID_ISavedDocument},
@@ -41,7 +41,7 @@ HRESULT Create(const CLSID& clsid, IUnknown* outer, const IID& iid, CComPtr<IUnk
 } // namespace
 
 TEST_F(Classes, AreCreatedByIdentifierAndByName) {
-    for (const CClassCase& entry : classes) {
+    for (const CClassCase& entry : ClassCases) {
         CLSID clsid{};
         EXPECT_EQ(CLSIDFromProgID(entry.progId, &clsid), S_OK);
         EXPECT_EQ(clsid, entry.clsid);
@@ -66,11 +66,11 @@ TEST_F(Classes, AreCreatedByIdentifierAndByName) {
 }
 
 TEST_F(Classes, AnswerOnlyTheirOwnInterfacesAndRefuseAnOuterObject) {
-    for (const CClassCase& entry : classes) {
+    for (const CClassCase& entry : ClassCases) {
         CComPtr<IUnknown> object;
         CComPtr<IUnknown> inner;
         ASSERT_EQ(Create(entry.clsid, nullptr, IID_IUnknown, object), S_OK);
-        for (const CClassCase& other : classes)
+        for (const CClassCase& other : ClassCases)
             EXPECT_EQ(Create(entry.clsid, nullptr, other.iid, inner), &other == &entry ? S_OK : E_NOINTERFACE);
         EXPECT_EQ(Create(entry.clsid, object, IID_IUnknown, inner), CLASS_E_NOAGGREGATION) << entry.progId;
         EXPECT_FALSE(inner);
@@ -96,7 +96,7 @@ TEST_F(Classes, FindTheirMembersByName) {
 TEST(UnregisteredClasses, AreUnknown) {
     CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
     RegSvr32(L"/u");
-    for (const CClassCase& entry : classes) {
+    for (const CClassCase& entry : ClassCases) {
         CComPtr<IUnknown> object;
         EXPECT_EQ(Create(entry.clsid, nullptr, entry.iid, object), REGDB_E_CLASSNOTREG) << entry.progId;
     }

@@ -19,52 +19,52 @@ HRESULT WINAPI NdrDllUnregisterProxy(HMODULE module, const void* files, const CL
 
 namespace {
 
-std::vector<std::wstring> steps;
-HRESULT typeLibraryAnswer = S_OK;
-int registrarsUntilFailure = -1;
+std::vector<std::wstring> g_steps;
+HRESULT g_typeLibraryAnswer = S_OK;
+int g_registrarsUntilFailure = -1;
 
 BOOL WINAPI NotedSetThreadLocale(LCID locale) {
-    steps.push_back(L"locale " + std::to_wstring(locale));
+    g_steps.push_back(L"locale " + std::to_wstring(locale));
     return SetThreadLocale(locale);
 }
 
 /// Every registry script is run by a registrar of its own.
 HRESULT WINAPI NotedCreateInstance(REFCLSID clsid, IUnknown* outer, DWORD context, REFIID iid, void** object) {
-    steps.emplace_back(L"script");
-    if (registrarsUntilFailure-- == 0)
+    g_steps.emplace_back(L"script");
+    if (g_registrarsUntilFailure-- == 0)
         return REGDB_E_CLASSNOTREG;
     return CoCreateInstance(clsid, outer, context, iid, object);
 }
 
 HRESULT WINAPI NotedRegisterTypeLib(ITypeLib* library, OLECHAR* path, OLECHAR* help) {
-    steps.emplace_back(L"type library");
-    return FAILED(typeLibraryAnswer) ? typeLibraryAnswer : RegisterTypeLib(library, path, help);
+    g_steps.emplace_back(L"type library");
+    return FAILED(g_typeLibraryAnswer) ? g_typeLibraryAnswer : RegisterTypeLib(library, path, help);
 }
 
 HRESULT WINAPI NotedUnRegisterTypeLib(REFGUID id, WORD major, WORD minor, LCID locale, SYSKIND kind) {
-    steps.emplace_back(L"type library gone");
-    return FAILED(typeLibraryAnswer) ? typeLibraryAnswer : UnRegisterTypeLib(id, major, minor, locale, kind);
+    g_steps.emplace_back(L"type library gone");
+    return FAILED(g_typeLibraryAnswer) ? g_typeLibraryAnswer : UnRegisterTypeLib(id, major, minor, locale, kind);
 }
 
 HRESULT WINAPI NotedRegisterProxy(HMODULE module, const void* files, const CLSID* clsid) {
-    steps.emplace_back(L"proxies");
+    g_steps.emplace_back(L"proxies");
     return NdrDllRegisterProxy(module, files, clsid);
 }
 
 HRESULT WINAPI NotedUnregisterProxy(HMODULE module, const void* files, const CLSID* clsid) {
-    steps.emplace_back(L"proxies gone");
+    g_steps.emplace_back(L"proxies gone");
     return NdrDllUnregisterProxy(module, files, clsid);
 }
 
 HRESULT WINAPI NotedGetProxyFactory(REFCLSID clsid, REFIID iid, void** object, const void* files, const CLSID* proxies,
                                     void* factory) {
-    steps.emplace_back(L"proxy factory");
+    g_steps.emplace_back(L"proxy factory");
     return NdrDllGetClassObject(clsid, iid, object, files, proxies, factory);
 }
 
-HRESULT canUnloadAnswer = S_OK;
+HRESULT g_canUnloadAnswer = S_OK;
 HRESULT WINAPI AnsweredCanUnload(void*) {
-    return canUnloadAnswer;
+    return g_canUnloadAnswer;
 }
 
 template <class Function> Function* EntryPoint(const char* name) {
@@ -80,13 +80,13 @@ protected:
     void SetUp() override {
         CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
         ASSERT_EQ(Unregister(), S_OK);
-        steps.clear();
-        typeLibraryAnswer = S_OK;
-        registrarsUntilFailure = -1;
+        g_steps.clear();
+        g_typeLibraryAnswer = S_OK;
+        g_registrarsUntilFailure = -1;
     }
     void TearDown() override {
-        typeLibraryAnswer = S_OK;
-        registrarsUntilFailure = -1;
+        g_typeLibraryAnswer = S_OK;
+        g_registrarsUntilFailure = -1;
         Unregister();
         CoUninitialize();
     }
@@ -123,50 +123,50 @@ TEST_F(EntryPoints, RegisterTheApplicationTheClassesTheTypeLibraryThenTheProxies
                                                 L"type library",
                                                 Locale(ownLocale),
                                                 L"proxies"};
-    EXPECT_EQ(steps, expected);
+    EXPECT_EQ(g_steps, expected);
     EXPECT_EQ(GetThreadLocale(), ownLocale);
 }
 
 TEST_F(EntryPoints, UnregisterAfterRegisteringTheProxiesOnceMore) {
     ASSERT_EQ(Register(), S_OK);
-    steps.clear();
+    g_steps.clear();
     EXPECT_EQ(Unregister(), S_OK);
     const std::vector<std::wstring> expected = {
         Locale(LOCALE_SYSTEM_DEFAULT), L"script", L"script",         L"script",  L"script",      L"script",
         L"type library gone",          L"script", Locale(ownLocale), L"proxies", L"proxies gone"};
-    EXPECT_EQ(steps, expected);
+    EXPECT_EQ(g_steps, expected);
     EXPECT_EQ(GetThreadLocale(), ownLocale);
 }
 
 TEST_F(EntryPoints, ReturnTheFirstFailureWithTheLocaleRestored) {
-    typeLibraryAnswer = TYPE_E_REGISTRYACCESS;
+    g_typeLibraryAnswer = TYPE_E_REGISTRYACCESS;
     EXPECT_EQ(Register(), TYPE_E_REGISTRYACCESS);
-    EXPECT_EQ(steps.back(), Locale(ownLocale));
+    EXPECT_EQ(g_steps.back(), Locale(ownLocale));
     // What was written stays.
     EXPECT_FALSE(ReadClasses(L"Quorline.DocumentStore").empty());
     EXPECT_FALSE(ReadClasses(L"AppID\\Quorline.DLL").empty());
 
-    steps.clear();
-    typeLibraryAnswer = E_ACCESSDENIED;
+    g_steps.clear();
+    g_typeLibraryAnswer = E_ACCESSDENIED;
     EXPECT_EQ(Unregister(), E_ACCESSDENIED);
-    EXPECT_EQ(steps.back(), Locale(ownLocale));
+    EXPECT_EQ(g_steps.back(), Locale(ownLocale));
     EXPECT_FALSE(ReadClasses(L"AppID\\Quorline.DLL").empty());
 }
 
 TEST_F(EntryPoints, StopAtTheFirstScriptThatCannotRun) {
     for (int good = 0; good < 6; ++good) {
-        steps.clear();
-        registrarsUntilFailure = good;
+        g_steps.clear();
+        g_registrarsUntilFailure = good;
         EXPECT_EQ(Register(), REGDB_E_CLASSNOTREG) << good;
-        EXPECT_EQ(steps.size(), static_cast<std::size_t>(good) + 3) << good;
-        EXPECT_EQ(steps.back(), Locale(ownLocale)) << good;
+        EXPECT_EQ(g_steps.size(), static_cast<std::size_t>(good) + 3) << good;
+        EXPECT_EQ(g_steps.back(), Locale(ownLocale)) << good;
     }
 }
 
 TEST_F(EntryPoints, AskTheProxyFactoryBeforeTheClasses) {
     void* factory = nullptr;
     EXPECT_EQ(GetClassObject(CLSID_DocumentStore, IID_IClassFactory, &factory), S_OK);
-    EXPECT_EQ(steps, std::vector<std::wstring>{L"proxy factory"});
+    EXPECT_EQ(g_steps, std::vector<std::wstring>{L"proxy factory"});
     CComPtr<IClassFactory> owner;
     owner.Attach(static_cast<IClassFactory*>(factory));
 
@@ -204,7 +204,7 @@ TEST_F(EntryPoints, KeepTheLibraryWhileAnObjectAFactoryOrALockLives) {
 TEST_F(EntryPoints, KeepTheLibraryWhileTheProxySideSaysSo) {
     const CImportHook hook(module, "NdrDllCanUnloadNow", &AnsweredCanUnload);
     for (const HRESULT answer : {S_FALSE, E_UNEXPECTED, S_OK}) {
-        canUnloadAnswer = answer;
+        g_canUnloadAnswer = answer;
         EXPECT_EQ(CanUnload(), answer);
     }
 }

@@ -21,7 +21,7 @@ struct CClassCase {
     const wchar_t* typeLib;
 };
 
-const CClassCase classes[] = {
+const CClassCase Classes[] = {
     {L"{A1273968-1D3F-4A94-AA3A-1082E73A8CC2}", L"DocumentStore Class", L"Quorline.DocumentStore.1",
      L"Quorline.DocumentStore", L"Apartment", libraryId},
     {L"{36D42448-8330-4B5F-9578-D69BE9E92BF7}", L"ScriptState Class", L"Quorline.ScriptState.1",
@@ -34,7 +34,7 @@ const CClassCase classes[] = {
      L"Quorline.TalvinorRestoreScriptArgs.1", L"Quorline.TalvinorRestoreScriptArgs", nullptr, L"{}"},
 };
 
-const std::pair<const wchar_t*, const wchar_t*> interfaces[] = {
+const std::pair<const wchar_t*, const wchar_t*> Interfaces[] = {
     {L"{34F3B8F3-D238-456D-9553-8FC0EB26C4C6}", L"IDocumentStore"},
     {L"{A4B8D986-DDF1-4B46-AED6-7BB0919C3D55}", L"IScriptState"},
     {L"{ECF262BC-E82A-4299-80A8-7C206E32EF05}", L"ISavedDocument"},
@@ -77,7 +77,7 @@ protected:
 
 TEST_F(Registry, HoldsEachClassKeyByKey) {
     const CRegistered registered;
-    for (const CClassCase& entry : classes) {
+    for (const CClassCase& entry : Classes) {
         const std::wstring key = std::wstring(L"CLSID\\") + entry.clsid;
         CRegistryImage expected = {
             {key, {{L"", entry.name}, {L"AppID", appId}}},
@@ -143,10 +143,10 @@ TEST_F(Registry, HoldsTheTypeLibrary) {
 TEST_F(Registry, MarshalsTheInterfacesThroughTheMergedProxies) {
     const CRegistered registered;
     // The proxies are served under the identifier of one of their interfaces.
-    const std::wstring one = std::wstring(L"Interface\\") + interfaces[0].first + L"\\ProxyStubClsid32";
+    const std::wstring one = std::wstring(L"Interface\\") + Interfaces[0].first + L"\\ProxyStubClsid32";
     const std::wstring proxyId = ReadClasses(one)[one][L""];
-    EXPECT_TRUE(std::ranges::any_of(interfaces, [&](const auto& entry) { return entry.first == proxyId; })) << proxyId;
-    for (const auto& [iid, name] : interfaces) {
+    EXPECT_TRUE(std::ranges::any_of(Interfaces, [&](const auto& entry) { return entry.first == proxyId; })) << proxyId;
+    for (const auto& [iid, name] : Interfaces) {
         const std::wstring key = std::wstring(L"Interface\\") + iid;
         CRegistryImage found = ReadClasses(key);
         EXPECT_EQ(found[key][L""], name);

@@ -39,7 +39,7 @@ CMemberCase TextProperty(MEMBERID id, const wchar_t* name, const wchar_t* help) 
     return {id, get, name, help, {{L"pbstrVal", {VT_PTR, VT_BSTR}, result}}};
 }
 
-const CInterfaceCase interfaces[] = {
+const CInterfaceCase Interfaces[] = {
     {L"IDocumentStore",
      IID_IDocumentStore,
      L"IDocumentStore Interface",
@@ -107,7 +107,7 @@ struct CCoclassCase {
     const wchar_t* interfaceName;
 };
 
-const CCoclassCase coclasses[] = {
+const CCoclassCase Coclasses[] = {
     {L"DocumentStore", CLSID_DocumentStore, L"DocumentStore Class", L"IDocumentStore"},
     {L"ScriptState", CLSID_ScriptState, L"ScriptState Class", L"IScriptState"},
     {L"SavedDocument", CLSID_SavedDocument, L"SavedDocument Class", L"ISavedDocument"},
@@ -211,7 +211,7 @@ TEST_F(TypeLibrary, HoldsTenTypesInTheirOrder) {
 }
 
 TEST_F(TypeLibrary, DescribesItsClasses) {
-    for (const CCoclassCase& expected : coclasses) {
+    for (const CCoclassCase& expected : Coclasses) {
         const CComPtr<ITypeInfo> type = Type(expected.clsid);
         ASSERT_TRUE(type) << expected.name;
         EXPECT_EQ(Documentation(type, MEMBERID_NIL),
@@ -232,7 +232,7 @@ TEST_F(TypeLibrary, DescribesItsClasses) {
 }
 
 TEST_F(TypeLibrary, DescribesItsInterfaces) {
-    for (const CInterfaceCase& expected : interfaces) {
+    for (const CInterfaceCase& expected : Interfaces) {
         const CComPtr<ITypeInfo> dispatch = Type(expected.iid);
         ASSERT_TRUE(dispatch) << expected.name;
         EXPECT_EQ(Documentation(dispatch, MEMBERID_NIL),
@@ -260,7 +260,7 @@ TEST_F(TypeLibrary, DescribesItsInterfaces) {
 }
 
 TEST_F(TypeLibrary, DescribesEveryMember) {
-    for (const CInterfaceCase& expected : interfaces) {
+    for (const CInterfaceCase& expected : Interfaces) {
         HREFTYPE reference = 0;
         CComPtr<ITypeInfo> direct;
         ASSERT_EQ(Type(expected.iid)->GetRefTypeOfImplType(static_cast<UINT>(-1), &reference), S_OK);
@@ -299,7 +299,7 @@ TEST_F(TypeLibrary, DescribesEveryMember) {
 }
 
 TEST_F(TypeLibrary, PropertiesAreReadOnly) {
-    for (const CInterfaceCase& expected : interfaces) {
+    for (const CInterfaceCase& expected : Interfaces) {
         const CComPtr<ITypeInfo> type = Type(expected.iid);
         const CTypeAttributes attributes(type);
         for (UINT i = 0; i < attributes->cFuncs; ++i) {

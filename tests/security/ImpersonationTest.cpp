@@ -26,11 +26,11 @@ CImpersonation& Impersonation() {
     return CImpersonation::Instance();
 }
 
-const CTexts oneImpersonation{
+const CTexts OneImpersonation{
     L"DEBUG Entering -> [CImpersonation::ImpersonateProcessOwner]",
     L"DEBUG Leaving  -> [CImpersonation::ImpersonateProcessOwner]",
 };
-const CTexts oneReturn{
+const CTexts OneReturn{
     L"DEBUG Entering -> [CImpersonation::Unimpersonate]",
     L"DEBUG Leaving  -> [CImpersonation::Unimpersonate]",
 };
@@ -48,11 +48,11 @@ TEST(Impersonation, RunsTheThreadAsTheOwnerUntilItReturns) {
     EXPECT_FALSE(IsThreadImpersonating());
     EXPECT_TRUE(Impersonation().ImpersonateProcessOwner(GetCurrentProcess()));
     EXPECT_TRUE(IsThreadImpersonating());
-    EXPECT_EQ(oneImpersonation, log.Of(L"Trace.CImpersonation"));
+    EXPECT_EQ(OneImpersonation, log.Of(L"Trace.CImpersonation"));
     Impersonation().Unimpersonate();
     EXPECT_FALSE(IsThreadImpersonating());
-    CTexts both = oneImpersonation;
-    both.insert(both.end(), oneReturn.begin(), oneReturn.end());
+    CTexts both = OneImpersonation;
+    both.insert(both.end(), OneReturn.begin(), OneReturn.end());
     EXPECT_EQ(both, log.Of(L"Trace.CImpersonation"));
     EXPECT_EQ(CTexts{}, log.Of(L"SecHelp.CImpersonation"));
 }
@@ -111,8 +111,8 @@ TEST(Impersonation, ReturningOnAThreadThatNeverImpersonatedDoesNothing) {
         Impersonation().Unimpersonate();
         Impersonation().Unimpersonate();
         EXPECT_FALSE(IsThreadImpersonating());
-        CTexts twice = oneReturn;
-        twice.insert(twice.end(), oneReturn.begin(), oneReturn.end());
+        CTexts twice = OneReturn;
+        twice.insert(twice.end(), OneReturn.begin(), OneReturn.end());
         EXPECT_EQ(twice, log.Texts());
     });
 }
@@ -231,7 +231,7 @@ TEST(Impersonator, WithoutMustSucceedAFailureIsSilent) {
         EXPECT_EQ(L"", impersonator.GetUserName());
         EXPECT_EQ(L"", impersonator.GetOwnerSid());
     }
-    EXPECT_EQ(oneImpersonation, log.Texts());
+    EXPECT_EQ(OneImpersonation, log.Texts());
 }
 
 TEST(Impersonator, AnInnerOneNeitherImpersonatesNorReturns) {

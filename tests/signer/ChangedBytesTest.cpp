@@ -150,8 +150,9 @@ TEST_P(ChangedBytes, AnyTwoNeighbouringBytesOfTheSignatureAreSeen) {
 TEST_P(ChangedBytes, AnyValuesOfTwoNeighbouringBytesOfTheExtensionsAreSeen) {
     const CSignedData data = ParseSignedData(m_signature);
     const CCertificateParts certificate(data.certificates.at(0));
-    const auto found = std::ranges::search(m_signature, certificate.extensions.front());
-    const auto start = static_cast<std::size_t>(found.begin() - m_signature.begin());
+    const CBytes& first = certificate.extensions.front();
+    const auto found = std::search(m_signature.begin(), m_signature.end(), first.begin(), first.end());
+    const auto start = static_cast<std::size_t>(found - m_signature.begin());
     std::size_t length = 0;
     for (const CBytes& extension : certificate.extensions)
         length += extension.size();

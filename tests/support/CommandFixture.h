@@ -44,7 +44,7 @@ public:
     }
     void TearDown() override { Register(L"/u "); }
 };
-inline testing::Environment* const commandEnvironment =
+inline testing::Environment* const CommandEnvironment =
     testing::AddGlobalTestEnvironment(std::make_unique<CCommandEnvironment>().release());
 
 class CommandTest : public testing::Test {

@@ -8,10 +8,8 @@
 
 namespace {
 using testing::AllOf;
-using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Not;
 
 class CheckCommand : public CommandTest {
 protected:

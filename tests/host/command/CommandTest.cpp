@@ -11,7 +11,6 @@ namespace {
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Not;
 using testing::StartsWith;
 
 std::size_t Lines(const std::string& text) {

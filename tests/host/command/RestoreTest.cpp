@@ -267,16 +267,16 @@ template <class Function> Function* SystemFunction(const char* name) {
     return reinterpret_cast<Function*>(
         reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"kernel32.dll"), name)));
 }
-const auto g_writeFile = SystemFunction<decltype(WriteFile)>("WriteFile");
-const auto g_createFile = SystemFunction<decltype(CreateFileW)>("CreateFileW");
+const auto SystemWriteFile = SystemFunction<decltype(WriteFile)>("WriteFile");
+const auto SystemCreateFile = SystemFunction<decltype(CreateFileW)>("CreateFileW");
 BOOL WINAPI CountedWriteFile(HANDLE file, const void* bytes, DWORD size, DWORD* written, OVERLAPPED* place) {
     g_bytes += size;
-    return g_writeFile(file, bytes, size, written, place);
+    return SystemWriteFile(file, bytes, size, written, place);
 }
 HANDLE WINAPI CountedCreateFile(LPCWSTR path, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES security,
                                 DWORD disposition, DWORD flags, HANDLE sample) {
     ++g_opens;
-    return g_createFile(path, access, share, security, disposition, flags, sample);
+    return SystemCreateFile(path, access, share, security, disposition, flags, sample);
 }
 } // namespace
 

@@ -8,7 +8,6 @@
 
 namespace {
 using Kind = CSavedCopyAnswer::Kind;
-using testing::HasSubstr;
 
 class SavedCopyTest : public testing::Test {
 protected:

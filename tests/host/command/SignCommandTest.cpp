@@ -7,7 +7,6 @@
 namespace {
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::MatchesRegex;
 using testing::StartsWith;
 
 using SignCommand = CommandTest;

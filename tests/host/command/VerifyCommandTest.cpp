@@ -6,7 +6,6 @@
 
 namespace {
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::MatchesRegex;
 
 using VerifyCommand = CommandTest;

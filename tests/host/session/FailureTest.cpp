@@ -7,7 +7,6 @@
 #include <new>
 
 namespace {
-using testing::EndsWith;
 using testing::StartsWith;
 
 BOOL WINAPI RefuseName(LPWSTR, LPDWORD) {

@@ -147,8 +147,9 @@ TEST_F(TheGuide, ShowsTheSamplesAsTheyAre) {
     for (const auto& [language, extension] : {std::pair{L"VBScript", ".vbs"}, std::pair{L"JScript", ".js"}}) {
         for (const auto& [kind, name] :
              {std::pair{L"save", "notepad-save"}, std::pair{L"restore", "notepad-restore"}}) {
-            const auto shown = std::ranges::find_if(
-                all, [&](const CGuideScript& script) { return script.language == language && script.kind == kind; });
+            const auto shown = std::ranges::find_if(all, [&language = language, &kind = kind](const auto& script) {
+                return script.language == language && script.kind == kind;
+            });
             ASSERT_NE(shown, all.end());
             EXPECT_EQ(shown->text, ReadSource("samples/" + std::string(name) + extension));
         }

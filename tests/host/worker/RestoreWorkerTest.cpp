@@ -12,8 +12,6 @@ namespace {
 using nlohmann::json;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
 using testing::UnorderedElementsAre;
 
 class RestoreWorkerTest : public CommandTest {

@@ -14,10 +14,8 @@
 
 namespace {
 using nlohmann::json;
-using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::MatchesRegex;
 using testing::Not;
 
 /// Says where it has got to, in a file, and stays there.
@@ -264,14 +262,14 @@ namespace {
 // How the worker is started.
 DWORD g_creationFlags = 0;
 // Past the import, which is observed.
-const auto g_createProcess = reinterpret_cast<decltype(CreateProcessW)*>(
+const auto SystemCreateProcess = reinterpret_cast<decltype(CreateProcessW)*>(
     reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "CreateProcessW")));
 BOOL WINAPI ObservedCreateProcess(LPCWSTR program, LPWSTR commandLine, LPSECURITY_ATTRIBUTES process,
                                   LPSECURITY_ATTRIBUTES thread, BOOL inherit, DWORD flags, LPVOID environment,
                                   LPCWSTR directory, LPSTARTUPINFOW startup, LPPROCESS_INFORMATION started) {
     g_creationFlags = flags;
-    return g_createProcess(program, commandLine, process, thread, inherit, flags, environment, directory, startup,
-                           started);
+    return SystemCreateProcess(program, commandLine, process, thread, inherit, flags, environment, directory, startup,
+                               started);
 }
 } // namespace
 

@@ -14,8 +14,8 @@
 #include <thread>
 
 namespace {
-int opened = 0;
-std::atomic<int> chains{0};
+int g_opened = 0;
+std::atomic<int> g_chains{0};
 
 /// The function itself, behind the hook that counts.
 template <class Function> Function* Real(const char* name) {
@@ -23,13 +23,13 @@ template <class Function> Function* Real(const char* name) {
 }
 
 HCERTSTORE WINAPI CountOpen(LPCSTR provider, DWORD encoding, HCRYPTPROV_LEGACY key, DWORD flags, const void* name) {
-    ++opened;
+    ++g_opened;
     return Real<decltype(CountOpen)>("CertOpenStore")(provider, encoding, key, flags, name);
 }
 
 WINBOOL WINAPI CountChain(HCERTCHAINENGINE engine, PCCERT_CONTEXT certificate, LPFILETIME time, HCERTSTORE store,
                           PCERT_CHAIN_PARA parameters, DWORD flags, LPVOID reserved, PCCERT_CHAIN_CONTEXT* chain) {
-    ++chains;
+    ++g_chains;
     return Real<decltype(CountChain)>("CertGetCertificateChain")(engine, certificate, time, store, parameters, flags,
                                                                  reserved, chain);
 }
@@ -43,18 +43,18 @@ int ChainsFor(PCCERT_CONTEXT certificate) {
     const CStoredCertificate trusted(L"TrustedPublisher", certificate);
     const std::wstring text = SignWith(certificate, L"x = 1\r\n");
     const CImportHook counting(GetModuleHandleW(nullptr), "CertGetCertificateChain", &CountChain);
-    chains = 0;
+    g_chains = 0;
     EXPECT_TRUE(CScriptVerifier().VerifyText(ScriptKind::VBScript, text).accepted);
-    return chains;
+    return g_chains;
 }
 
 TEST(MachineStores, AStoreThatNobodyChangesIsOpenedOnce) {
     CMachineStores::Instance().Open(L"TrustedPublisher");
     const CImportHook counting(GetModuleHandleW(nullptr), "CertOpenStore", &CountOpen);
-    opened = 0;
+    g_opened = 0;
     for (int i = 0; i < 5; ++i)
         EXPECT_TRUE(CMachineStores::Instance().Open(L"TrustedPublisher"));
-    EXPECT_EQ(0, opened);
+    EXPECT_EQ(0, g_opened);
 }
 
 TEST(MachineStores, WhatIsPutInAndTakenOutIsSeenByTheNextLook) {
