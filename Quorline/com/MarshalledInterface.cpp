@@ -8,10 +8,8 @@ std::shared_ptr<CMarshalledInterface> CMarshalledInterface::Marshal(REFIID iid, 
 }
 
 CMarshalledInterface::~CMarshalledInterface() {
-    if (!m_stream)
-        return;
-    m_stream->Seek({}, STREAM_SEEK_SET, nullptr);
-    CoReleaseMarshalData(m_stream);
+    if (m_stream)
+        CoReleaseMarshalData(m_stream);
 }
 
 HRESULT CMarshalledInterface::Unmarshal(REFIID iid, void** object) {
