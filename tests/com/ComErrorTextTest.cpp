@@ -1,8 +1,15 @@
-// Proves the text of an HRESULT: com/ComErrorText.
+// Proves the text of an HRESULT, and whose error information goes with a thrown one: com/ComErrorText.
 
 #include "com/ComErrorText.h"
 
+#include "ComApartment.h"
+#include "com/ErrorInfo.h"
+
 #include <gtest/gtest.h>
+
+#include <atlbase.h>
+#include <atlcom.h>
+#include <comdef.h>
 
 namespace {
 
@@ -36,6 +43,40 @@ TEST(ComErrorTextTest, CodesWithoutAMessageAreShownAsNumbers) {
             continue; // the system's own message comes first
         EXPECT_EQ(GetComErrorText(static_cast<HRESULT>(code)), text);
     }
+}
+
+/// Tells why one of its interfaces fails, of the others nothing.
+class CTalkingObject : public CComObjectRootEx<CComSingleThreadModel>, public ISupportErrorInfoImpl<&IID_IPersist> {
+public:
+    BEGIN_COM_MAP(CTalkingObject)
+    COM_INTERFACE_ENTRY(ISupportErrorInfo)
+    END_COM_MAP()
+};
+
+std::wstring ThrownDescription(IUnknown* object, REFIID iid) {
+    try {
+        ThrowComError(E_ACCESSDENIED, object, iid);
+    } catch (const _com_error& error) {
+        EXPECT_EQ(error.Error(), E_ACCESSDENIED);
+        const _bstr_t description = error.Description();
+        return description.length() != 0 ? static_cast<const wchar_t*>(description) : L"";
+    }
+}
+
+TEST(ThrowComErrorTest, ErrorInformationIsTakenOfTheObjectAndInterfaceThatFailed) {
+    const CComApartment apartment;
+    CComObjectNoLock<CTalkingObject>* made = nullptr;
+    ASSERT_EQ(CComObjectNoLock<CTalkingObject>::CreateInstance(&made), S_OK);
+    const CComPtr<IUnknown> object(static_cast<ISupportErrorInfo*>(made));
+    const auto leave = [] { InstallErrorInfo(IID_IPersist, {.description = L"it was locked"}); };
+
+    leave();
+    EXPECT_EQ(ThrownDescription(object, IID_IPersist), L"it was locked");
+    leave();
+    EXPECT_EQ(ThrownDescription(object, IID_IDispatch), L"") << "an earlier failure's words";
+    leave();
+    EXPECT_EQ(ThrownDescription(nullptr, IID_IPersist), L"");
+    SetErrorInfo(0, nullptr);
 }
 
 } // namespace
