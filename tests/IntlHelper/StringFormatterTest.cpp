@@ -63,6 +63,7 @@ TEST(Formatter, InsertsTakeTheArgumentsInTheOrderOfTheirNumbers) {
 TEST(Formatter, EachConversionReadsWhatItSays) {
     EXPECT_EQ(g_formatter.Format(L"{0:%d}", -5), L"-5");
     EXPECT_EQ(g_formatter.Format(L"{0:%i}", 5), L"5");
+    EXPECT_EQ(g_formatter.Format(L"{0:%i} {1:%3i}", -5, -5), L"-5  -5");
     EXPECT_EQ(g_formatter.Format(L"{0:%o}", 8), L"10");
     EXPECT_EQ(g_formatter.Format(L"{0:%u}", 4000000000U), L"4000000000");
     EXPECT_EQ(g_formatter.Format(L"{0:%08X}", 0xbeefU), L"0000BEEF");
@@ -86,6 +87,7 @@ TEST(Formatter, TheSizePrefixDecidesHowManyBitsAreRead) {
     EXPECT_EQ(g_formatter.Format(L"{0:%x}", Wide), L"23456789");
     EXPECT_EQ(g_formatter.Format(L"{0:%lx}", Wide), L"23456789");
     EXPECT_EQ(g_formatter.Format(L"{0:%hd}", std::int64_t{0x1fff0}), L"-16");
+    EXPECT_EQ(g_formatter.Format(L"{0:%hi}", std::int64_t{0x1fff0}), L"-16");
     EXPECT_EQ(g_formatter.Format(L"{0:%hu}", std::int64_t{0x1fff0}), L"65520");
     // kept: these prefixes read 32 bits, which are widened for the print call.
     EXPECT_EQ(g_formatter.Format(L"{0:%llx}", Wide), L"23456789");

@@ -60,6 +60,14 @@ TEST_F(DocumentStoreTest, HandsOutAPathAndLogsIt) {
     EXPECT_TRUE(log.Has(L"INFO TalvinorGlobal: New temp document created with path = " + std::wstring(path.m_str)));
 }
 
+TEST_F(DocumentStoreTest, ThePathIsTheCallersOwn) {
+    ASSERT_EQ(GetNew(L"Report.doc", L"", Missing), S_OK);
+    const std::wstring given = path.m_str;
+    // Texts of its length would be put where it stands if it had been given back.
+    const std::vector<CComBSTR> others(8, CComBSTR(std::wstring(given.size(), L'x').c_str()));
+    EXPECT_STREQ(path.m_str, given.c_str());
+}
+
 TEST_F(DocumentStoreTest, TakesNamesThatAreNull) {
     ASSERT_EQ(object->GetNew(nullptr, nullptr, Missing, &path), S_OK);
     EXPECT_EQ(FileName(), L"Untitled");

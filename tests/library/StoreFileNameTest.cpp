@@ -145,11 +145,28 @@ TEST_F(FileNameTest, ANameThatTheSystemRefusesIsExplained) {
         {L"nul.b.txt", Because(L"nul.b.txt", L"the system keeps \"nul\" for a device")},
         {L"AUX.b.txt", Because(L"AUX.b.txt", L"the system keeps \"AUX\" for a device")},
         {L"com1.b.txt", Because(L"com1.b.txt", L"the system keeps \"com1\" for a device")},
+        {L"LPT9.b.txt", Because(L"LPT9.b.txt", L"the system keeps \"LPT9\" for a device")},
+        {L"a\xD83D"
+         L"b",
+         Because(L"a\xD83D"
+                 L"b",
+                 L"it contains half a character, U+D83D")},
         {lone, Because(lone, L"it contains half a character, U+D83D")},
         {L"\xDE00 a", Because(L"\xDE00 a", L"it contains half a character, U+DE00")},
     };
     for (const auto& [name, refusal] : rows)
         EXPECT_EQ(Refusal(name.c_str()), refusal);
+}
+
+TEST_F(FileNameTest, TheReasonOfARefusalIsNotToldAgainOfALaterFailure) {
+    CInternalDocumentStore store;
+    std::wstring path;
+    EXPECT_EQ(store.GetNewDocumentPath(L"a/b", nullptr, L"", path), E_FAIL);
+    EXPECT_EQ(store.GetNameRefusal(), Because(L"a/b", L"it contains \"/\""));
+    fs::remove_all(folder.Base());
+    WriteBytes(folder.Base(), "in the way");
+    EXPECT_TRUE(FAILED(store.GetNewDocumentPath(L"a", nullptr, L"", path)));
+    EXPECT_EQ(store.GetNameRefusal(), L"");
 }
 
 TEST_F(FileNameTest, ANameThatIsTooLongIsRefusedHoweverTheDiskCountsIt) {
