@@ -31,6 +31,7 @@ TEST(NearestName, TakesWhatWasMeantAndNothingElse) {
         {"restor", "restore"},
         {"resotre", "restore"},
         {"histroy", "history"},
+        {"hsitoryy", "history"},
         {"sing", "sign"},
         {"veryfi", "verify"},
         {"hist", "history"},
@@ -43,6 +44,7 @@ TEST(NearestName, TakesWhatWasMeantAndNothingElse) {
     };
     for (const auto& [typed, meant] : cases)
         EXPECT_EQ(FindNearestName(typed, names), meant) << typed;
+    EXPECT_EQ(FindNearestName("xy", {"on", "of"}), "") << "as many changes as there are characters";
 }
 
 TEST(CommandLine, AMistypedNameGetsTheNearestRightOneAndWhereToReadOn) {
@@ -61,6 +63,7 @@ TEST(CommandLine, AMistypedNameGetsTheNearestRightOneAndWhereToReadOn) {
         {L"history --jsno", "'history' has no option '--jsno'; did you mean '--json'? 'quorline history --help' tells "
                             "what it takes"},
         {L"history --password", "'history' has no option '--password'; 'quorline history --help' tells what it takes"},
+        {L"history /json", "'history' cannot take '/json' as well; 'quorline history --help' tells what it takes"},
         {L"history now", "'history' cannot take 'now' as well; 'quorline history --help' tells what it takes"},
         {L"sign", "SCRIPT is required; 'quorline sign --help' tells what it takes"},
         {L"sign a.vbs --cert", "--cert: 1 required TEXT missing; 'quorline sign --help' tells what it takes"},

@@ -14,6 +14,7 @@
 
 namespace {
 using nlohmann::json;
+using testing::AnyOf;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
@@ -97,10 +98,17 @@ TEST_F(WorkerTest, AnEndlessScriptIsEndedAtItsLimitAndVetoesByNameAndItsDocument
 }
 
 TEST_F(WorkerTest, TheRecordOfAShutdownThatIsCutShortHasItsStateChange) {
+    const auto year = [] {
+        SYSTEMTIME now{};
+        GetSystemTime(&now);
+        return "\t" + std::to_string(now.wYear) + "-";
+    };
     PutAppSavedBy(SaveTwo + Hang(Path(L"hanging")));
+    const std::string before = year();
     ASSERT_EQ(RunProgram(SaveCommand(L"--script-timeout 10", L"shutdown")).exitCode, 3u);
     const std::string info = ReadBytes(Stored(L"info.xml").at(0).wstring());
     EXPECT_THAT(info, HasSubstr("<StateChange>"));
+    EXPECT_THAT(info, AnyOf(HasSubstr(before), HasSubstr(year())));
     EXPECT_THAT(info, HasSubstr("\tShutdown\t"));
     ExpectWholeRecord();
 }
