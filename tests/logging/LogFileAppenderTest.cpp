@@ -191,11 +191,13 @@ TEST_F(LogFileChild, DISABLED_AFileThatNeverCouldBeOpenedIsOpenedWhenItCan) {
     Say(L"one");
     std::filesystem::remove(g_applicationData + L"\\Morvane");
     std::filesystem::create_directories(std::filesystem::path(LogPath()).parent_path());
+    const std::string before = "2026 [1] INFO  x [] - of another host\r\n";
+    std::ofstream(std::filesystem::path(LogPath()), std::ios::binary) << before;
     CLog4cxxConfigPeer::OpenNow();
     Say(L"two");
     Say(L"three");
     // The first line of every log, and the first two of these.
-    EXPECT_THAT(Messages(), ElementsAre("3 log lines could not be written and are lost", "three"));
+    EXPECT_THAT(Messages(), ElementsAre("of another host", "3 log lines could not be written and are lost", "three"));
 }
 
 TEST_F(LogFileChild, DISABLED_WhatOthersPutIntoALineStaysInIt) {
