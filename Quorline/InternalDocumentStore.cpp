@@ -7,6 +7,7 @@
 #include "IntlHelper/CultureHelper.h"
 #include "ScriptExecution/DocumentStoreInfo.h"
 #include "ScriptExecution/DocumentStoreXMLWriter.h"
+#include "ScriptExecution/InfoFileBytes.h"
 #include "StoreFileName.h"
 #include "logging/Checks.h"
 #include "logging/ClassLog.h"
@@ -153,11 +154,13 @@ HRESULT CInternalDocumentStore::WriteInfoFile() {
     std::wstring path;
     if (const HRESULT hr = GetInfoFilePath(path, InfoFileExtension); FAILED(hr))
         return hr;
+    if (!m_infoFileBytes)
+        m_infoFileBytes = std::make_unique<CInfoFileBytes>();
     try {
         CDocumentStoreXMLWriter writer(path);
         // kept: no state change here; the host writes the complete file.
         CDocumentStoreInfo info(nullptr, this);
-        writer.WriteDocumentStore(info);
+        writer.WriteDocumentStore(info, *m_infoFileBytes);
     } catch (const COSException& failure) {
         return failure.GetHResult();
     }

@@ -5,6 +5,13 @@
 
 #include "Quorline.h"
 
+#include <atomic>
+
+std::uint64_t CInternalSavedDocument::NewRevision() noexcept {
+    static std::atomic<std::uint64_t> last = 0;
+    return ++last;
+}
+
 CInternalSavedDocument::CInternalSavedDocument(const CInternalSavedDocument& other) {
     InitFrom(other);
 }
@@ -16,6 +23,7 @@ CInternalSavedDocument& CInternalSavedDocument::operator=(const CInternalSavedDo
 
 // kept: without the app exe image name; who needs it reads the store's own record.
 void CInternalSavedDocument::InitFrom(const CInternalSavedDocument& other) {
+    m_revision = NewRevision();
     m_script = other.m_script;
     m_appPath = other.m_appPath;
     m_docOriginalPath = other.m_docOriginalPath;
@@ -25,6 +33,7 @@ void CInternalSavedDocument::InitFrom(const CInternalSavedDocument& other) {
 }
 
 void CInternalSavedDocument::SetAppFriendlyName(const std::wstring& name) {
+    m_revision = NewRevision();
     m_script.SetAppFriendlyName(name);
 }
 void CInternalSavedDocument::GetAppFriendlyName(std::wstring& name) const {
@@ -32,6 +41,7 @@ void CInternalSavedDocument::GetAppFriendlyName(std::wstring& name) const {
 }
 
 void CInternalSavedDocument::SetSaveScriptName(const std::wstring& name) {
+    m_revision = NewRevision();
     m_script.SetScriptName(std::wstring(name));
 }
 void CInternalSavedDocument::GetSaveScriptName(std::wstring& name) const {
@@ -39,6 +49,7 @@ void CInternalSavedDocument::GetSaveScriptName(std::wstring& name) const {
 }
 
 void CInternalSavedDocument::SetRestoreScriptName(const std::wstring& name) {
+    m_revision = NewRevision();
     m_script.GetRestoreScript().SetScriptName(std::wstring(name));
 }
 

@@ -3,12 +3,12 @@
 #include "base/Utf8.h"
 #include "InternalDocumentStore.h"
 #include "ScriptExecution/DocumentStoreInfo.h"
+#include "ScriptExecution/InfoFileBytes.h"
 #include "ScriptExecution/InfoFileFields.h"
 #include "ScriptExecution/InfoFileValue.h"
 #include "ScriptExecution/StateChangeInstance.h"
 #include "logging/Checks.h"
 
-#include <emmintrin.h>
 #include <fcntl.h>
 #include <share.h>
 #include <sys/stat.h>
@@ -18,7 +18,6 @@
 #include <cstdint>
 #include <exception>
 #include <memory>
-#include <optional>
 #include <utility>
 #include <vector>
 
@@ -96,85 +95,25 @@ constexpr bool IsPlain(wchar_t c) {
     return c >= L' ' && c < 0x7F && c != L'%';
 }
 
-/// Puts short pieces together before they go to the file's bytes. Copied here, in steps of one register: a call of the
-/// runtime's for each of thirty pieces of each of thousands of records takes longer than all else that is done with it.
-class CPieces {
+/// False, and nothing is added, when some character is not plain.
+bool AppendPlain(std::string& bytes, const std::wstring& value) {
+    const std::size_t before = bytes.size();
+    bytes.resize(before + value.size());
+    char* to = bytes.data() + before;
+    bool plain = true;
+    for (const wchar_t c : value) {
+        plain = plain && IsPlain(c);
+        *to++ = static_cast<char>(c);
+    }
+    if (!plain)
+        bytes.resize(before);
+    return plain;
+}
+
+/// How the records of a file are written.
+class CRecordForm {
 public:
-    static constexpr std::size_t Step = sizeof(__m128i);
-
-    /// A short piece with at least a step's bytes behind it, whatever they are.
-    struct CPadded {
-        explicit CPadded(const std::string& piece) : text(piece + std::string(Step, '\0')), size(piece.size()) {}
-        std::string text;
-        std::size_t size;
-    };
-
-    explicit CPieces(std::string& bytes) : m_bytes(bytes) {}
-
-    void Add(const CPadded& piece) {
-        MakeRoom(piece.size);
-        for (std::size_t i = 0; i < piece.size; i += Step)
-            Store(i, _mm_loadu_si128(reinterpret_cast<const __m128i*>(piece.text.data() + i)));
-        m_size += piece.size;
-    }
-
-    /// False, and nothing is added, when some character is not plain or the value is long.
-    bool AddPlain(std::wstring_view value) {
-        if (value.size() > LongestPiece)
-            return false;
-        MakeRoom(value.size());
-        constexpr std::size_t characters = Step / sizeof(wchar_t);
-        __m128i strange = _mm_setzero_si128();
-        std::size_t i = 0;
-        for (; i + characters <= value.size(); i += characters) {
-            const __m128i eight = _mm_loadu_si128(reinterpret_cast<const __m128i*>(value.data() + i));
-            // Compared as numbers with a sign: the upper half of all characters is below the space.
-            strange = _mm_or_si128(strange, _mm_or_si128(_mm_cmplt_epi16(eight, _mm_set1_epi16(L' ')),
-                                                         _mm_or_si128(_mm_cmpgt_epi16(eight, _mm_set1_epi16(0x7E)),
-                                                                      _mm_cmpeq_epi16(eight, _mm_set1_epi16(L'%')))));
-            Store(i, _mm_packus_epi16(eight, eight));
-        }
-        if (_mm_movemask_epi8(strange) != 0)
-            return false;
-        for (; i < value.size(); ++i) {
-            if (!IsPlain(value[i]))
-                return false;
-            m_text[m_size + i] = static_cast<char>(value[i]);
-        }
-        m_size += value.size();
-        return true;
-    }
-
-    void Add(const std::string& text) {
-        Flush();
-        m_bytes += text;
-    }
-
-    void Flush() {
-        m_bytes.append(m_text, m_size);
-        m_size = 0;
-    }
-
-private:
-    static constexpr std::size_t LongestPiece = 1024;
-
-    void MakeRoom(std::size_t size) {
-        if (m_size + size > sizeof m_text - Step)
-            Flush();
-    }
-    void Store(std::size_t at, __m128i value) {
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(m_text + m_size + at), value);
-    }
-
-    std::string& m_bytes;
-    std::size_t m_size = 0;
-    char m_text[2 * LongestPiece];
-};
-
-/// A store's documents, thousands of them when a save is large, and written anew with each that comes.
-class CDocumentsText {
-public:
-    explicit CDocumentsText(int& depth) {
+    explicit CRecordForm(int depth) {
         const CFrame document = FrameOf(depth, Doc, false);
         ++depth;
         std::string before = document.before;
@@ -183,36 +122,28 @@ public:
             m_fields.emplace_back(&field, before + frame.before);
             before = std::move(frame.behind);
         }
-        --depth;
-        m_end.emplace(before + document.behind);
+        m_end = before + document.behind;
     }
 
     void Append(const CInternalSavedDocument& document, std::string& bytes) {
-        CPieces pieces(bytes);
         for (const auto& [field, before] : m_fields) {
-            pieces.Add(before);
+            bytes += before;
             field->read(document, m_value);
-            if (!pieces.AddPlain(m_value))
+            if (!AppendPlain(bytes, m_value))
                 // kept: the value itself is the format text of the print.
-                pieces.Add(ToFileBytes(FormatInfoFileValue(m_value)));
+                bytes += ToFileBytes(FormatInfoFileValue(m_value));
         }
-        pieces.Add(*m_end);
-        pieces.Flush();
+        bytes += m_end;
     }
 
 private:
-    std::vector<std::pair<const CInfoFileField*, CPieces::CPadded>> m_fields; ///< with what stands before its value
-    std::optional<CPieces::CPadded> m_end;
+    std::vector<std::pair<const CInfoFileField*, std::string>> m_fields; ///< with what stands before its value
+    std::string m_end;
     std::wstring m_value;
 };
 
-/// Moves what has been written so far to the file's bytes.
-void FlushText(std::wstring& text, std::string& bytes) {
-    bytes += ToFileBytes(std::exchange(text, {}));
-}
-
-/// What has been written when an exception comes is in both, the bytes first.
-void WriteRoot(const CDocumentStoreInfo& info, std::string& bytes, std::wstring& text) {
+/// What has been composed and is not in the file's text yet, when an exception comes, is in the other.
+void WriteRoot(const CDocumentStoreInfo& info, CInfoFileBytes& file, std::wstring& text) {
     text += L"<?xml version=\"1.0\" encoding=\"utf-8\"?>\n";
     const CInternalDocumentStore& store = *info.GetInternalDocumentStore();
     int depth = 0;
@@ -223,16 +154,11 @@ void WriteRoot(const CDocumentStoreInfo& info, std::string& bytes, std::wstring&
     if (const CStateChangeInstance* stateChange = info.GetStateChangeInstance())
         WriteStateChange(depth, *stateChange, text);
     CContext section(depth, InfoFileName(Docs), text);
-    FlushText(text, bytes);
-    const auto& documents = *store.GetSavedDocumentList();
-    CDocumentsText documentText(depth);
-    for (std::size_t i = 0; i < documents.size(); ++i) {
-        const std::size_t before = bytes.size();
-        documentText.Append(*documents[i], bytes);
-        // Those that follow are about as long, and a text of this size is better not moved.
-        if (i == 0)
-            bytes.reserve(before + (bytes.size() - before + 32) * documents.size());
-    }
+    file.Begin(ToFileBytes(std::exchange(text, {})));
+    CRecordForm form(depth);
+    file.SetRecords(*store.GetSavedDocumentList(), [&form](const CInternalSavedDocument& document, std::string& bytes) {
+        form.Append(document, bytes);
+    });
 }
 
 /// In one call of the system.
@@ -351,25 +277,30 @@ void CDocumentStoreXMLWriter::WriteInPlace(std::string_view bytes) {
 }
 
 void CDocumentStoreXMLWriter::WriteDocumentStore(CDocumentStoreInfo& info) {
+    CInfoFileBytes file;
+    WriteDocumentStore(info, file);
+}
+
+void CDocumentStoreXMLWriter::WriteDocumentStore(CDocumentStoreInfo& info, CInfoFileBytes& file) {
     if (!info.GetInternalDocumentStore())
         SanityCheckFailed(QUORLINE_HERE, L"Null pStore argument passed to WriteDocumentStore");
 
     // The text is complete, with the line ends that a text stream would make, before any file is touched.
     std::wstring text;
-    std::string bytes;
     std::exception_ptr failure;
     try {
-        WriteRoot(info, bytes, text);
+        WriteRoot(info, file, text);
+        file.End(ToFileBytes(text));
     } catch (const COSException&) {
         throw; // the record that is there is worth more than half of a new one
     } catch (const CMorvaneException&) {
         // kept: a state change that cannot be written down leaves the file written up to there.
+        file.Begin(ToFileBytes(text));
         failure = std::current_exception();
     }
-    FlushText(text, bytes);
     m_file.Reset();
-    if (!Replace(bytes))
-        WriteInPlace(bytes);
+    if (!Replace(file.GetBytes()))
+        WriteInPlace(file.GetBytes());
     if (failure)
         std::rethrow_exception(failure);
 }

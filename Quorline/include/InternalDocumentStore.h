@@ -24,6 +24,7 @@
 #include <string>
 #include <vector>
 
+class CInfoFileBytes;
 struct IDocumentStore;
 struct ISavedDocumentCollection;
 
@@ -144,5 +145,6 @@ private:
     Microsoft::WRL::ComPtr<IStateChangeInstance> m_stateChangeInstance;
     CNamesInUse m_namesInUse;
     std::wstring m_nameRefusal;
+    std::unique_ptr<CInfoFileBytes> m_infoFileBytes;                   ///< of the last file; null before it
     std::shared_ptr<const void> m_lifetime = std::make_shared<char>(); ///< each store's own, never copied
 };

@@ -7,6 +7,7 @@
 
 #include <windows.h>
 
+#include <cstdint>
 #include <string>
 
 struct ISavedDocument;
@@ -22,20 +23,20 @@ public:
     CInternalSavedDocument(const CInternalSavedDocument& other);
     CInternalSavedDocument& operator=(const CInternalSavedDocument& other);
 
-    void SetDocName(const std::wstring& name) { m_docName = name; }
+    void SetDocName(const std::wstring& name) { Change(m_docName, name); }
     void GetDocName(std::wstring& name) const { name = m_docName; }
 
-    void SetDocOriginalPath(const std::wstring& path) { m_docOriginalPath = path; }
+    void SetDocOriginalPath(const std::wstring& path) { Change(m_docOriginalPath, path); }
     void GetDocOriginalPath(std::wstring& path) const { path = m_docOriginalPath; }
 
     /// The saved copy inside the store directory.
-    void SetDocTempPath(const std::wstring& path) { m_docTempPath = path; }
+    void SetDocTempPath(const std::wstring& path) { Change(m_docTempPath, path); }
     void GetDocTempPath(std::wstring& path) const { path = m_docTempPath; }
 
-    void SetAppExeImageName(const std::wstring& name) { m_appExeImageName = name; }
+    void SetAppExeImageName(const std::wstring& name) { Change(m_appExeImageName, name); }
     void GetAppExeImageName(std::wstring& name) const { name = m_appExeImageName; }
 
-    void SetAppPath(const std::wstring& path) { m_appPath = path; }
+    void SetAppPath(const std::wstring& path) { Change(m_appPath, path); }
     void GetAppPath(std::wstring& path) const { path = m_appPath; }
 
     // These three live in the held script.
@@ -46,13 +47,20 @@ public:
     void SetRestoreScriptName(const std::wstring& name);
     void GetRestoreScriptName(std::wstring& name) const;
 
-    void SetStatus(TEMP_DOCUMENT_STATUS status) { m_status = status; }
+    void SetStatus(TEMP_DOCUMENT_STATUS status) { Change(m_status, status); }
     TEMP_DOCUMENT_STATUS GetStatus() const { return m_status; }
 
     /// Replaces the friendly name and both script names too.
-    void SetScript(const CDocumentScript& script) { m_script = script; }
-    CDocumentScript& GetScript() { return m_script; }
+    void SetScript(const CDocumentScript& script) { Change(m_script, script); }
+    /// Whoever has it may change the script at any time: the record has no revision from now on.
+    CDocumentScript& GetScript() {
+        m_lentScript = true;
+        return m_script;
+    }
     const CDocumentScript& GetScript() const { return m_script; }
+
+    /// Another number after each change, which no other record ever has; 0 when nobody can tell what has changed.
+    std::uint64_t GetRevision() const noexcept { return m_lentScript ? 0 : m_revision; }
 
     /// The image name takes no part, as in copies.
     bool operator==(const CInternalSavedDocument& other) const { return !(*this != other); }
@@ -68,6 +76,12 @@ public:
 private:
     void InitFrom(const CInternalSavedDocument& other);
 
+    static std::uint64_t NewRevision() noexcept;
+    template <class T> void Change(T& member, const T& value) {
+        m_revision = NewRevision(); // first: what fails may have changed something
+        member = value;
+    }
+
     std::wstring m_appExeImageName;
     std::wstring m_appPath;
     std::wstring m_docOriginalPath;
@@ -75,4 +89,6 @@ private:
     std::wstring m_docName;
     TEMP_DOCUMENT_STATUS m_status = TEMP_DOCUMENT_NOT_RECOVERED;
     CDocumentScript m_script;
+    std::uint64_t m_revision = NewRevision();
+    bool m_lentScript = false;
 };

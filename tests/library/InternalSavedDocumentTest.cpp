@@ -4,6 +4,9 @@
 
 #include "DocumentsFixture.h"
 
+#include <set>
+#include <utility>
+
 namespace {
 using Record = CInternalSavedDocument;
 
@@ -117,6 +120,47 @@ TEST_F(SavedDocumentTest, AnyOtherDifferenceMakesRecordsUnequal) {
     Record renamed = Filled();
     renamed.SetAppExeImageName(L"other");
     EXPECT_TRUE(renamed == Filled());
+}
+
+TEST_F(SavedDocumentTest, EachChangeMakesARevisionThatNoRecordHadBefore) {
+    const std::pair<const char*, void (*)(Record&)> rows[] = {
+        {"name", [](Record& record) { record.SetDocName(L"x"); }},
+        {"original path", [](Record& record) { record.SetDocOriginalPath(L"x"); }},
+        {"temp path", [](Record& record) { record.SetDocTempPath(L"x"); }},
+        {"image name", [](Record& record) { record.SetAppExeImageName(L"x"); }},
+        {"app path", [](Record& record) { record.SetAppPath(L"x"); }},
+        {"friendly name", [](Record& record) { record.SetAppFriendlyName(L"x"); }},
+        {"save script", [](Record& record) { record.SetSaveScriptName(L"x"); }},
+        {"restore script", [](Record& record) { record.SetRestoreScriptName(L"x"); }},
+        {"status", [](Record& record) { record.SetStatus(TEMP_DOCUMENT_RECOVERED); }},
+        {"script", [](Record& record) { record.SetScript({}); }},
+        {"assignment", [](Record& record) { record = Filled(); }},
+        {"object",
+         [](Record& record) {
+             CScriptDocument document = ScriptDocument();
+             record.InitFrom(&document);
+         }},
+    };
+    Record record;
+    std::set<std::uint64_t> revisions{0, record.GetRevision(), Record().GetRevision(), Record(record).GetRevision()};
+    EXPECT_EQ(revisions.size(), 4u);
+    for (const auto& [what, change] : rows) {
+        change(record);
+        EXPECT_TRUE(revisions.insert(record.GetRevision()).second) << what;
+        EXPECT_EQ(std::as_const(record).GetScript().GetText(), L"");
+        EXPECT_FALSE(revisions.insert(record.GetRevision()).second) << "reading after " << what;
+    }
+}
+
+TEST_F(SavedDocumentTest, ARecordThatLendsItsScriptHasNoRevisionAnyMore) {
+    Record record;
+    record.GetScript();
+    EXPECT_EQ(record.GetRevision(), 0u);
+    record.SetDocName(L"x");
+    EXPECT_EQ(record.GetRevision(), 0u);
+    record = Filled();
+    EXPECT_EQ(record.GetRevision(), 0u);
+    EXPECT_NE(Record(record).GetRevision(), 0u);
 }
 
 TEST_F(SavedDocumentTest, InitFromAnObjectTakesTheNamesOnly) {

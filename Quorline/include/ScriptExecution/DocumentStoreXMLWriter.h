@@ -16,6 +16,7 @@
 #include <string>
 #include <string_view>
 
+class CInfoFileBytes;
 class CInternalDocumentStore;
 class CStateChangeInstance;
 
@@ -64,6 +65,10 @@ public:
     };
 
 private:
+    friend class CInternalDocumentStore; // keeps the text of its last file
+
+    /// As above, making anew what has changed since the same text was written last.
+    void WriteDocumentStore(CDocumentStoreInfo& info, CInfoFileBytes& file);
     void Open();
     bool Replace(std::string_view bytes);
     void WriteInPlace(std::string_view bytes);
