@@ -132,6 +132,13 @@ TEST(DocumentScriptArray, ANullElementBecomesAnEmptyPattern) {
     EXPECT_EQ((CStrings{L""}), PatternsOf(script, PatternKinds[0]));
 }
 
+TEST(DocumentScriptArray, APatternKeepsTheZerosInIt) {
+    using namespace std::string_literals;
+    CDocumentScript script;
+    EXPECT_EQ(S_OK, script.SetExes(ArrayOf({L"a\0b"s}).get()));
+    EXPECT_EQ((CStrings{L"A\0B"s}), PatternsOf(script, PatternKinds[0]));
+}
+
 TEST(DocumentScriptArray, AnEmptyArrayMakesNoSet) {
     CScriptWithSets script;
     EXPECT_EQ(S_OK, script.SetExes(ArrayOf({}).get()));

@@ -94,7 +94,7 @@ TEST(Impersonation, AProcessOutOfReachIsRefusedAndTheNextOneWorks) {
     Impersonation().Unimpersonate();
 }
 
-TEST(Impersonation, ARefusedTokenIsClosed) {
+TEST(Impersonation, ARefusedTokenIsClosedAndDoesNotCount) {
     const DWORD before = HandlesInUse();
     {
         const CImportHook failing(
@@ -103,6 +103,8 @@ TEST(Impersonation, ARefusedTokenIsClosed) {
     }
     EXPECT_EQ(before, HandlesInUse());
     EXPECT_FALSE(IsThreadImpersonating());
+    EXPECT_TRUE(Impersonation().ImpersonateProcessOwner(GetCurrentProcess()));
+    Impersonation().Unimpersonate();
 }
 
 TEST(Impersonation, ReturningOnAThreadThatNeverImpersonatedDoesNothing) {
