@@ -146,10 +146,16 @@ TEST(ProtectedAppEnumerator, TheInteractiveDesktopIsUsedOnlyWhileWindowsAreListe
     OnNewThread([&] {
         const HWINSTA station = CreateWindowStationW(L"QuorlineEnumeratorTest", 0, WINSTA_ALL_ACCESS, nullptr);
         ASSERT_TRUE(SetProcessWindowStation(station));
+        const HDESK desktopBefore = GetThreadDesktop(GetCurrentThreadId());
+        const HDESK desktop = CreateDesktopW(L"QuorlineEnumeratorDesk", nullptr, nullptr, 0, GENERIC_ALL, nullptr);
+        ASSERT_TRUE(SetThreadDesktop(desktop));
         CDocumentScript script = ScriptForTitle(L"station");
         EXPECT_EQ(CIds{app.Id()}, script.GetProtectedProcIDs());
         EXPECT_EQ(station, GetProcessWindowStation());
+        EXPECT_EQ(desktop, GetThreadDesktop(GetCurrentThreadId()));
         EXPECT_TRUE(SetProcessWindowStation(stationBefore));
+        EXPECT_TRUE(SetThreadDesktop(desktopBefore));
+        EXPECT_TRUE(CloseDesktop(desktop));
         EXPECT_TRUE(CloseWindowStation(station));
     });
 }
