@@ -417,6 +417,20 @@ TEST_F(AsyncRunnerTest, AWorkerThatCannotEnterItsApartmentReturnsWithoutSignalli
                                        L"ScriptExecution/AsyncRunner.cpp; line ")));
 }
 
+TEST_F(AsyncRunnerTest, TheWorkerLeavesItsApartmentInTheEnd) {
+    std::thread([] {
+        CAsyncRunner runner;
+        CAsyncRunnerPeer::Started(runner) = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+        const CUniqueHandle finished(CreateEventW(nullptr, FALSE, FALSE, nullptr));
+        CAsyncRunnerPeer::Finished(runner) = finished.Get();
+        HRESULT inside = E_FAIL;
+        COperation operation([&] { inside = CComApartment(COINIT_MULTITHREADED).GetResult(); });
+        EXPECT_EQ(CAsyncRunnerPeer::RunThread(&operation, &runner), 0u);
+        EXPECT_EQ(inside, RPC_E_CHANGED_MODE);
+        EXPECT_EQ(CComApartment(COINIT_MULTITHREADED).GetResult(), S_OK);
+    }).join();
+}
+
 TEST_F(AsyncRunnerTest, ManyShortOperationsOneAfterAnother) {
     std::atomic<int> runs{0};
     COperation operation([&] { ++runs; });
