@@ -311,8 +311,11 @@ TEST_F(AsyncRunnerTest, SystemFailuresWhileStartingAreRaisedAndLeaveItIdle) {
         EXPECT_EQ(CAsyncRunnerPeer::Started(runner), nullptr);
     }
     CAsyncRunner runner;
-    const CImportHook hook(Self(), "CreateThread", &FailingCreateThread);
-    EXPECT_THAT(Refusal([&] { runner.Start(&operation); }), StartsWith(L"TalvinorGlobal: CreateThread. \""));
+    {
+        const CImportHook hook(Self(), "CreateThread", &FailingCreateThread);
+        EXPECT_THAT(Refusal([&] { runner.Start(&operation); }), StartsWith(L"TalvinorGlobal: CreateThread. \""));
+    }
+    EXPECT_EQ(CAsyncRunnerPeer::Started(runner), nullptr);
     runner.WaitForFinish();
 }
 
