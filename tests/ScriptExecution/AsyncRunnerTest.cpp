@@ -353,8 +353,9 @@ TEST_F(AsyncRunnerTest, EachRunLeavesTwoHandlesItsThreadAndItsFinishedEvent) {
     constexpr DWORD Runs = 50;
     for (DWORD i = 0; i < Runs; ++i)
         run();
-    // A lock that two threads happen to meet at takes one more, which it keeps.
-    EXPECT_EQ((HandlesAfterTheWorkers() - before) / Runs, 2u);
+    // Rounded: a lock that two threads happen to meet at takes one more, which it keeps, and the last thread of an
+    // earlier test gives its own back when it ends.
+    EXPECT_EQ((HandlesAfterTheWorkers() - before + Runs / 2) / Runs, 2u);
     EXPECT_EQ(m_diary.Get().size(), Runs + 1);
 }
 
