@@ -3,6 +3,7 @@
 #include "ScriptExecution/StateChangeInstance.h"
 
 #include "DocumentsFixture.h"
+#include "ImportHook.h"
 
 using testing::ElementsAre;
 
@@ -168,6 +169,24 @@ TEST_F(StateChangeTest, ProcessorStatesBecomeTypes) {
         instance.SetStateChangeType(static_cast<_ECPU_STATE>(state));
         EXPECT_EQ(instance.GetStateChangeType(), type) << state;
     }
+}
+
+namespace {
+void WINAPI SomeSystemTime(SYSTEMTIME* time) {
+    *time = {2024, 3, 4, 7, 17, 5, 9, 0};
+}
+} // namespace
+
+TEST_F(StateChangeTest, TheTimestampIsTheSystemsTimeWhateverTheZone) {
+    CStateChangeInstance instance = Filled(L"ann", 7, true, Standby);
+    const CImportHook hook(GetModuleHandleW(nullptr), "GetSystemTime", &SomeSystemTime);
+    instance.SetUTCTimestampToNow();
+    SYSTEMTIME time{};
+    const FILETIME timestamp = instance.GetUTCTimestamp();
+    ASSERT_TRUE(FileTimeToSystemTime(&timestamp, &time));
+    EXPECT_EQ(time.wYear, 2024);
+    EXPECT_EQ(time.wDay, 7);
+    EXPECT_EQ(time.wHour, 17);
 }
 
 TEST_F(StateChangeTest, SetTimestampToNowMovesOn) {
