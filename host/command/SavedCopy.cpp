@@ -50,9 +50,11 @@ bool IsLink(HANDLE object, const std::wstring& path, const std::wstring& parent,
 }
 
 bool IsOrdinaryFile(HANDLE file) {
-    BY_HANDLE_FILE_INFORMATION info{};
-    return GetFileType(file) == FILE_TYPE_DISK && GetFileInformationByHandle(file, &info) &&
-           (info.dwFileAttributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_DEVICE)) == 0;
+    // Of the file alone: who asks for all that is known of it asks for its volume as well, which may take longer.
+    FILE_BASIC_INFO info{};
+    return GetFileType(file) == FILE_TYPE_DISK &&
+           GetFileInformationByHandleEx(file, FileBasicInfo, &info, sizeof info) &&
+           (info.FileAttributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_DEVICE)) == 0;
 }
 } // namespace
 
