@@ -56,7 +56,7 @@ std::vector<CStoreEntry> ReadStores() {
 /// By name or by path, of the stores alone: all that is in it goes.
 std::vector<CStoreEntry> TakeNamed(const std::vector<std::wstring>& names) {
     std::vector<CStoreEntry> known = ReadStores();
-    std::ranges::move(FindStoresWithoutRecord(), std::back_inserter(known));
+    AddStoresWithoutRecord(known);
     std::vector<CStoreEntry> taken;
     for (const auto& name : names) {
         const auto found = std::ranges::find_if(known, [&](const CStoreEntry& store) {

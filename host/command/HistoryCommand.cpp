@@ -146,8 +146,7 @@ ExitCode RunHistory(bool asJson) {
     auto stores = ReadInOrder();
     PrintUnreadable(stores);
     const bool readable = std::ranges::all_of(stores, [](const CStoreEntry& store) { return store.info != nullptr; });
-    // Nothing says that they ever were stores.
-    std::ranges::move(FindStoresWithoutRecord(), std::back_inserter(stores));
+    AddStoresWithoutRecord(stores);
     if (asJson)
         PrintStoresJson(stores);
     else

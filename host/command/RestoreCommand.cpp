@@ -124,8 +124,7 @@ std::vector<CStoreEntry> ReadStores() {
     for (const auto& name : ListStores())
         stores.push_back(ReadStore(name));
     PrintUnreadable(stores);
-    // Nothing says that they ever were stores.
-    std::ranges::move(FindStoresWithoutRecord(), std::back_inserter(stores));
+    AddStoresWithoutRecord(stores);
     return stores;
 }
 

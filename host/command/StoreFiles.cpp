@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <iomanip>
 #include <optional>
+#include <set>
 #include <sstream>
 
 namespace {
@@ -58,12 +59,15 @@ std::vector<std::wstring> FindUnrecorded(const CStoreEntry& store) {
     return found;
 }
 
-std::vector<CStoreEntry> FindStoresWithoutRecord() {
-    std::vector<CStoreEntry> stores;
+void AddStoresWithoutRecord(std::vector<CStoreEntry>& stores) {
+    std::set<std::wstring> known;
+    for (const CStoreEntry& store : stores)
+        known.insert(store.name);
     std::error_code ignored;
     for (const auto& folder : std::filesystem::directory_iterator(StoresDirectory(), ignored)) {
-        // Nearly all have a record; systems that look through the whole folder for what is not there do so for few
-        // then.
+        if (known.contains(folder.path().filename().wstring()))
+            continue;
+        // A record first: systems that look through the whole folder for what is not there do so for few then.
         if (!folder.is_directory(ignored) || std::filesystem::exists(folder.path() / InfoFile, ignored) ||
             IsScratch(folder.path().wstring()))
             continue;
@@ -74,7 +78,6 @@ std::vector<CStoreEntry> FindStoresWithoutRecord() {
         if (!FindUnrecorded(store).empty())
             stores.push_back(std::move(store));
     }
-    return stores;
 }
 
 void PrintUnreadable(const std::vector<CStoreEntry>& stores) {

@@ -8,8 +8,9 @@
 /// Full paths of what lies in a store and is named by no record: a script wrote it by itself, or the record is lost.
 std::vector<std::wstring> FindUnrecorded(const CStoreEntry& store);
 
-/// The directories among the stores that hold something but no info file, as entries that cannot be read.
-std::vector<CStoreEntry> FindStoresWithoutRecord();
+/// Appends the directories among the stores that hold something but no info file, as entries that cannot be read:
+/// nothing says that they ever were stores. Nothing is asked about the stores that were read already.
+void AddStoresWithoutRecord(std::vector<CStoreEntry>& stores);
 
 /// Says, of each store whose record cannot be read, that and what to do about it.
 void PrintUnreadable(const std::vector<CStoreEntry>& stores);

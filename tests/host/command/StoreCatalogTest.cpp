@@ -1,4 +1,4 @@
-// Proves which stores there are, and that their records come back whole: StoreCatalog, SavedCopyNames.
+// Proves which stores there are, and that their records come back whole: StoreCatalog, StoreFiles, SavedCopyNames.
 
 #include "ChildProgram.h"
 #include "Console.h"
@@ -6,6 +6,7 @@
 #include "ExitCode.h"
 #include "InternalDocumentStore.h"
 #include "StoreCatalog.h"
+#include "StoreFiles.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -55,6 +56,26 @@ TEST_F(StoreCatalogTest, OnlyDirectoriesWithAnInfoFileAreStores) {
     std::filesystem::create_directories(m_documents.Base() / L"odd" / L"info.xml");
     std::ofstream(m_documents.Base() / L"file") << "x";
     EXPECT_THAT(ListStores(), ElementsAre(L"a", L"b"));
+}
+
+TEST_F(StoreCatalogTest, DirectoriesWithFilesButWithoutARecordFollowTheStoresThatWereRead) {
+    for (const wchar_t* store : {L"read", L"unread"}) {
+        PutInfo(store, "<DocStore></DocStore>");
+        std::ofstream(m_documents.Base() / store / L"Letter.txt") << "text";
+    }
+    std::filesystem::create_directories(m_documents.Base() / L"empty");
+    std::filesystem::create_directories(m_documents.Base() / L"lost");
+    std::ofstream(m_documents.Base() / L"lost" / L"Letter.txt") << "text";
+    std::vector<CStoreEntry> stores;
+    stores.push_back(ReadStore(L"read"));
+    // Read already, it is not asked about again.
+    std::filesystem::remove(m_documents.Base() / L"read" / L"info.xml");
+    AddStoresWithoutRecord(stores);
+    ASSERT_EQ(stores.size(), 2u);
+    EXPECT_NE(stores[0].info, nullptr);
+    EXPECT_EQ(stores[1].name, L"lost");
+    EXPECT_EQ(stores[1].problem, L"it has no info file");
+    EXPECT_EQ(stores[1].info, nullptr);
 }
 
 TEST_F(StoreCatalogTest, AnUnreadableStoreSaysWhyAndHidesNoOther) {
