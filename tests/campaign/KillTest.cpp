@@ -1,4 +1,5 @@
-// Save and restore, killed by another process at random moments. Whatever the moment:
+// Save and restore, killed by another process at random moments. Proves the library and the command as a whole.
+// Whatever the moment:
 //
 // - every store that has a record is listed, and none is malformed;
 // - every document whose script had finished writing it is restored by its own application's script;

@@ -1,6 +1,6 @@
 // Every imported function of the library that can fail is made to fail, call by call, through whole saves and restores:
-// an HRESULT, a veto or a line of the log, and never a crash, a hang, a leak or a record that was there before. The
-// work is done in another process, which a violation may end.
+// an HRESULT, a veto or a line of the log, and never a crash, a hang, a leak or the loss of a record that was there
+// before. The work is done in another process, which a violation may end. Proves the library as a whole.
 
 #include "CampaignFixture.h"
 #include "CountTable.h"

@@ -1,5 +1,5 @@
-// CInternalDocumentStore on disks that take no more: without room, without room for another file, and read-only. The
-// disks are the machine's own and small; full-disk.sh mounts them and names them to this program.
+// Proves InternalDocumentStore on disks that take no more: without room, without room for another file, and read-only.
+// The disks are the machine's own and small; full-disk.sh mounts them and names them to this program.
 
 #include "DiskFixture.h"
 

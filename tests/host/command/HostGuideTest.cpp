@@ -1,5 +1,5 @@
 // The C++ of the host's guide and of the front page: compiled as it stands there, and run with the real components.
-// What they leave to the host ("yours") is this file's.
+// What they leave to the host ("yours") is this file's. Proves docs and the library's public headers together.
 
 #include "CommandFixture.h"
 
