@@ -2,8 +2,10 @@
 
 #include "CommandFixture.h"
 
+#include "CertificateBuilder.h"
 #include "DeniedKey.h"
 #include "certificates/CertificateStore.h"
+#include "crypto/KeyContainer.h"
 
 #include <nlohmann/json.hpp>
 
@@ -144,6 +146,27 @@ TEST_F(TrustCommand, WhatTheMachineDoesNotKeepIsToldByANewProcess) {
         EXPECT_THAT(result.err, AllOf(StartsWith("quorline: this machine still trusts what is in '"), EndsWith(next)));
     }
     EXPECT_EQ(RunQuorline(L"distrust " + Quoted(L"dev.cer")).exitCode, 0u);
+}
+
+TEST_F(TrustCommand, ACertificateOfAServerIsNothingToTrust) {
+    const std::wstring container = L"Quorline Server " + std::to_wstring(GetCurrentProcessId());
+    {
+        const CUniqueProvider key = CreateRsaKey(container);
+        const CSigningKey signing(key.Get(), AT_SIGNATURE);
+        const CUniqueCertificate root =
+            BuildCertificate({L"CN=Somebody", HoursFromNow(-1), HoursFromNow(1), {}, true}, key.Get());
+        const CCertificateIssuer by{root.Get(), signing};
+        const CUniqueCertificate server = BuildCertificate(
+            {L"CN=Server", HoursFromNow(-1), HoursFromNow(1), {szOID_PKIX_KP_SERVER_AUTH}}, key.Get(), &by);
+        const CBytesView bytes = EncodedBytes(server.Get());
+        Put(L"server.cer", std::string(bytes.begin(), bytes.end()));
+    }
+    DeleteRsaKey(container);
+    const CProgramResult result = RunQuorline(L"trust " + Quoted(L"server.cer"));
+    EXPECT_EQ(result.exitCode, 1u) << result.out;
+    EXPECT_EQ(result.err,
+              "quorline: CN=Server: neither a root nor for code signing, nothing to trust; name the file of a "
+              "root, or of a certificate that signs scripts\r\n");
 }
 
 TEST_F(TrustCommand, AFileWithoutCertificatesIsNamed) {
