@@ -49,6 +49,16 @@ TEST_F(StoreCatalogTest, WithoutTheFolderThereAreNoStores) {
     EXPECT_THAT(ListStores(), IsEmpty());
 }
 
+TEST_F(StoreCatalogTest, OfARecordThatCannotBeMendedTheFilesOwnMistakeIsTold) {
+    const std::wstring name = Reserve(L"R&D");
+    const std::string bytes = ReadInfoFile(ReadStore(name).InfoPath());
+    PutInfo(name, bytes + "<Behind/>");
+    const CStoreEntry store = ReadStore(name);
+    EXPECT_FALSE(store.info);
+    const auto line = std::count(bytes.begin(), bytes.begin() + bytes.find('&'), '\n') + 1;
+    EXPECT_THAT(ToUtf8(store.problem), HasSubstr("line " + std::to_string(line) + ":"));
+}
+
 TEST_F(StoreCatalogTest, OnlyDirectoriesWithAnInfoFileAreStores) {
     PutInfo(L"b", "");
     PutInfo(L"a", "");

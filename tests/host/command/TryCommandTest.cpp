@@ -19,6 +19,13 @@ protected:
     CProgramResult Try(const std::wstring& script, const std::wstring& options = L"") {
         return RunQuorline(L"try " + Quoted(script) + L" --process QlTried.exe " + options);
     }
+    /// What trials have made for themselves and not taken away.
+    static std::size_t CountScratchFolders() {
+        std::filesystem::directory_iterator entries(std::filesystem::temp_directory_path());
+        return static_cast<std::size_t>(std::ranges::count_if(entries, [](const auto& entry) {
+            return entry.path().filename().wstring().starts_with(L"quorline-try-");
+        }));
+    }
     std::wstring ExePath() const { return m_folder.Path() + L"\\QlTried.exe"; }
     std::string Process() const { return std::to_string(m_running.Id()); }
 
@@ -66,6 +73,7 @@ TalvinorDocumentStore.GetNew "Forgotten", "", ".txt"
 
 TEST_F(TryTest, ASaveScriptRunsWithItsLinesLiveAndItsDocumentsToldAndNothingStays) {
     PutSigned(L"save.vbs", SaveLetter);
+    const std::size_t scratchFolders = CountScratchFolders();
     const CProgramResult result = Try(L"save.vbs");
     EXPECT_EQ(result.exitCode, 5u) << result.out << result.err;
     EXPECT_THAT(result.out, HasSubstr("protected  QlTried.exe, process " + Process() + ", "));
@@ -75,6 +83,7 @@ TEST_F(TryTest, ASaveScriptRunsWithItsLinesLiveAndItsDocumentsToldAndNothingStay
     EXPECT_THAT(result.out, HasSubstr("\\Forgotten.txt\r\n"));
     EXPECT_THAT(Stored(L".txt"), IsEmpty());
     EXPECT_THAT(Stored(L"info.xml"), IsEmpty());
+    EXPECT_EQ(CountScratchFolders(), scratchFolders);
 }
 
 TEST_F(TryTest, WhatIsKeptLiesApartFromTheStores) {
