@@ -117,15 +117,42 @@ public:
     CDocumentsFolder documents;
 };
 
-void HistoryOfStores(benchmark::State& state) {
+template <class Bare> void HistoryBeside(benchmark::State& state, double goal, Bare bare) {
     const CManyStores& stores = FixtureOf<CManyStores>(state.range(0));
-    CContest(state, 3).Run(
-        [&] { RequireSuccess(state, RunProgram(QuorlineCommand(L"history"))); },
-        [&] { RequireSuccess(state, RunProgram(L"cmd /c dir \"" + stores.documents.Base().wstring() + L"\"")); });
+    CContest(state, goal)
+        .Run([&] { RequireSuccess(state, RunProgram(QuorlineCommand(L"history"))); },
+             [&] {
+                 const std::filesystem::path base = stores.documents.Base();
+                 RequireSuccess(state, RunProgram(L"cmd /c dir \"" + base.wstring() + L"\""));
+                 bare(base);
+             });
+}
+
+void HistoryOfStores(benchmark::State& state) {
+    HistoryBeside(state, 3, [](const std::filesystem::path&) {});
+}
+
+/// What no history can do without: each store's files listed, its record read, its saved copy looked at.
+void HistoryOfStoresRead(benchmark::State& state) {
+    HistoryBeside(state, 0, [](const std::filesystem::path& base) {
+        for (const auto& store : std::filesystem::directory_iterator(base))
+            for (const auto& file : std::filesystem::directory_iterator(store.path())) {
+                const CUniqueHandle opened(CreateFileW(file.path().c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                                       OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+                char bytes[4096];
+                DWORD size = 0;
+                benchmark::DoNotOptimize(ReadFile(opened.Get(), bytes, sizeof bytes, &size, nullptr));
+            }
+    });
 }
 
 BENCHMARK(HistoryOfStores)
     ->Name("quorline history, stores|cmd /c dir of the folder")
+    ->Iterations(1)
+    ->Arg(200)
+    ->Arg(2000);
+BENCHMARK(HistoryOfStoresRead)
+    ->Name("quorline history, stores|dir, and the files of each store listed and read")
     ->Iterations(1)
     ->Arg(200)
     ->Arg(2000);
