@@ -8,6 +8,8 @@
 #include "Processes.h"
 #include "RunningApp.h"
 #include "SaveTurn.h"
+#include "SaveWork.h"
+#include "WorkerCommand.h"
 #include "WorkerProcess.h"
 
 #include <nlohmann/json.hpp>
@@ -279,6 +281,35 @@ BOOL WINAPI ObservedCreateProcess(LPCWSTR program, LPWSTR commandLine, LPSECURIT
     return SystemCreateProcess(program, commandLine, process, thread, inherit, flags, environment, directory, startup,
                                started);
 }
+
+/// A worker that belongs to no job, whose events nobody reads.
+class CBareWorker {
+public:
+    CBareWorker() {
+        SECURITY_ATTRIBUTES inherited{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
+        CUniqueHandle end;
+        EXPECT_TRUE(CreatePipe(end.Put(), m_request.Put(), &inherited, 0));
+        SetHandleInformation(m_request.Get(), HANDLE_FLAG_INHERIT, 0);
+        STARTUPINFOW startup{};
+        startup.dwFlags = STARTF_USESTDHANDLES;
+        startup.hStdInput = end.Get();
+        PROCESS_INFORMATION started{};
+        EXPECT_TRUE(StartProcess(nullptr, QuorlineCommand(L"worker 0"), nullptr, true, startup, started));
+        m_process.Reset(started.hProcess);
+        const CUniqueHandle thread(started.hThread);
+    }
+
+    HANDLE Process() const { return m_process.Get(); }
+    void Ask(const std::string& line) const {
+        DWORD written = 0;
+        EXPECT_TRUE(WriteFile(m_request.Get(), line.data(), static_cast<DWORD>(line.size()), &written, nullptr));
+    }
+    void CloseRequest() { m_request.Reset(); }
+
+private:
+    CUniqueHandle m_request;
+    CUniqueHandle m_process;
+};
 } // namespace
 
 TEST_F(WorkerTest, AWorkerWhoseStarterIsGoneBeforeItsRequestEndsByItself) {
@@ -286,17 +317,18 @@ TEST_F(WorkerTest, AWorkerWhoseStarterIsGoneBeforeItsRequestEndsByItself) {
     CWorkerProcess(json::object(), ProgramFolder() + L"\\quorline.exe").Run({}, {});
     EXPECT_EQ(g_creationFlags & CREATE_SUSPENDED, 0u) << "nobody would wake it";
 
-    SECURITY_ATTRIBUTES inherited{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
-    CUniqueHandle end;
-    CUniqueHandle pipe;
-    ASSERT_TRUE(CreatePipe(end.Put(), pipe.Put(), &inherited, 0));
-    pipe.Reset();
-    STARTUPINFOW startup{};
-    startup.dwFlags = STARTF_USESTDHANDLES;
-    startup.hStdInput = end.Get();
-    PROCESS_INFORMATION started{};
-    ASSERT_TRUE(StartProcess(nullptr, QuorlineCommand(L"worker 0"), nullptr, true, startup, started));
-    const CUniqueHandle process(started.hProcess);
-    const CUniqueHandle thread(started.hThread);
-    EXPECT_EQ(WaitForSingleObject(process.Get(), 60'000), WAIT_OBJECT_0);
+    CBareWorker worker;
+    worker.CloseRequest();
+    EXPECT_EQ(WaitForSingleObject(worker.Process(), 60'000), WAIT_OBJECT_0);
+}
+
+TEST_F(WorkerTest, AWorkerEndsWithItsRequestsPipeWhateverItsScriptDoes) {
+    PutAppSavedBy(Hang(Path(L"hanging")));
+    CBareWorker worker;
+    worker.Ask(MakeOrder("save", ToJson(CSaveRequest{.state = L"hibernate", .appsFile = Path(L"apps.json")})).dump() +
+               "\n");
+    ASSERT_TRUE(WaitForFile(Path(L"hanging")));
+    EXPECT_EQ(WaitForSingleObject(worker.Process(), 0), static_cast<DWORD>(WAIT_TIMEOUT));
+    worker.CloseRequest();
+    EXPECT_EQ(WaitForSingleObject(worker.Process(), 60'000), WAIT_OBJECT_0);
 }
