@@ -38,7 +38,8 @@ CSignedDataParts::CSignedDataParts(CBytesView bytes) {
 CBytes CSignedDataParts::Join() const {
     const CBytes signer = DerSequence(
         {signerVersion, signerName, signerDigest, signedAttributes, signatureAlgorithm, signature, unsignedAttributes});
-    const CBytes data = DerSequence({version, digests, content, certificates, DerElement(DerTag::Set, {signer})});
+    const CBytes signers = DerElement(DerTag::Set, {signer, otherSigner});
+    const CBytes data = DerSequence({version, digests, content, certificates, signers});
     return DerSequence({DerOid(szOID_RSA_signedData), DerElement(DerTag::Context(0), {data})});
 }
 

@@ -12,6 +12,8 @@ struct CSignedDataParts {
     CBytes version, digests, content, certificates;
     /// The fields of the only signer.
     CBytes signerVersion, signerName, signerDigest, signedAttributes, signatureAlgorithm, signature, unsignedAttributes;
+    /// A second one, which no signature has.
+    CBytes otherSigner;
 
     explicit CSignedDataParts(CBytesView bytes);
     CBytes Join() const;

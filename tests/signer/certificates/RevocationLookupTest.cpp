@@ -5,6 +5,7 @@
 #include "SilentServer.h"
 #include "TempFolder.h"
 #include "TestAuthority.h"
+#include "certificates/RevocationLookup.h"
 
 #include <gtest/gtest.h>
 
@@ -39,10 +40,10 @@ std::string UrlOf(const std::wstring& path) {
     return url;
 }
 
-std::wstring ReasonAgainst(PCCERT_CONTEXT certificate) {
+std::wstring ReasonAgainst(PCCERT_CONTEXT certificate, std::initializer_list<PCCERT_CONTEXT> above = {}) {
     const CStoredCertificate trusted(L"TrustedPublisher", certificate);
-    const CVerification verification =
-        CScriptVerifier().VerifyText(ScriptKind::VBScript, SignWith(certificate, L"x = 1\r\n"));
+    const CVerification verification = CScriptVerifier().VerifyText(
+        ScriptKind::VBScript, SignWith(certificate, L"x = 1\r\n", ScriptKind::VBScript, above));
     return verification.accepted ? L"accepted" : verification.reason;
 }
 
@@ -53,6 +54,18 @@ TEST(Revocation, ACertificateOnAReachableListIsRefused) {
     const CUniqueCertificate revoked = Authority().Issue(request);
     folder.Write(L"revoked.crl", RevocationList(revoked.Get()));
     EXPECT_EQ(L"the certificate was revoked", ReasonAgainst(revoked.Get()));
+}
+
+TEST(Revocation, SoIsOneBelowAnAuthorityOnAReachableList) {
+    const CTempFolder folder;
+    CCertificateRequest request{L"CN=Revoked Middle", HoursFromNow(-1), HoursFromNow(100), {}, true};
+    request.revocationListUrl = UrlOf(folder.Path(L"authorities.crl"));
+    const CUniqueCertificate middle = Authority().IssueAuthority(request, Authority().PublisherProvider());
+    const CUniqueCertificate leaf =
+        Authority().IssueUnder(middle.Get(), Authority().PublisherKey(), CodeSigningRequest(L"CN=Below"));
+    EXPECT_EQ(L"accepted", ReasonAgainst(leaf.Get(), {middle.Get()}));
+    folder.Write(L"authorities.crl", RevocationList(middle.Get()));
+    EXPECT_EQ(L"the certificate was revoked", ReasonAgainst(leaf.Get(), {middle.Get()}));
 }
 
 TEST(Revocation, ACertificateThatTheListDoesNotNameIsAccepted) {
@@ -90,6 +103,22 @@ TEST(Revocation, AServerThatStaysSilentHoldsOneVerificationUpForFiveSecondsAndNo
     EXPECT_TRUE(server.WasAsked());
     EXPECT_LT(SecondsOf(verify), 4);
     EXPECT_FALSE(server.WasAsked());
+}
+
+TEST(Revocation, OnceALateAnswerHasComeTheListsAreAskedForAgain) {
+    CSilentServer server;
+    CUniqueCertificate certificate;
+    SignedWithListAt(server.Url(), certificate);
+    const CUniqueStore none(CertOpenStore(CERT_STORE_PROV_MEMORY, 0, 0, 0, nullptr));
+    const CChainDemand demand{szOID_PKIX_KP_CODE_SIGNING, HoursFromNow(0), none.Get(), {}};
+    EXPECT_FALSE(AskRevocationLists(certificate.Get(), demand));
+    EXPECT_FALSE(AskRevocationLists(certificate.Get(), demand)) << "one question at a time";
+    server.HangUp();
+    const ULONGLONG end = GetTickCount64() + 60'000;
+    bool answered = false;
+    while (!answered && GetTickCount64() < end)
+        answered = AskRevocationLists(certificate.Get(), demand).has_value();
+    EXPECT_TRUE(answered);
 }
 
 /// Runs a program beside this one to its end; returns its exit code, or STILL_ACTIVE when it takes longer.

@@ -194,6 +194,9 @@ TEST(Pfx, TheUsersOwnKeysStayAsTheyAre) {
     EXPECT_TRUE(values == UserValues());
     // Reading the keys writes them anew.
     EXPECT_EQ(keys, CDefaultContainer::Keys());
+    const std::wstring standIn = L"Software\\Morvane.signing-" + std::to_wstring(GetCurrentProcessId());
+    CUniqueRegKey key;
+    EXPECT_EQ(ERROR_FILE_NOT_FOUND, RegOpenKeyExW(HKEY_CURRENT_USER, standIn.c_str(), 0, KEY_READ, key.Put()));
 }
 
 TEST(Pfx, WithoutADefaultContainerThereIsNoneAfterwards) {

@@ -102,6 +102,7 @@ TEST(SignatureBlock, AnythingButOneWholeBlockAtTheEndIsRefused) {
         {replaced(line, L"x = 2\r\n" + line), damaged},
         {replaced(line, L"'' SIG '' \r\n" + line), lengths},
         {replaced(line, L"'' SIG '' AAAA\r\n" + line), lengths},
+        {replaced(L"'' SIG '' AA==", L"'' SIG '' AAAA\r\n'' SIG '' AA=="), lengths},
         {replaced(L"AA==", L"AAA"), base64},
         {replaced(L"AA==", L"A==="), base64},
         {replaced(L"AA==", L"AB=="), base64},

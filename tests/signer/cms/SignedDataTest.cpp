@@ -37,6 +37,8 @@ TEST(SignedData, WhatTheSignatureDoesNotCoverMustBeAsItIs) {
          orphan.Get(), L"a certificate in the signature block is not genuine: 'CN=Orphan'"},
         {"no certificate", [](Parts& parts, PCCERT_CONTEXT) { parts.certificates = DerSetOf({}, DerTag::Context(0)); },
          nullptr, L"the signer's certificate is missing"},
+        {"another signer", [](Parts& parts, PCCERT_CONTEXT) { parts.otherSigner = DerSequence({DerInteger(1)}); },
+         nullptr, L"there is more than one signer"},
         {"another version", [](Parts& parts, PCCERT_CONTEXT) { parts.version = DerInteger(3); }, nullptr,
          L"the signature is of an unknown version"},
         {"another signer's version", [](Parts& parts, PCCERT_CONTEXT) { parts.signerVersion = DerInteger(3); }, nullptr,
