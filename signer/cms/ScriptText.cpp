@@ -10,8 +10,9 @@
 #include <optional>
 
 ScriptKind ScriptKindOf(std::wstring_view name) {
-    const std::size_t dot = name.find_last_of(L"./\\");
-    const std::wstring extension(dot == std::wstring_view::npos || name[dot] != L'.' ? L"" : name.substr(dot));
+    // A dot in a folder's name leads to nothing that is known either.
+    const std::size_t dot = name.rfind(L'.');
+    const std::wstring extension(dot == std::wstring_view::npos ? L"" : name.substr(dot));
     if (SameText(extension, L".vbs"))
         return ScriptKind::VBScript;
     if (SameText(extension, L".js"))
