@@ -79,6 +79,19 @@ TEST(SignerCommands, AFileWithoutCertificatesIsNamed) {
         EXPECT_EQ(L"'" + path + L"' is no certificate", ErrorOf([&] { ReadCertificates(path); }));
 }
 
+TEST(SignerCommands, EveryCertificateOfAFileIsReadInItsOrder) {
+    const CTempFolder folder;
+    const CUniqueCertificate other = Authority().Issue(CodeSigningRequest(L"CN=Other"));
+    const PCCERT_CONTEXT expected[] = {Authority().Publisher(), other.Get(), Authority().Root()};
+    std::string pem = "# three\n";
+    for (const PCCERT_CONTEXT certificate : expected)
+        pem += Pem(certificate) + "in between\n";
+    const std::vector<CUniqueCertificate> read = ReadCertificates(folder.Write(L"three.pem", pem));
+    ASSERT_EQ(read.size(), std::size(expected));
+    for (std::size_t i = 0; i < read.size(); ++i)
+        EXPECT_EQ(ThumbprintOf(read[i].Get()), ThumbprintOf(expected[i]));
+}
+
 /// Takes a certificate out of a store at the end.
 class CTakenOut {
 public:
