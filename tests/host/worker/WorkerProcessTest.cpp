@@ -322,6 +322,26 @@ TEST_F(WorkerTest, AWorkerWhoseStarterIsGoneBeforeItsRequestEndsByItself) {
     EXPECT_EQ(WaitForSingleObject(worker.Process(), 60'000), WAIT_OBJECT_0);
 }
 
+TEST_F(WorkerTest, WhatAWorkerSaidBeforeItWasEndedIsHeard) {
+    PutAppSavedBy(SaveTwo + Hang(Path(L"hanging")));
+    CWorkerProcess worker(
+        MakeOrder("save", ToJson(CSaveRequest{.state = L"hibernate", .appsFile = Path(L"apps.json")})),
+        ProgramFolder() + L"\\quorline.exe");
+    CWorkerLimits limits{.step = std::chrono::minutes(5)};
+    std::size_t reserved = 0;
+    CWorkerWatch watch;
+    watch.onEvent = [&](const CWorkerEvent& event) {
+        if (std::holds_alternative<CScriptStartedEvent>(event)) {
+            // Nobody listens before the script has said all that it has to say, and then its time is over.
+            EXPECT_TRUE(WaitForFile(Path(L"hanging")));
+            limits.step = {};
+        }
+        reserved += std::holds_alternative<CDocumentReservedEvent>(event) ? 1 : 0;
+    };
+    EXPECT_EQ(worker.Run(limits, watch).kind, CWorkerEnd::Kind::StepLimit);
+    EXPECT_EQ(reserved, 2u);
+}
+
 TEST_F(WorkerTest, AWorkerEndsWithItsRequestsPipeWhateverItsScriptDoes) {
     PutAppSavedBy(Hang(Path(L"hanging")));
     CBareWorker worker;
