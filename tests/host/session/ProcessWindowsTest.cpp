@@ -183,6 +183,17 @@ TEST_F(TheWindows, SayWhatTheyAre) {
     }
 }
 
+TEST_F(TheWindows, AnEditControlThatNobodySeesIsNotTheirText) {
+    const auto window = WindowOf(process);
+    long handle = 0;
+    ASSERT_EQ(window->get_Handle(&handle), S_OK);
+    const HWND edit = CreateWindowExW(0, L"Edit", L"out of sight", WS_CHILD, 0, 0, 10, 10,
+                                      static_cast<HWND>(LongToHandle(handle)), nullptr, nullptr, nullptr);
+    ASSERT_TRUE(edit);
+    EXPECT_EQ(TextOf(window.p, &IProcessWindow::get_Text), TextOf(window.p, &IProcessWindow::get_Title));
+    DestroyWindow(edit);
+}
+
 TEST_F(TheWindows, StayOfTheMomentTheyWereAskedFor) {
     const auto windows = WindowsOf(process);
     const auto window = WindowOf(process);
