@@ -203,7 +203,8 @@ class Trial:
         area = [self.tests[name] for name in entry.tests]
         others = [test for test in self.tests.values() if test not in area and test.has_part(entry.path)]
         others.sort(key=lambda test: self.known["seconds"].get(test.name, 60))
-        first = [] if state == "survived its area" else area
+        # Tests that were written since may see what survived.
+        first = [] if state == "survived its area" and not self.arguments.again else area
         rest = [] if self.arguments.area else others
         self.limit_of = {test.name: self.limit(test) for test in first + rest}
 
