@@ -81,8 +81,8 @@ void ExamineFolder(Findings& findings, const std::wstring& folder) {
 void ExamineDocuments(Findings& findings) {
     try {
         ExamineFolder(findings, FolderOf(StoresDirectory()));
-        for (const auto& name : ListStores())
-            if (const CStoreEntry store = ReadStore(name); !store.info)
+        for (const CStoreEntry& store : ReadStores())
+            if (!store.info)
                 findings.push_back({L"the store " + store.directory, L"cannot be read: " + store.problem,
                                     L"mend its info.xml, or 'quorline forget' it"});
     } catch (const std::exception& error) {

@@ -26,12 +26,12 @@ struct CForgetRequest {
 };
 
 /// Why a store may still be needed; empty when it is not.
-std::wstring WhyNeeded(const CStoreEntry& store) {
+std::wstring WhyNeeded(const CSavedCopies& copies, const CStoreEntry& store) {
     if (!store.info)
         return L"its documents are not known: " + store.problem;
     for (const auto* document : store.Documents())
         if (document->GetStatus() != TEMP_DOCUMENT_RECOVERED &&
-            ExamineCopyOf(store, *document).kind != CSavedCopyAnswer::Kind::Missing) {
+            ExamineCopyOf(copies, store, *document).kind != CSavedCopyAnswer::Kind::Missing) {
             std::wstring copy;
             document->GetDocTempPath(copy);
             return L"'" + copy + L"' was not restored yet";
@@ -44,13 +44,6 @@ bool IsOlderThan(const CStoreEntry& store, unsigned days) {
     std::error_code failed;
     const auto written = std::filesystem::last_write_time(store.InfoPath(), failed);
     return !failed && std::filesystem::file_time_type::clock::now() - written >= std::chrono::hours(24) * days;
-}
-
-std::vector<CStoreEntry> ReadStores() {
-    std::vector<CStoreEntry> stores;
-    for (const auto& name : ListStores())
-        stores.push_back(ReadStore(name));
-    return stores;
 }
 
 /// By name or by path, of the stores alone: all that is in it goes.
@@ -72,9 +65,9 @@ std::vector<CStoreEntry> TakeNamed(const std::vector<std::wstring>& names) {
 }
 
 /// Nothing goes when one of them may not.
-void RequireUnneeded(const std::vector<CStoreEntry>& stores) {
+void RequireUnneeded(const CSavedCopies& copies, const std::vector<CStoreEntry>& stores) {
     for (const auto& store : stores)
-        if (const std::wstring why = WhyNeeded(store); !why.empty())
+        if (const std::wstring why = WhyNeeded(copies, store); !why.empty())
             throw CCommandError(ExitCode::BadInput, L"the store '" + store.name + L"' may be needed, " + why +
                                                         L"; nothing was deleted. Restore it first, or give --yes.");
 }
@@ -121,12 +114,12 @@ private:
 };
 
 /// Those whose documents were all restored; says of the others that are old enough why they stay.
-std::vector<CStoreEntry> TakeRecovered(unsigned olderThanDays, CForgetReport& report) {
+std::vector<CStoreEntry> TakeRecovered(const CSavedCopies& copies, unsigned olderThanDays, CForgetReport& report) {
     std::vector<CStoreEntry> taken;
     for (CStoreEntry& store : ReadStores()) {
         if (!IsOlderThan(store, olderThanDays))
             continue;
-        if (const std::wstring why = WhyNeeded(store); why.empty()) {
+        if (const std::wstring why = WhyNeeded(copies, store); why.empty()) {
             taken.push_back(std::move(store));
         } else {
             PrintLine(L"kept       " + store.directory + L": " + why);
@@ -144,9 +137,11 @@ ExitCode RunForget(const CForgetRequest& request, bool asJson) {
     // A store that is being filled looks like one whose copies are gone.
     const CSaveTurn turn([] { PrintLine(L"waiting    a save of this user is running"); });
     CForgetReport report;
-    const auto stores = request.recovered ? TakeRecovered(request.olderThanDays, report) : TakeNamed(request.stores);
+    const CSavedCopies copies(StoresDirectory());
+    const auto stores =
+        request.recovered ? TakeRecovered(copies, request.olderThanDays, report) : TakeNamed(request.stores);
     if (!request.yes)
-        RequireUnneeded(stores);
+        RequireUnneeded(copies, stores);
     if (!request.permanently && !stores.empty())
         RequireRecycleBin();
     ExitCode code = ExitCode::Done;

@@ -1,7 +1,6 @@
 #include "Commands.h"
 #include "Components.h"
 #include "Console.h"
-#include "InternalDocumentStore.h"
 #include "InternalSavedDocument.h"
 #include "ScriptExecution/InfoFileFields.h"
 #include "JsonText.h"
@@ -26,10 +25,7 @@ std::wstring Text(const CInternalSavedDocument* document, void (CInternalSavedDo
 
 /// Unrecovered documents and the stores that hold some come first; otherwise the order stays.
 std::vector<CStoreEntry> ReadInOrder() {
-    std::vector<CStoreEntry> stores;
-    const CInternalDocumentStore::CBaseDirectoryScope inOneFolder;
-    for (const auto& name : ListStores())
-        stores.push_back(ReadStore(name));
+    std::vector<CStoreEntry> stores = ReadStores();
     std::stable_partition(stores.begin(), stores.end(), [](const CStoreEntry& store) {
         const auto documents = store.Documents();
         return !std::all_of(documents.begin(), documents.end(), IsRecovered);
@@ -53,19 +49,20 @@ constexpr std::pair<InfoFileElement, const char*> JsonNames[] = {{InfoFileElemen
                                                                  {InfoFileElement::SaveScript, "saveScript"},
                                                                  {InfoFileElement::RestoreScript, "restoreScript"}};
 
-ordered_json DocumentJson(const CStoreEntry& store, const CInternalSavedDocument* document) {
+ordered_json DocumentJson(const CSavedCopies& copies, const CStoreEntry& store,
+                          const CInternalSavedDocument* document) {
     ordered_json json;
     for (const auto& [element, name] : JsonNames)
         json[name] = ToUtf8(std::ranges::find(GetInfoFileFields(), element, &CInfoFileField::element)->get(*document));
     json["recovered"] = IsRecovered(document);
-    const CSavedCopyAnswer copy = ExamineCopyOf(store, *document);
+    const CSavedCopyAnswer copy = ExamineCopyOf(copies, store, *document);
     json["missing"] = copy.kind == CSavedCopyAnswer::Kind::Missing;
     if (copy.kind == CSavedCopyAnswer::Kind::Refused)
         json["problem"] = ToUtf8(copy.reason);
     return json;
 }
 
-ordered_json StoreJson(const CStoreEntry& store) {
+ordered_json StoreJson(const CSavedCopies& copies, const CStoreEntry& store) {
     ordered_json json{{"name", ToUtf8(store.name)},
                       {"directory", ToUtf8(store.directory)},
                       {"time", ToUtf8(TimeOf(store))},
@@ -73,7 +70,7 @@ ordered_json StoreJson(const CStoreEntry& store) {
     if (store.info) {
         json["documents"] = ordered_json::array();
         for (const auto* document : DocumentsInOrder(store))
-            json["documents"].push_back(DocumentJson(store, document));
+            json["documents"].push_back(DocumentJson(copies, store, document));
     } else {
         json["problem"] = ToUtf8(store.problem);
     }
@@ -84,15 +81,17 @@ ordered_json StoreJson(const CStoreEntry& store) {
 }
 
 void PrintStoresJson(const std::vector<CStoreEntry>& stores) {
+    const CSavedCopies copies(StoresDirectory());
     ordered_json list = ordered_json::array();
     for (const auto& store : stores)
-        list.push_back(StoreJson(store));
+        list.push_back(StoreJson(copies, store));
     PrintJson({{"stores", std::move(list)}});
 }
 
-void AddDocument(const CStoreEntry& store, const CInternalSavedDocument* document, std::vector<std::wstring>& lines) {
+void AddDocument(const CSavedCopies& copies, const CStoreEntry& store, const CInternalSavedDocument* document,
+                 std::vector<std::wstring>& lines) {
     const auto note = [&lines](const std::wstring& text) { lines.push_back(L"               " + text); };
-    const CSavedCopyAnswer copy = ExamineCopyOf(store, *document);
+    const CSavedCopyAnswer copy = ExamineCopyOf(copies, store, *document);
     const bool isMissing = copy.kind == CSavedCopyAnswer::Kind::Missing;
     lines.push_back((IsRecovered(document) ? L"  recovered    "
                      : isMissing           ? L"  missing      "
@@ -124,21 +123,24 @@ std::wstring DescribeChange(const CStoreEntry& store) {
 }
 
 void PrintTable(const std::vector<CStoreEntry>& stores) {
+    const CSavedCopies copies(StoresDirectory());
     std::size_t unrecovered = 0;
+    std::vector<std::wstring> lines;
     for (const auto& store : stores) {
-        std::vector<std::wstring> lines{store.name + L"  " + DescribeChange(store)};
+        lines.push_back(store.name + L"  " + DescribeChange(store));
         if (!store.info)
             lines.push_back(L"  unreadable   " + store.problem);
         for (const auto* document : DocumentsInOrder(store)) {
             unrecovered += IsRecovered(document) ? 0 : 1;
-            AddDocument(store, document, lines);
+            AddDocument(copies, store, document, lines);
         }
         for (const auto& path : FindUnrecorded(store))
             lines.push_back(L"  unrecorded   " + path);
-        PrintTogether(lines);
     }
-    PrintLine(std::to_wstring(unrecovered) + (unrecovered == 1 ? L" unrecovered document" : L" unrecovered documents") +
-              L" in " + StoresDirectory());
+    lines.push_back(std::to_wstring(unrecovered) +
+                    (unrecovered == 1 ? L" unrecovered document" : L" unrecovered documents") + L" in " +
+                    StoresDirectory());
+    PrintTogether(lines);
 }
 
 ExitCode RunHistory(bool asJson) {

@@ -119,10 +119,8 @@ void CRestoreRun::Add(const COutcome& outcome) {
         PrintLine((outcome.kind == std::string_view("missing") ? L"missing    " : L"failed     ") + outcome.trouble);
 }
 
-std::vector<CStoreEntry> ReadStores() {
-    std::vector<CStoreEntry> stores;
-    for (const auto& name : ListStores())
-        stores.push_back(ReadStore(name));
+std::vector<CStoreEntry> ReadAllStores() {
+    std::vector<CStoreEntry> stores = ReadStores();
     PrintUnreadable(stores);
     AddStoresWithoutRecord(stores);
     return stores;
@@ -184,7 +182,7 @@ ExitCode RunRestore(const CRestoreRequest& request, const CWorkerLimits& limits)
     const CRestoreScripts scripts(request.appsFile,
                                   request.script); // what is wrong with them is told before anything is done
 
-    auto stores = ReadStores();
+    auto stores = ReadAllStores();
     const CRestoreSelection selection = SelectDocuments(stores, request);
     const auto outcomes = CRestoreRun(request, limits, selection.documents).Run();
     if (request.json)

@@ -39,13 +39,16 @@ std::wstring FinalPath(HANDLE object) {
     return {};
 }
 
-/// Whether an object that was opened under this name in the directory with this final path is a link. Reparse points of
-/// other kinds, such as those of files that a cloud service holds, are none.
-bool IsLink(HANDLE object, const std::wstring& path, const std::wstring& parent, const std::wstring& name) {
+/// Reparse points of other kinds, such as those of files that a cloud service holds, are no links.
+bool IsLink(HANDLE object) {
     FILE_ATTRIBUTE_TAG_INFO info{};
-    if (GetFileInformationByHandleEx(object, FileAttributeTagInfo, &info, sizeof info) &&
-        (info.FileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 && IsReparseTagNameSurrogate(info.ReparseTag))
-        return true;
+    return GetFileInformationByHandleEx(object, FileAttributeTagInfo, &info, sizeof info) &&
+           (info.FileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 && IsReparseTagNameSurrogate(info.ReparseTag);
+}
+
+/// Whether what was opened under this name in the directory with this final path lies elsewhere, as far as the file
+/// system tells.
+bool LiesElsewhere(const std::wstring& path, const std::wstring& parent, const std::wstring& name) {
     return !path.empty() && !parent.empty() && !SameName(path, parent + L"\\" + name);
 }
 
@@ -58,7 +61,9 @@ bool IsOrdinaryFile(HANDLE file) {
 }
 } // namespace
 
-CSavedCopyAnswer ExamineSavedCopy(const std::wstring& storeDirectory, const std::wstring& path) {
+CSavedCopies::CSavedCopies(std::wstring storesDirectory) : m_finalPath(FinalPath(OpenItself(storesDirectory).Get())) {}
+
+CSavedCopyAnswer CSavedCopies::Examine(const std::wstring& storeDirectory, const std::wstring& path) const {
     const std::wstring name = path.substr(path.find_last_of(L"\\/") + 1);
     if (name.empty())
         return Refuse(L"the record names no file");
@@ -67,20 +72,27 @@ CSavedCopyAnswer ExamineSavedCopy(const std::wstring& storeDirectory, const std:
     if (!SameName(FullPath(path), storeDirectory + L"\\" + name))
         return Refuse(L"it does not lie in the directory of its store");
 
-    const std::size_t end = storeDirectory.find_last_of(L'\\');
-    const CUniqueHandle stores = OpenItself(storeDirectory.substr(0, end));
-    const CUniqueHandle store = OpenItself(storeDirectory);
-    const std::wstring storePath = store ? FinalPath(store.Get()) : std::wstring();
-    if (!store || IsLink(store.Get(), storePath, FinalPath(stores.Get()), storeDirectory.substr(end + 1)))
-        return Refuse(L"the directory of its store is a link");
+    const std::wstring storeName = storeDirectory.substr(storeDirectory.find_last_of(L'\\') + 1);
     const CUniqueHandle file = OpenItself(path);
-    if (!file) {
-        const DWORD error = GetLastError();
+    const DWORD error = file ? ERROR_SUCCESS : GetLastError();
+    const std::wstring filePath = file ? FinalPath(file.Get()) : std::wstring();
+    // A copy that lies where its path says has no link on its way; of any other the store says what is wrong.
+    if (m_finalPath.empty() || !SameName(filePath, m_finalPath + L"\\" + storeName + L"\\" + name)) {
+        const CUniqueHandle store = OpenItself(storeDirectory);
+        const std::wstring storePath = store ? FinalPath(store.Get()) : std::wstring();
+        if (!store || IsLink(store.Get()) || LiesElsewhere(storePath, m_finalPath, storeName))
+            return Refuse(L"the directory of its store is a link");
         if (error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND)
             return {Kind::Missing, L"the saved copy is gone"};
-        return Refuse(L"it cannot be looked at: " + DescribeCode(error));
+        if (!file)
+            return Refuse(L"it cannot be looked at: " + DescribeCode(error));
+        if (LiesElsewhere(filePath, storePath, name))
+            return Refuse(L"it is no ordinary file");
     }
-    if (IsLink(file.Get(), FinalPath(file.Get()), storePath, name) || !IsOrdinaryFile(file.Get()))
-        return Refuse(L"it is no ordinary file");
-    return {Kind::Usable, {}};
+    return IsLink(file.Get()) || !IsOrdinaryFile(file.Get()) ? Refuse(L"it is no ordinary file")
+                                                             : CSavedCopyAnswer{Kind::Usable, {}};
+}
+
+CSavedCopyAnswer ExamineSavedCopy(const std::wstring& storeDirectory, const std::wstring& path) {
+    return CSavedCopies(storeDirectory.substr(0, storeDirectory.find_last_of(L'\\'))).Examine(storeDirectory, path);
 }

@@ -19,3 +19,15 @@ struct CSavedCopyAnswer {
 /// name without a quotation mark, a colon and control characters. What lies elsewhere by its path alone, such as on
 /// another machine, is not even looked at.
 CSavedCopyAnswer ExamineSavedCopy(const std::wstring& storeDirectory, const std::wstring& path);
+
+/// The same for the copies of many stores of one directory, which is resolved but once.
+class CSavedCopies {
+public:
+    explicit CSavedCopies(std::wstring storesDirectory);
+
+    /// The store lies directly in the directory of the stores.
+    CSavedCopyAnswer Examine(const std::wstring& storeDirectory, const std::wstring& path) const;
+
+private:
+    std::wstring m_finalPath; ///< of the directory of the stores; empty where the file system does not tell
+};

@@ -1,28 +1,17 @@
 #include "SavedCopyNames.h"
 
 #include "base/PathHelper.h"
-#include "base/UniqueHandle.h"
 #include "InfoFileText.h"
 
 #include <map>
 #include <set>
 
-namespace {
-std::set<std::wstring> ListFiles(const std::wstring& directory) {
-    std::set<std::wstring> paths;
-    WIN32_FIND_DATAW found{};
-    const CUniqueFindHandle search(FindFirstFileW(JoinPath(directory, L"*").c_str(), &found));
-    if (search)
-        do {
-            if ((found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0)
-                paths.insert(JoinPath(directory, found.cFileName));
-        } while (FindNextFileW(search.Get(), &found));
-    return paths;
-}
-} // namespace
-
-void FindSavedCopies(const std::wstring& directory, const std::vector<CInternalSavedDocument*>& records) {
-    std::set<std::wstring> unclaimed = ListFiles(directory);
+void FindSavedCopies(const std::wstring& directory, const std::vector<CListedFile>& files,
+                     const std::vector<CInternalSavedDocument*>& records) {
+    std::set<std::wstring> unclaimed;
+    for (const CListedFile& file : files)
+        if (!file.isDirectory)
+            unclaimed.insert(JoinPath(directory, file.name));
     std::multimap<std::wstring, std::wstring> misprinted;
     for (const auto& path : unclaimed)
         if (const std::wstring recorded = AsRecorded(path); recorded != path)

@@ -4,6 +4,7 @@
 // values as the format texts of a print: "100% sure.txt" stands there with something else for "% s". Which file was
 // meant can be told from what the directory holds.
 
+#include "DirectoryListing.h"
 #include "InternalSavedDocument.h"
 
 #include <string>
@@ -11,4 +12,5 @@
 
 /// Gives each of a store's records that names no file of the store's directory the path of the file whose name reads
 /// like that in a record. Of several, and of several records that name one file, each gets one.
-void FindSavedCopies(const std::wstring& directory, const std::vector<CInternalSavedDocument*>& records);
+void FindSavedCopies(const std::wstring& directory, const std::vector<CListedFile>& files,
+                     const std::vector<CInternalSavedDocument*>& records);

@@ -34,8 +34,8 @@ void CScratchMark::Put(const std::wstring& storeDirectory) {
                                  0, nullptr));
 }
 
-bool IsScratch(const std::wstring& storeDirectory) {
-    return GetFileAttributesW((storeDirectory + L"\\" + MarkName).c_str()) != INVALID_FILE_ATTRIBUTES;
+bool IsScratch(const std::vector<CListedFile>& files) {
+    return Holds(files, MarkName);
 }
 
 void RemoveScratchStores(const std::wstring& storesDirectory) {

@@ -5,6 +5,7 @@
 // that was ended goes with the next.
 
 #include "base/UniqueHandle.h"
+#include "DirectoryListing.h"
 
 #include <string>
 
@@ -33,7 +34,8 @@ public:
 private:
     CUniqueHandle m_file;
 };
-bool IsScratch(const std::wstring& storeDirectory);
+/// Whether a directory that holds this is such a store.
+bool IsScratch(const std::vector<CListedFile>& files);
 
 /// Removes every scratch store of a folder of stores that no trial is using.
 void RemoveScratchStores(const std::wstring& storesDirectory);

@@ -2,7 +2,6 @@
 
 #include "base/PathHelper.h"
 #include "base/Text.h"
-#include "base/UniqueHandle.h"
 #include "Console.h"
 #include "ExitCode.h"
 #include "InfoFileText.h"
@@ -15,16 +14,12 @@
 #include "SystemText.h"
 #include "base/Exceptions.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 
 namespace {
-bool IsFile(const std::wstring& path) {
-    const DWORD attributes = GetFileAttributesW(path.c_str());
-    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
-}
-
 bool HasTime(const FILETIME& time) {
     return time.dwLowDateTime != 0 || time.dwHighDateTime != 0;
 }
@@ -47,6 +42,29 @@ std::unique_ptr<CDocumentStoreInfo> ParseWithMending(const std::string& bytes) {
             // The first failure says what is wrong with the file as it is.
         }
         throw;
+    }
+}
+
+bool IsStore(const std::vector<CListedFile>& files) {
+    return std::ranges::any_of(
+               files, [](const CListedFile& file) { return !file.isDirectory && SameName(file.name, InfoFile); }) &&
+           !IsScratch(files);
+}
+
+CStoreEntry ListStore(const std::wstring& base, const std::wstring& name) {
+    CStoreEntry store;
+    store.name = name;
+    store.directory = JoinPath(base, name);
+    store.files = ListDirectory(store.directory);
+    return store;
+}
+
+void ReadRecord(CStoreEntry& store) {
+    try {
+        store.info = ParseWithMending(ReadInfoFile(store.InfoPath()));
+        FindSavedCopies(store.directory, store.files, store.Documents());
+    } catch (const std::exception& error) {
+        store.problem = DescribeException(error);
     }
 }
 } // namespace
@@ -73,20 +91,26 @@ std::wstring StoresDirectory() {
     return base;
 }
 
-std::vector<std::wstring> ListStores() {
-    std::vector<std::wstring> names;
+std::vector<CStoreEntry> ReadStores() {
+    std::vector<CStoreEntry> stores;
+    const CInternalDocumentStore::CBaseDirectoryScope inOneFolder;
     const std::wstring base = StoresDirectory();
-    WIN32_FIND_DATAW found{};
-    const CUniqueFindHandle search(FindFirstFileW(JoinPath(base, L"*").c_str(), &found));
-    if (!search)
-        return names;
-    do {
-        const std::wstring name = found.cFileName;
-        if (name != L"." && name != L".." && (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0 &&
-            IsFile(JoinPath(JoinPath(base, name), InfoFile)) && !IsScratch(JoinPath(base, name)))
-            names.push_back(name);
-    } while (FindNextFileW(search.Get(), &found));
-    return names;
+    for (const CListedFile& folder : ListDirectory(base)) {
+        if (!folder.isDirectory)
+            continue;
+        CStoreEntry store = ListStore(base, folder.name);
+        if (!IsStore(store.files))
+            continue;
+        ReadRecord(store);
+        stores.push_back(std::move(store));
+    }
+    return stores;
+}
+
+CStoreEntry ReadStore(const std::wstring& name) {
+    CStoreEntry store = ListStore(StoresDirectory(), name);
+    ReadRecord(store);
+    return store;
 }
 
 std::string ReadInfoFile(const std::wstring& path) {
@@ -95,19 +119,6 @@ std::string ReadInfoFile(const std::wstring& path) {
     if (!file)
         throw CCommandError(ExitCode::Failed, L"the file cannot be read");
     return bytes;
-}
-
-CStoreEntry ReadStore(const std::wstring& name) {
-    CStoreEntry entry;
-    entry.name = name;
-    entry.directory = JoinPath(StoresDirectory(), name);
-    try {
-        entry.info = ParseWithMending(ReadInfoFile(entry.InfoPath()));
-        FindSavedCopies(entry.directory, entry.Documents());
-    } catch (const std::exception& error) {
-        entry.problem = DescribeException(error);
-    }
-    return entry;
 }
 
 void WriteStore(const CStoreEntry& store) {

@@ -2,6 +2,7 @@
 
 // The document stores on disk, each with the directory it was found in. One unreadable store does not hide the others.
 
+#include "DirectoryListing.h"
 #include "InternalSavedDocument.h"
 #include "ScriptExecution/DocumentStoreInfo.h"
 #include "ScriptExecution/StateChangeInstance.h"
@@ -13,6 +14,7 @@
 struct CStoreEntry {
     std::wstring name;                        ///< of the directory: the local time of the change
     std::wstring directory;                   ///< full path
+    std::vector<CListedFile> files;           ///< what the directory held when it was read
     std::unique_ptr<CDocumentStoreInfo> info; ///< null when the info file cannot be read
     std::wstring problem;                     ///< then why
 
@@ -24,9 +26,10 @@ struct CStoreEntry {
 /// Full path of the directory that holds the stores.
 std::wstring StoresDirectory();
 
-/// Names of the directories that hold an info file, in directory-search order.
-std::vector<std::wstring> ListStores();
+/// The directories that hold an info file, in directory-search order.
+std::vector<CStoreEntry> ReadStores();
 
+/// Of this name, whether it holds an info file or not.
 CStoreEntry ReadStore(const std::wstring& name);
 
 /// The bytes of an info file. Throws CCommandError.

@@ -48,12 +48,11 @@ std::optional<FILETIME> ReadTimeFromName(const std::wstring& name) {
 std::vector<std::wstring> FindUnrecorded(const CStoreEntry& store) {
     std::vector<std::wstring> found;
     const auto documents = store.Documents();
-    std::error_code ignored;
-    for (const auto& file : std::filesystem::directory_iterator(store.directory, ignored)) {
-        const std::wstring path = file.path().wstring();
-        if (!IsRecord(file.path().filename().wstring()) &&
-            std::none_of(documents.begin(), documents.end(),
-                         [&](const auto* document) { return SameName(FullPath(CopyOf(*document)), path); }))
+    for (const CListedFile& file : store.files) {
+        const std::wstring path = JoinPath(store.directory, file.name);
+        if (!IsRecord(file.name) && std::ranges::none_of(documents, [&](const auto* document) {
+                return SameName(FullPath(CopyOf(*document)), path);
+            }))
             found.push_back(path);
     }
     return found;
@@ -63,19 +62,16 @@ void AddStoresWithoutRecord(std::vector<CStoreEntry>& stores) {
     std::set<std::wstring> known;
     for (const CStoreEntry& store : stores)
         known.insert(store.name);
-    std::error_code ignored;
-    for (const auto& folder : std::filesystem::directory_iterator(StoresDirectory(), ignored)) {
-        if (known.contains(folder.path().filename().wstring()))
-            continue;
-        // A record first: systems that look through the whole folder for what is not there do so for few then.
-        if (!folder.is_directory(ignored) || std::filesystem::exists(folder.path() / InfoFile, ignored) ||
-            IsScratch(folder.path().wstring()))
+    const std::wstring base = StoresDirectory();
+    for (const CListedFile& folder : ListDirectory(base)) {
+        if (!folder.isDirectory || known.contains(folder.name))
             continue;
         CStoreEntry store;
-        store.name = folder.path().filename().wstring();
-        store.directory = folder.path().wstring();
+        store.name = folder.name;
+        store.directory = JoinPath(base, folder.name);
+        store.files = ListDirectory(store.directory);
         store.problem = L"it has no info file";
-        if (!FindUnrecorded(store).empty())
+        if (!Holds(store.files, InfoFile) && !IsScratch(store.files) && !FindUnrecorded(store).empty())
             stores.push_back(std::move(store));
     }
 }
@@ -87,8 +83,9 @@ void PrintUnreadable(const std::vector<CStoreEntry>& stores) {
                        L"; mend its info.xml, or 'quorline forget' it");
 }
 
-CSavedCopyAnswer ExamineCopyOf(const CStoreEntry& store, const CInternalSavedDocument& document) {
-    return ExamineSavedCopy(store.directory, CopyOf(document));
+CSavedCopyAnswer ExamineCopyOf(const CSavedCopies& copies, const CStoreEntry& store,
+                               const CInternalSavedDocument& document) {
+    return copies.Examine(store.directory, CopyOf(document));
 }
 
 std::wstring TimeOf(const CStoreEntry& store) {

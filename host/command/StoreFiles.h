@@ -16,7 +16,8 @@ void AddStoresWithoutRecord(std::vector<CStoreEntry>& stores);
 void PrintUnreadable(const std::vector<CStoreEntry>& stores);
 
 /// Whether a document's saved copy is there to be restored.
-CSavedCopyAnswer ExamineCopyOf(const CStoreEntry& store, const CInternalSavedDocument& document);
+CSavedCopyAnswer ExamineCopyOf(const CSavedCopies& copies, const CStoreEntry& store,
+                               const CInternalSavedDocument& document);
 
 /// "2026-11-21 20:45:00 UTC", the time of the change: as recorded, or as the directory is named after it. Empty where
 /// neither tells.

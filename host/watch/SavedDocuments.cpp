@@ -46,17 +46,16 @@ bool CSavedDocument::IsSameDocument(const CSavedDocument& other) const {
 }
 
 std::vector<CSavedDocument> ReadSavedDocuments() {
-    std::vector<std::wstring> names = ListStores();
-    std::sort(names.begin(), names.end(), std::greater<>());
+    std::vector<CStoreEntry> stores = ReadStores();
+    std::ranges::sort(stores, std::greater<>(), &CStoreEntry::name);
+    const CSavedCopies copies(StoresDirectory());
     std::vector<CSavedDocument> documents;
-    for (const auto& name : names) {
-        const CStoreEntry store = ReadStore(name);
+    for (const CStoreEntry& store : stores)
         for (const auto* document : store.Documents()) {
-            CSavedDocument described = Describe(*document, name);
-            if (ExamineSavedCopy(store.directory, described.copy).kind == CSavedCopyAnswer::Kind::Usable)
+            CSavedDocument described = Describe(*document, store.name);
+            if (copies.Examine(store.directory, described.copy).kind == CSavedCopyAnswer::Kind::Usable)
                 documents.push_back(std::move(described));
         }
-    }
     return documents;
 }
 

@@ -125,3 +125,23 @@ TEST_F(SavedCopyTest, ACopyThatIsALinkIsRefused) {
     EXPECT_EQ(answer.kind, Kind::Refused);
     EXPECT_EQ(answer.reason, L"it is no ordinary file");
 }
+
+TEST_F(SavedCopyTest, OfManyStoresEachCopyIsExaminedByItself) {
+    const CLink link(m_folder.Path(), L"other", L"link");
+    const CSavedCopies copies(m_folder.Path());
+    const std::pair<const wchar_t*, Kind> cases[] = {{L"\\store\\Letter.txt", Kind::Usable},
+                                                     {L"\\link\\Letter.txt", Kind::Refused},
+                                                     {L"\\link\\gone.txt", Kind::Refused},
+                                                     {L"\\other\\Letter.txt", Kind::Usable},
+                                                     {L"\\other\\gone.txt", Kind::Missing}};
+    for (const auto& [copy, kind] : cases) {
+        const std::wstring path = m_folder.Path() + copy;
+        EXPECT_EQ(copies.Examine(path.substr(0, path.find_last_of(L'\\')), path).kind, kind) << path;
+    }
+}
+
+TEST_F(SavedCopyTest, ADirectoryOfStoresBehindALinkHoldsUsableCopies) {
+    const CLink link(m_folder.Path(), L".", L"redirected");
+    const std::wstring stores = m_folder.Path() + L"\\redirected";
+    EXPECT_EQ(CSavedCopies(stores).Examine(stores + L"\\store", stores + L"\\store\\Letter.txt").kind, Kind::Usable);
+}

@@ -1,4 +1,5 @@
-// Proves which stores there are, and that their records come back whole: StoreCatalog, StoreFiles, SavedCopyNames.
+// Proves which stores there are, and that their records come back whole: StoreCatalog, StoreFiles,
+// SavedCopyNames, DirectoryListing.
 
 #include "ChildProgram.h"
 #include "Console.h"
@@ -14,9 +15,12 @@
 #include <set>
 
 namespace {
+using testing::AllOf;
 using testing::ElementsAre;
+using testing::Field;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::UnorderedElementsAre;
 
 class StoreCatalogTest : public testing::Test {
 protected:
@@ -46,7 +50,7 @@ protected:
 } // namespace
 
 TEST_F(StoreCatalogTest, WithoutTheFolderThereAreNoStores) {
-    EXPECT_THAT(ListStores(), IsEmpty());
+    EXPECT_THAT(ReadStores(), IsEmpty());
 }
 
 TEST_F(StoreCatalogTest, OfARecordThatCannotBeMendedTheFilesOwnMistakeIsTold) {
@@ -65,7 +69,26 @@ TEST_F(StoreCatalogTest, OnlyDirectoriesWithAnInfoFileAreStores) {
     std::filesystem::create_directories(m_documents.Base() / L"empty");
     std::filesystem::create_directories(m_documents.Base() / L"odd" / L"info.xml");
     std::ofstream(m_documents.Base() / L"file") << "x";
-    EXPECT_THAT(ListStores(), ElementsAre(L"a", L"b"));
+    EXPECT_THAT(ReadStores(), ElementsAre(Field(&CStoreEntry::name, L"a"), Field(&CStoreEntry::name, L"b")));
+}
+
+TEST_F(StoreCatalogTest, WhatAStoreHoldsIsListedOnceWithoutTheDirectoryItselfAndItsParent) {
+    PutInfo(L"a", "<DocStore></DocStore>");
+    std::filesystem::create_directories(m_documents.Base() / L"a" / L"folder");
+    std::ofstream(m_documents.Base() / L"a" / L"Letter.txt") << "text";
+    const CStoreEntry store = ReadStore(L"a");
+    EXPECT_THAT(
+        store.files,
+        UnorderedElementsAre(AllOf(Field(&CListedFile::name, L"info.xml"), Field(&CListedFile::isDirectory, false)),
+                             AllOf(Field(&CListedFile::name, L"folder"), Field(&CListedFile::isDirectory, true)),
+                             AllOf(Field(&CListedFile::name, L"Letter.txt"), Field(&CListedFile::isDirectory, false))));
+    EXPECT_TRUE(Holds(store.files, L"INFO.XML"));
+    EXPECT_FALSE(Holds(store.files, L"info"));
+    // What comes later is not in it.
+    std::ofstream(m_documents.Base() / L"a" / L"Later.txt") << "text";
+    EXPECT_THAT(FindUnrecorded(store), UnorderedElementsAre((m_documents.Base() / L"a" / L"folder").wstring(),
+                                                            (m_documents.Base() / L"a" / L"Letter.txt").wstring()));
+    EXPECT_THAT(ListDirectory((m_documents.Base() / L"none").wstring()), IsEmpty());
 }
 
 TEST_F(StoreCatalogTest, DirectoriesWithFilesButWithoutARecordFollowTheStoresThatWereRead) {
