@@ -1,5 +1,6 @@
 #include "security/Impersonator.h"
 
+#include "base/SystemFunction.h"
 #include "logging/Checks.h"
 #include "logging/ClassLog.h"
 #include "security/Impersonation.h"
@@ -19,7 +20,9 @@ CImpersonator::CImpersonator(HANDLE process, bool mustSucceed) : CImpersonator()
         m_ownerSid = CSecurityUtils::Instance().GetProcessOwnerSidAsWSTR(process);
         std::array<wchar_t, 1024> name{};
         ULONG length = static_cast<ULONG>(name.size());
-        if (GetUserNameExW(NameSamCompatible, name.data(), &length)) {
+        // With this DLL come the system's security packages, and nobody but an impersonator wants them.
+        const auto getUserName = FindSystemFunction<decltype(GetUserNameExW)>(L"secur32.dll", "GetUserNameExW");
+        if (getUserName != nullptr && getUserName(NameSamCompatible, name.data(), &length)) {
             m_userName = name.data();
             Log(log4cxx::Level::getDebug(), L"Successfully referenced active user {0:%s}.", m_userName.c_str());
         } else

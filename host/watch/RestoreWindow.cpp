@@ -1,5 +1,6 @@
 #include "RestoreWindow.h"
 
+#include "base/SystemFunction.h"
 #include "WatchResource.h"
 
 #include <commctrl.h>
@@ -36,7 +37,11 @@ void AddRow(HWND list, int row, const CSavedDocument& document) {
 bool CRestoreWindow::Open(const std::wstring& text, std::vector<CSavedDocument> documents, CRestoreAnswers answers) {
     Close();
     INITCOMMONCONTROLSEX controls{sizeof(controls), ICC_LISTVIEW_CLASSES};
-    InitCommonControlsEx(&controls);
+    // Without its list there is no such window.
+    const auto initControls =
+        FindSystemFunction<decltype(InitCommonControlsEx)>(L"comctl32.dll", "InitCommonControlsEx");
+    if (initControls == nullptr || !initControls(&controls))
+        return false;
     m_documents = std::move(documents);
     m_answers = std::move(answers);
     m_window = CreateDialogParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDD_DOCUMENTS), nullptr, &Procedure,

@@ -154,6 +154,7 @@ const std::vector<CKnownFailure>& KnownFailures() {
         {"GetModuleHandleExW", Null<ERROR_MOD_NOT_FOUND>()},
         {"GetModuleHandleW", Null<ERROR_MOD_NOT_FOUND>()},
         {"GetProcAddress", Null<ERROR_PROC_NOT_FOUND>()},
+        {"LoadLibraryExW", Null<ERROR_NOT_ENOUGH_MEMORY>()},
         {"LoadLibraryW", Null<ERROR_NOT_ENOUGH_MEMORY>()},
         {"SetThreadStackGuarantee", Null<ERROR_INVALID_PARAMETER>()},
         {"ConvertStringSecurityDescriptorToSecurityDescriptorW", Null<ERROR_NOT_ENOUGH_MEMORY>()},
@@ -255,7 +256,6 @@ const std::vector<CKnownFailure>& KnownFailures() {
         {"AdjustTokenPrivileges", Null<ERROR_ACCESS_DENIED>()},
         {"ImpersonateLoggedOnUser", Null<ERROR_ACCESS_DENIED>()},
         {"RevertToSelf", Null<ERROR_ACCESS_DENIED>()},
-        {"GetUserNameExW", Null<ERROR_ACCESS_DENIED>()},
         {"CopySid", Null<ERROR_INSUFFICIENT_BUFFER>()},
         {"IsValidSid", Null<ERROR_SUCCESS>()},
         // --- the registry ---

@@ -17,6 +17,7 @@
 
 #include <array>
 #include <atomic>
+#include <bit>
 #include <string>
 #include <thread>
 #include <vector>
@@ -199,8 +200,10 @@ TEST(Impersonator, KnowsTheOwnerAndReturnsAtItsEnd) {
 TEST(Impersonator, AnOwnerWithoutANameIsStillImpersonated) {
     const CLogLines log;
     {
+        using GetName = BOOLEAN WINAPI(EXTENDED_NAME_FORMAT, LPWSTR, PULONG);
+        static GetName* const noName = [](EXTENDED_NAME_FORMAT, LPWSTR, PULONG) { return BOOLEAN{FALSE}; };
         const CImportHook failing(
-            Program(), "GetUserNameExW", +[](EXTENDED_NAME_FORMAT, LPWSTR, PULONG) { return BOOLEAN{FALSE}; });
+            Program(), "GetProcAddress", +[](HMODULE, LPCSTR) { return std::bit_cast<FARPROC>(noName); });
         const CImpersonator impersonator(GetCurrentProcess(), true);
         EXPECT_TRUE(IsThreadImpersonating());
         EXPECT_EQ(L"", impersonator.GetUserName());
