@@ -7,6 +7,8 @@
 //         contest.Run([&] { Ours(); }, [&] { Bare(); });
 //     }
 //
+// What has to happen before each, and takes time of its own, is a third function, which is not measured.
+//
 // Each round does both once, with the order changed from round to round; a round may do them many times, where a single
 // one is too short for the clock. The counters are nanoseconds of one of each (the medians of the rounds), the ratio of
 // the two, and the goal for it; a row without a goal is only shown. make bench makes its table from them.
@@ -17,6 +19,7 @@
 #include <chrono>
 #include <cstdint>
 #include <memory>
+#include <utility>
 #include <vector>
 
 class CContest {
@@ -26,13 +29,21 @@ public:
         : m_state(state), m_goal(goal), m_times(timesPerRound) {}
 
     template <class Ours, class Other> void Run(Ours ours, Other other) {
+        Run(std::move(ours), std::move(other), [] {});
+    }
+    template <class Ours, class Other, class Before> void Run(Ours ours, Other other, Before before) {
+        const auto timeOurs = [&] {
+            before();
+            m_ours.push_back(Time(ours));
+        };
         bool oursFirst = true;
         for ([[maybe_unused]] auto round : m_state) {
             if (oursFirst)
-                m_ours.push_back(Time(ours));
+                timeOurs();
+            before();
             m_other.push_back(Time(other));
             if (!oursFirst)
-                m_ours.push_back(Time(ours));
+                timeOurs();
             oursFirst = !oursFirst;
         }
         Report();

@@ -169,7 +169,10 @@ int SaveInWorker() {
     startup.cb = sizeof startup;
     PROCESS_INFORMATION started{};
     SetEnvironmentVariableW(L"BENCH_WORKER", L"1");
-    if (!CreateProcessW(nullptr, GetCommandLineW(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &started))
+    // Of a caller without a console nobody may see one open.
+    const DWORD window = GetConsoleWindow() == nullptr ? CREATE_NO_WINDOW : 0;
+    if (!CreateProcessW(nullptr, GetCommandLineW(), nullptr, nullptr, TRUE, window, nullptr, nullptr, &startup,
+                        &started))
         return EXIT_FAILURE;
     const CUniqueHandle thread(started.hThread);
     const CUniqueHandle process(started.hProcess);
