@@ -35,7 +35,9 @@ void CheckLogSettings() noexcept {
     ULONGLONG next = g_next;
     // Of threads that come at one time, one checks. It may log meanwhile, and is then not called again.
     if (now >= next && g_next.compare_exchange_strong(next, ~0ULL)) {
+        const DWORD lastError = GetLastError();
         check();
+        SetLastError(lastError);
         g_next = GetTickCount64() + g_interval;
     }
 }

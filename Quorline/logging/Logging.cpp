@@ -49,9 +49,26 @@ log4cxx::LoggerPtr FindLogger(const wchar_t* name) noexcept {
 constinit CClassLogger g_fallbackLogger(L"LogHelp.EventLogger");
 constinit CClassLogger g_globalLogger(L"TalvinorGlobal");
 
+/// What log4cxx's own macros ask first: of the levels that it has itself a logger knows the lowest that anybody wants.
+bool MayBeEnabled(const log4cxx::LoggerPtr& logger, const log4cxx::LevelPtr& level) {
+    switch (level->toInt()) {
+    case log4cxx::Level::DEBUG_INT:
+        return log4cxx::Logger::isDebugEnabledFor(logger);
+    case log4cxx::Level::INFO_INT:
+        return log4cxx::Logger::isInfoEnabledFor(logger);
+    case log4cxx::Level::WARN_INT:
+        return log4cxx::Logger::isWarnEnabledFor(logger);
+    default:
+        return true;
+    }
+}
+
 bool IsEnabled(const log4cxx::LoggerPtr& logger, const log4cxx::LevelPtr& level) noexcept {
     try {
-        return logger && !IsProcessEnding() && logger->isEnabledFor(level);
+        if (!logger || !MayBeEnabled(logger, level))
+            return false; // most lines: nothing was called that could change the thread's last error
+        const CLastErrorKeeper keeper;
+        return logger->isEnabledFor(level);
     } catch (...) {
         return false;
     }
@@ -90,12 +107,9 @@ void ReportLostLines() noexcept {
 /// Compose gives the text; it is called for a line that is to be written.
 template <class Compose>
 void LogComposed(const log4cxx::LoggerPtr& logger, const log4cxx::LevelPtr& level, const Compose& compose) noexcept {
+    if (!WouldLog(logger, level))
+        return;
     const CLastErrorKeeper keeper;
-    if (IsProcessEnding())
-        return;
-    CheckLogSettings();
-    if (!IsEnabled(logger, level))
-        return;
     ReportLostLines();
     try {
         if (Write(logger, level, compose()))
@@ -152,6 +166,11 @@ void LogTextToLogger(const log4cxx::LoggerPtr& logger, const log4cxx::LevelPtr& 
 }
 
 void LogToLoggerV(const log4cxx::LoggerPtr& logger, const log4cxx::LevelPtr& level, std::wstring_view format,
+                  va_list args) noexcept {
+    LogComposed(logger, level, [&] { return FormatMessageText(format, args); });
+}
+
+void LogToLoggerV(const log4cxx::LoggerPtr& logger, const log4cxx::LevelPtr& level, const wchar_t* format,
                   va_list args) noexcept {
     LogComposed(logger, level, [&] { return FormatMessageText(format, args); });
 }

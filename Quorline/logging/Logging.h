@@ -65,6 +65,9 @@ void LogToNamedLoggerV(const std::wstring& loggerName, const log4cxx::LevelPtr& 
 
 void LogToLoggerV(const log4cxx::LoggerPtr& logger, const log4cxx::LevelPtr& level, std::wstring_view format,
                   va_list args) noexcept;
+/// For a literal, whose length matters only when it is written.
+void LogToLoggerV(const log4cxx::LoggerPtr& logger, const log4cxx::LevelPtr& level, const wchar_t* format,
+                  va_list args) noexcept;
 
 /// Whether a line would be written; for those who have something to do before it. A changed settings file counts, as it
 /// does for a line.
