@@ -82,7 +82,7 @@ bench: deps ## measure the library beside its peers, in ten minutes; the figures
 	@$(PACKAGES) bench
 	$(call build_preset,release,benchmarks)
 	$(call warm_prefix)
-	@scripts/bench.py build/release build/bench $(BENCH)
+	@scripts/bench.py build/release build/bench "$(BENCH)"
 
 FUZZ_SECONDS ?= 60
 fuzz: ## look for inputs that break a parser, FUZZ_SECONDS (60) for each

@@ -142,7 +142,7 @@ void HistoryOfStores(benchmark::State& state) {
 
 /// What no history can do without: each store's files listed, its record read, its saved copy looked at.
 void HistoryOfStoresRead(benchmark::State& state) {
-    HistoryBeside(state, 0, [](const std::filesystem::path& base) {
+    HistoryBeside(state, CContest::Proves, [](const std::filesystem::path& base) {
         for (const auto& store : std::filesystem::directory_iterator(base))
             for (const auto& file : std::filesystem::directory_iterator(store.path())) {
                 const CUniqueHandle opened(CreateFileW(file.path().c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
@@ -166,7 +166,7 @@ BENCHMARK(HistoryOfStoresRead)
     ->Arg(2000);
 BENCHMARK(WholeSave)
     ->Name("a whole save of processes|its bare parts")
-    ->Iterations(2)
+    ->Iterations(4)
     ->Arg(1)
     ->Arg(10)
     ->Arg(50)

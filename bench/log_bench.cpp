@@ -80,7 +80,7 @@ void LogBelowTheLevel(benchmark::State& state) {
 /// What a level costs that is handed over by value, as it has to be: log4cxx makes a counted reference of it.
 void LogBelowTheLevelBesideLevel(benchmark::State& state) {
     const CBenchLog log;
-    CContest(state, 0, 2000).Run(&LogNothing, [] {
+    CContest(state, CContest::Proves, 2000).Run(&LogNothing, [] {
         const log4cxx::LevelPtr level = log4cxx::Level::getDebug();
         benchmark::DoNotOptimize(level);
         LOG4CXX_DEBUG(Logger(), L"Running script '" << Name << L"'");
@@ -103,7 +103,7 @@ void TraceUnseen(benchmark::State& state) {
 
 void TraceUnseenBesideContext(benchmark::State& state) {
     const CBenchLog log;
-    CContest(state, 0, 500).Run(&OpenScope, &KeepContext);
+    CContest(state, CContest::Proves, 500).Run(&OpenScope, &KeepContext);
     state.counters["allocations"] = AllocationsOf(&KeepContext);
 }
 

@@ -164,7 +164,7 @@ void SameName(benchmark::State& state) {
 /// The names that a reservation has to form are texts of the message formatter; and since two of them may mean one
 /// file, the system is asked.
 void SameNameFormed(benchmark::State& state) {
-    SameNameBeside(state, 0, [](const std::wstring& directory, unsigned number) {
+    SameNameBeside(state, CContest::Proves, [](const std::wstring& directory, unsigned number) {
         std::wstring path;
         std::wstring name;
         CCultureHelper::GetInstance().Format(path, L"{0:%s}/{1:%s}({2:%u}){3:%s}", directory.c_str(), L"Letter", number,
@@ -231,7 +231,7 @@ void FindFolderBare() {
 
 /// A store works its folder out when it is made, and again when it is given the identifier that the file has.
 void ReadInfoOfStore(benchmark::State& state) {
-    ReadBeside(state, 0, [&](const std::wstring& path) {
+    ReadBeside(state, CContest::Proves, [&](const std::wstring& path) {
         FindFolderBare();
         FindFolderBare();
         ParseBare(state, path);
