@@ -4,10 +4,13 @@
 #include "InternalSavedDocument.h"
 #include "ScriptExecution/InfoFileFields.h"
 #include "JsonText.h"
+#include "SharedWork.h"
 #include "StoreFiles.h"
 #include "base/LineText.h"
 
 #include <algorithm>
+#include <functional>
+#include <iterator>
 #include <utility>
 
 namespace {
@@ -80,12 +83,19 @@ ordered_json StoreJson(const CSavedCopies& copies, const CStoreEntry& store) {
     return json;
 }
 
-void PrintStoresJson(const std::vector<CStoreEntry>& stores) {
+/// Of each store what describe makes of it.
+template <class Describe> auto DescribeTogether(const std::vector<CStoreEntry>& stores, Describe describe) {
     const CSavedCopies copies(StoresDirectory());
-    ordered_json list = ordered_json::array();
-    for (const auto& store : stores)
-        list.push_back(StoreJson(copies, store));
-    PrintJson({{"stores", std::move(list)}});
+    std::vector<decltype(describe(copies, stores.front()))> descriptions(stores.size());
+    ShareWork(stores.size(), [&](CIndexes& indexes) {
+        while (const auto index = indexes.Next())
+            descriptions[*index] = describe(copies, stores[*index]);
+    });
+    return descriptions;
+}
+
+void PrintStoresJson(const std::vector<CStoreEntry>& stores) {
+    PrintJson({{"stores", DescribeTogether(stores, &StoreJson)}});
 }
 
 void AddDocument(const CSavedCopies& copies, const CStoreEntry& store, const CInternalSavedDocument* document,
@@ -122,20 +132,24 @@ std::wstring DescribeChange(const CStoreEntry& store) {
     return (state.empty() ? L"state not recorded" : state) + (time.empty() ? L"" : L", " + time);
 }
 
+std::vector<std::wstring> LinesOf(const CSavedCopies& copies, const CStoreEntry& store) {
+    std::vector<std::wstring> lines{store.name + L"  " + DescribeChange(store)};
+    if (!store.info)
+        lines.push_back(L"  unreadable   " + store.problem);
+    for (const auto* document : DocumentsInOrder(store))
+        AddDocument(copies, store, document, lines);
+    for (const auto& path : FindUnrecorded(store))
+        lines.push_back(L"  unrecorded   " + path);
+    return lines;
+}
+
 void PrintTable(const std::vector<CStoreEntry>& stores) {
-    const CSavedCopies copies(StoresDirectory());
-    std::size_t unrecovered = 0;
+    const auto linesOfStores = DescribeTogether(stores, &LinesOf);
     std::vector<std::wstring> lines;
-    for (const auto& store : stores) {
-        lines.push_back(store.name + L"  " + DescribeChange(store));
-        if (!store.info)
-            lines.push_back(L"  unreadable   " + store.problem);
-        for (const auto* document : DocumentsInOrder(store)) {
-            unrecovered += IsRecovered(document) ? 0 : 1;
-            AddDocument(copies, store, document, lines);
-        }
-        for (const auto& path : FindUnrecorded(store))
-            lines.push_back(L"  unrecorded   " + path);
+    std::ptrdiff_t unrecovered = 0;
+    for (std::size_t i = 0; i < stores.size(); ++i) {
+        std::ranges::copy(linesOfStores[i], std::back_inserter(lines));
+        unrecovered += std::ranges::count_if(stores[i].Documents(), std::not_fn(&IsRecovered));
     }
     lines.push_back(std::to_wstring(unrecovered) +
                     (unrecovered == 1 ? L" unrecovered document" : L" unrecovered documents") + L" in " +

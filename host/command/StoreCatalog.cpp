@@ -11,6 +11,7 @@
 #include "ScriptExecution/WritableStore.h"
 #include "SavedCopyNames.h"
 #include "ScratchFolder.h"
+#include "SharedWork.h"
 #include "SystemText.h"
 #include "base/Exceptions.h"
 
@@ -92,18 +93,19 @@ std::wstring StoresDirectory() {
 }
 
 std::vector<CStoreEntry> ReadStores() {
-    std::vector<CStoreEntry> stores;
-    const CInternalDocumentStore::CBaseDirectoryScope inOneFolder;
     const std::wstring base = StoresDirectory();
-    for (const CListedFile& folder : ListDirectory(base)) {
-        if (!folder.isDirectory)
-            continue;
-        CStoreEntry store = ListStore(base, folder.name);
-        if (!IsStore(store.files))
-            continue;
-        ReadRecord(store);
-        stores.push_back(std::move(store));
-    }
+    std::vector<CListedFile> folders = ListDirectory(base);
+    std::erase_if(folders, [](const CListedFile& folder) { return !folder.isDirectory; });
+    std::vector<CStoreEntry> stores(folders.size());
+    ShareWork(folders.size(), [&](CIndexes& indexes) {
+        const CInternalDocumentStore::CBaseDirectoryScope inOneFolder;
+        while (const auto index = indexes.Next()) {
+            CStoreEntry& store = stores[*index] = ListStore(base, folders[*index].name);
+            if (IsStore(store.files))
+                ReadRecord(store);
+        }
+    });
+    std::erase_if(stores, [](const CStoreEntry& store) { return !IsStore(store.files); });
     return stores;
 }
 

@@ -91,6 +91,24 @@ TEST_F(StoreCatalogTest, WhatAStoreHoldsIsListedOnceWithoutTheDirectoryItselfAnd
     EXPECT_THAT(ListDirectory((m_documents.Base() / L"none").wstring()), IsEmpty());
 }
 
+TEST_F(StoreCatalogTest, OfManyStoresEachKeepsItsPlaceAndItsRecord) {
+    for (int i = 0; i < 150; ++i) {
+        const std::string name = "store" + std::to_string(i);
+        PutInfo(FromUtf8(name), "<DocStore><Docs><Doc><OrigPath>" + name + "</OrigPath></Doc></Docs></DocStore>");
+    }
+    std::vector<std::wstring> folders;
+    for (const CListedFile& folder : ListDirectory(m_documents.Base().wstring()))
+        folders.push_back(folder.name);
+    std::vector<std::wstring> names;
+    for (const CStoreEntry& store : ReadStores()) {
+        ASSERT_NE(store.info, nullptr) << ToUtf8(store.problem);
+        EXPECT_EQ(Original(store), store.name);
+        names.push_back(store.name);
+    }
+    EXPECT_EQ(names, folders);
+    EXPECT_EQ(names.size(), 150u);
+}
+
 TEST_F(StoreCatalogTest, DirectoriesWithFilesButWithoutARecordFollowTheStoresThatWereRead) {
     for (const wchar_t* store : {L"read", L"unread"}) {
         PutInfo(store, "<DocStore></DocStore>");
