@@ -78,7 +78,7 @@ ubsan: deps ## run the tests but soak and packaging where what the language leav
 	$(call warm_prefix)
 	@ctest --preset ubsan $(CTEST_FLAGS)
 
-bench: deps ## measure the library beside its peers, in ten minutes; the figures go to build/bench
+bench: deps ## measure the library beside its peers, in under ten minutes; the figures go to build/bench
 	@$(PACKAGES) bench
 	$(call build_preset,release,benchmarks)
 	$(call warm_prefix)
