@@ -14,8 +14,8 @@
 // the two, and the goal for it; a row without a goal is only shown. make bench makes its table from them.
 //
 // A row may also prove what of another one, of the same name and size, is not the library's own: the other side then
-// does besides what the platform or the rules ask for. Where that row stays within the goal, the other one cannot be
-// met.
+// does besides what the platform or the rules ask for. Where that row keeps to the goal, the other one is called
+// limited.
 
 #include <benchmark/benchmark.h>
 

@@ -76,7 +76,9 @@ def judge(row):
 
 
 def mark_limits(rows):
-    """A goal that is missed for what is not the library's own: another row, with that on both sides, stays within it."""
+    """A goal that is missed for what is not the library's own: another row, with that on both sides, keeps to it.
+
+    By its best repetition: where the goal is a draw, chance decides between the others."""
     for row in rows:
         if row["verdict"] != "MISSED":
             continue

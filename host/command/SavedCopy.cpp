@@ -61,7 +61,8 @@ bool IsOrdinaryFile(HANDLE file) {
 }
 } // namespace
 
-CSavedCopies::CSavedCopies(std::wstring storesDirectory) : m_finalPath(FinalPath(OpenItself(storesDirectory).Get())) {}
+CSavedCopies::CSavedCopies(const std::wstring& storesDirectory)
+    : m_finalPath(FinalPath(OpenItself(storesDirectory).Get())) {}
 
 CSavedCopyAnswer CSavedCopies::Examine(const std::wstring& storeDirectory, const std::wstring& path) const {
     const std::wstring name = path.substr(path.find_last_of(L"\\/") + 1);

@@ -23,7 +23,7 @@ CSavedCopyAnswer ExamineSavedCopy(const std::wstring& storeDirectory, const std:
 /// The same for the copies of many stores of one directory, which is resolved but once.
 class CSavedCopies {
 public:
-    explicit CSavedCopies(std::wstring storesDirectory);
+    explicit CSavedCopies(const std::wstring& storesDirectory);
 
     /// The store lies directly in the directory of the stores.
     CSavedCopyAnswer Examine(const std::wstring& storeDirectory, const std::wstring& path) const;

@@ -34,6 +34,7 @@ public:
 private:
     CUniqueHandle m_file;
 };
+
 /// Whether a directory that holds this is such a store.
 bool IsScratch(const std::vector<CListedFile>& files);
 
